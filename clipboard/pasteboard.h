@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace sorrelwind {
+
+/// The desktop's clipboard as this program sees it: a counter of changes and a snapshot of the
+/// newest one. A back-end fetches a foreign selection by itself and raises the count only when the
+/// snapshot is whole, so that no reader ever waits for another program. Owned by main, lives on the
+/// main thread.
+class Pasteboard : public QObject {
+    Q_OBJECT
+public:
+    using QObject::QObject;
+
+    /// Raised by one with every foreign change and with every write of our own.
+    [[nodiscard]] virtual qint64 changeCount() const = 0;
+    /// The types that the newest owner offers. A secret that the desktop marks in another way is
+    /// listed as kConcealedType too.
+    [[nodiscard]] virtual QStringList types() const = 0;
+    /// The newest plain text; none when there is no text (an image, files), or it is concealed.
+    [[nodiscard]] virtual std::optional<QString> string() const = 0;
+    /// Clears the pasteboard and puts `text` on it as plain text. Raises the count once, before it
+    /// returns; the back-end's own echo never raises it again.
+    virtual void setString(const QString& text) = 0;
+    /// Which back-end this is: "x11", "none".
+    [[nodiscard]] virtual QString backend() const = 0;
+    /// Whether copies can be seen and written now.
+    [[nodiscard]] virtual bool available() const = 0;
+
+Q_SIGNALS:
+    /// The count was raised by a foreign change; its snapshot is whole.
+    void changed();
+    /// available() is another than before.
+    void availabilityChanged();
+};
+
+/// The convention by which password managers mark a secret (nspasteboard.org).
+inline constexpr QLatin1StringView kConcealedType{"org.nspasteboard.ConcealedType"};
+
+/// Largest text taken from or put on the clipboard, in bytes of UTF-8.
+inline constexpr qint64 kMaxClipboardBytes = 16LL * 1024 * 1024;
+
+} // namespace sorrelwind
