@@ -17,20 +17,31 @@ class Pasteboard : public QObject {
 public:
     using QObject::QObject;
 
-    /// Raised by one with every foreign change and with every write of our own.
+    /// Raised by one with every foreign change and with every write of our own. A foreign change
+    /// that could not be read counts too, with no string. What lay there at the start does not.
     [[nodiscard]] virtual qint64 changeCount() const = 0;
     /// The types that the newest owner offers. A secret that the desktop marks in another way is
     /// listed as kConcealedType too.
     [[nodiscard]] virtual QStringList types() const = 0;
-    /// The newest plain text; none when there is no text (an image, files), or it is concealed.
+    /// The newest plain text; none when there is no text (an image, files, an owner that went
+    /// away), or it is concealed.
     [[nodiscard]] virtual std::optional<QString> string() const = 0;
     /// Clears the pasteboard and puts `text` on it as plain text. Raises the count once, before it
-    /// returns; the back-end's own echo never raises it again.
+    /// returns; the back-end's own echo never raises it again. Does nothing when the pasteboard is
+    /// not available or the text is larger than kMaxClipboardBytes.
     virtual void setString(const QString& text) = 0;
+    /// Lets a foreign change that is being fetched right now end in the snapshot without raising
+    /// the count: it was made before this call, however late its text arrives.
+    virtual void overlookChangeUnderWay() {}
+    /// To be called once, before the program ends: gives a text of ours to the desktop's clipboard
+    /// manager, where the text would be lost with us. Takes half a second at most.
+    virtual void handOver() {}
     /// Which back-end this is: "x11", "none".
     [[nodiscard]] virtual QString backend() const = 0;
     /// Whether copies can be seen and written now.
     [[nodiscard]] virtual bool available() const = 0;
+    /// Why not, in a few English words for the log; empty while available.
+    [[nodiscard]] virtual QString unavailableReason() const = 0;
 
 Q_SIGNALS:
     /// The count was raised by a foreign change; its snapshot is whole.
