@@ -24,6 +24,7 @@ Xvfb::Xvfb(const QStringList& extraArguments) {
     m_process.setStandardErrorFile(QProcess::nullDevice());
     m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_process.start(QStringLiteral("Xvfb"), arguments);
+    m_process.waitForStarted(kStartMs);
     const QDeadlineTimer deadline(kStartMs);
     while (!m_process.canReadLine() && running() && !deadline.hasExpired()) {
         m_process.waitForReadyRead(static_cast<int>(deadline.remainingTime()));

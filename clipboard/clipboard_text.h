@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QByteArray>
+#include <QLatin1StringView>
+#include <QString>
+#include <QStringList>
+
+#include <array>
+#include <optional>
+
+namespace sorrelwind {
+
+// What every back-end must know of text on a clipboard: the types it goes by, in which bytes, and
+// how a secret is marked. Pure functions; the bytes come from any program of the desktop.
+
+/// The types of plain text that are read and offered, best first.
+inline constexpr std::array kTextTypes{
+    QLatin1StringView("text/plain;charset=utf-8"), QLatin1StringView("UTF8_STRING"),
+    QLatin1StringView("text/plain"), QLatin1StringView("STRING")};
+
+/// The mark of KDE's clipboard for secrets; its value says "secret", or "public" to lift it.
+inline constexpr QLatin1StringView kPasswordHintType{"x-kde-passwordManagerHint"};
+
+/// Index in `offered` of the best type to read text as; -1 when none is text.
+[[nodiscard]] qsizetype bestTextType(const QStringList& offered);
+
+/// Whether the value of a kPasswordHintType says that the content is no secret.
+[[nodiscard]] bool isPublicHint(const QByteArray& value);
+
+/// The text of a selection in one of kTextTypes: STRING is Latin-1 (ICCCM 2.6.2), the others are
+/// UTF-8, where malformed bytes become U+FFFD. One NUL at the end, which some programs send along,
+/// is not part of the text; line ends stay as they are. None when the text is larger than
+/// kMaxClipboardBytes.
+[[nodiscard]] std::optional<QString> decodeText(const QString& type, const QByteArray& bytes);
+
+/// The bytes to offer UTF-8 text in as one of kTextTypes. STRING is Latin-1 when that can carry
+/// the text; otherwise it is UTF-8, as most programs offer it and expect it.
+[[nodiscard]] QByteArray encodeText(const QString& type, const QByteArray& utf8);
+
+} // namespace sorrelwind

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "base/result.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QObject>
+#include <QStringList>
+
+#include <xcb/xcb.h>
+
+#include <array>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <span>
+
+class QSocketNotifier;
+class QDeadlineTimer;
+
+namespace sorrelwind {
+
+struct FreeDeleter {
+    void operator()(void* memory) const { std::free(memory); }
+};
+/// Events and replies of xcb, which are to be freed by the caller.
+template <class T>
+using XcbPtr = std::unique_ptr<T, FreeDeleter>;
+
+/// The atoms that the clipboard's protocols are made of (ICCCM 2).
+struct X11Atoms {
+    xcb_atom_t clipboard, clipboardManager;
+    xcb_atom_t targets, timestamp, multiple, saveTargets, atomPair, incr, null;
+    /// The property on our window that is touched to learn the server's time.
+    xcb_atom_t stamp;
+    /// The property that takes the clipboard manager's answer.
+    xcb_atom_t handOver;
+    std::array<xcb_atom_t, 4> text; ///< parallel to kTextTypes
+    /// Properties on our window that take other programs' data, used in turn.
+    std::array<xcb_atom_t, 16> transfers;
+};
+
+/// A connection to the X server with one unmapped window of its own, driven by the main loop. Every
+/// event arrives once through event(), whether the socket announced it or the wait for some reply
+/// took it along. Owned by the pasteboard; after lost() it is silent and accepts requests in vain.
+class X11Connection final : public QObject {
+    Q_OBJECT
+public:
+    /// Fails with the reason in English.
+    [[nodiscard]] static Result<std::unique_ptr<X11Connection>, QString>
+    open(const QByteArray& display);
+    ~X11Connection() override;
+
+    [[nodiscard]] xcb_connection_t* xcb() const { return m_xcb; }
+    [[nodiscard]] xcb_window_t window() const { return m_window; }
+    [[nodiscard]] const X11Atoms& atoms() const { return m_atoms; }
+    /// The event code of XFixes selection events.
+    [[nodiscard]] uint8_t selectionEvent() const { return m_selectionEvent; }
+    /// The names of atoms; one round trip to the server for those not met before.
+    [[nodiscard]] QStringList names(std::span<const xcb_atom_t> atoms);
+
+    /// Sends the buffered requests. To be called after every batch of them that is not the answer
+    /// to an event().
+    void flush();
+    /// Dispatches events without the main loop until `done` or the deadline, for the program's end.
+    void pumpUntil(const std::function<bool()>& done, const QDeadlineTimer& deadline);
+
+Q_SIGNALS:
+    void event(const xcb_generic_event_t& event);
+    void lost();
+
+private:
+    explicit X11Connection(xcb_connection_t* xcb);
+    [[nodiscard]] QString setUp(int screen);
+    [[nodiscard]] bool internAtoms();
+    void drain();
+    void drainSoon();
+
+    xcb_connection_t* m_xcb;
+    xcb_window_t m_window = XCB_NONE;
+    X11Atoms m_atoms{};
+    uint8_t m_selectionEvent = 0;
+    QHash<xcb_atom_t, QString> m_names;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    bool m_drainPosted = false;
+    bool m_lost = false;
+};
+
+} // namespace sorrelwind

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "clipboard/x11_connection.h"
+
+#include <QDeadlineTimer>
+#include <QTimer>
+
+#include <chrono>
+#include <optional>
+#include <vector>
+
+namespace sorrelwind {
+
+/// What is known of a selection.
+struct ClipboardSnapshot {
+    QStringList types;
+    std::optional<QString> text;
+};
+
+/// Reads the clipboard of another program in steps, none of which waits for that program: what it
+/// offers, whether that is a secret (whose text is then never asked for), its best plain text, in
+/// one piece or in increments (ICCCM 2.7.2). Owned by the pasteboard. Each fetch ends with one
+/// finished() unless it is cancelled.
+class X11Fetch final : public QObject {
+    Q_OBJECT
+public:
+    /// A fetch fails when nothing arrives for as long as `patience`.
+    X11Fetch(X11Connection& connection, std::chrono::milliseconds patience);
+
+    /// Begins anew; a fetch under way is dropped. `time` is when the owner took the selection.
+    void start(xcb_timestamp_t time);
+    void cancel();
+    [[nodiscard]] bool active() const { return m_stage != Stage::idle; }
+
+    void handle(const xcb_selection_notify_event_t& event);
+    /// Takes the property events of our window.
+    void handle(const xcb_property_notify_event_t& event);
+
+Q_SIGNALS:
+    /// `problem` is empty, or says in English why a text that is there could not be read.
+    void finished(const sorrelwind::ClipboardSnapshot& snapshot, const QString& problem);
+
+private:
+    enum class Stage { idle, targets, hint, text };
+
+    void ask(Stage stage, xcb_atom_t target);
+    void takePiece();
+    void complete();
+    void completeTargets();
+    void end(const QString& problem = {});
+    [[nodiscard]] qint64 limit() const;
+    [[nodiscard]] xcb_atom_t property() const;
+
+    X11Connection& m_connection;
+    QTimer m_stalled;
+    QDeadlineTimer m_end;
+    Stage m_stage = Stage::idle;
+    xcb_timestamp_t m_time = XCB_CURRENT_TIME;
+    xcb_atom_t m_target = XCB_NONE;
+    size_t m_transfer = 0; ///< index of the property in use
+    bool m_answered = false;
+    bool m_incremental = false;
+    uint8_t m_format = 0;
+    QByteArray m_bytes;
+    std::vector<xcb_atom_t> m_targets; ///< parallel to the snapshot's types
+    qsizetype m_textType = -1;
+    ClipboardSnapshot m_snapshot;
+};
+
+} // namespace sorrelwind

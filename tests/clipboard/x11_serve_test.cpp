@@ -1,0 +1,251 @@
+// How our own text is served, and to whom.
+
+#include "clipboard/clipboard_monitor.h"
+#include "tests/clipboard/x11_fixture.h"
+
+#include <algorithm>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace sorrelwind {
+namespace {
+
+using namespace std::chrono_literals;
+using test::waitFor;
+using test::X11PasteboardTest;
+using test::XClipboardManager;
+using test::XOwner;
+using test::XRequestor;
+
+const QString poem = QStringLiteral("床前明月光 🌙\r\n疑是地上霜");
+
+struct ServeCase {
+    const char* name;
+    QString text;
+    QByteArray target;
+    QByteArray bytes;
+};
+
+void PrintTo(const ServeCase& test, std::ostream* out) {
+    *out << test.name;
+}
+
+const ServeCase kServed[] = {
+    {"Utf8", poem, "UTF8_STRING", poem.toUtf8()},
+    {"Utf8Mime", poem, "text/plain;charset=utf-8", poem.toUtf8()},
+    {"PlainMime", poem, "text/plain", poem.toUtf8()},
+    {"StringIsLatin1", QStringLiteral("Grüße"), "STRING",
+     "Gr\xfc\xdf"
+     "e"},
+    {"StringBeyondLatin1IsUtf8", poem, "STRING", poem.toUtf8()},
+    {"Increments", poem.repeated(200'000), "UTF8_STRING", poem.toUtf8().repeated(200'000)},
+    {"IncrementsOfLatin1", QString(700'000, u'ü'), "STRING", QByteArray(700'000, '\xfc')},
+};
+
+class Served : public X11PasteboardTest, public testing::WithParamInterface<ServeCase> {};
+
+TEST_P(Served, AsEachTypeOfText) {
+    const ServeCase& test = GetParam();
+    pasteboard->setString(test.text);
+    EXPECT_EQ(pasteboard->changeCount(), 1);
+    ASSERT_TRUE(owned());
+    const auto pasted = paste(test.target);
+    ASSERT_TRUE(pasted);
+    EXPECT_EQ(pasted->type, test.target);
+    EXPECT_TRUE(pasted->bytes == test.bytes) << pasted->bytes.size() << " bytes";
+    EXPECT_EQ(pasteboard->changeCount(), 1);
+    EXPECT_EQ(changes, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Served, testing::ValuesIn(kServed),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(X11PasteboardTest, ServesTheTargetsThatTheProtocolAsksFor) {
+    pasteboard->setString(QStringLiteral("a"));
+    XRequestor requestor(display());
+    requestor.attach();
+    ASSERT_TRUE(owned());
+
+    requestor.ask("TARGETS");
+    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
+    EXPECT_EQ(requestor.result->type, "ATOM");
+    for (const char* target : {"TARGETS", "TIMESTAMP", "MULTIPLE", "SAVE_TARGETS", "UTF8_STRING",
+                               "text/plain;charset=utf-8", "text/plain", "STRING"}) {
+        const xcb_atom_t atom = requestor.atom(target);
+        EXPECT_TRUE(requestor.result->bytes.contains(
+            QByteArray(reinterpret_cast<const char*>(&atom), sizeof atom)))
+            << target;
+    }
+
+    requestor.ask("TIMESTAMP");
+    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
+    EXPECT_EQ(requestor.result->type, "INTEGER");
+    EXPECT_EQ(requestor.result->bytes.size(), 4);
+    EXPECT_NE(requestor.result->bytes, QByteArray(4, '\0'));
+
+    requestor.ask("image/png");
+    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
+    EXPECT_TRUE(requestor.result->refused);
+
+    requestor.askMultiple({"UTF8_STRING", "image/png", "STRING"});
+    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
+    const auto* pairs = reinterpret_cast<const xcb_atom_t*>(requestor.result->bytes.constData());
+    ASSERT_EQ(requestor.result->bytes.size(), 6 * qsizetype(sizeof(xcb_atom_t)));
+    EXPECT_NE(pairs[1], XCB_NONE);
+    EXPECT_EQ(pairs[3], XCB_NONE);
+    EXPECT_EQ(requestor.converted("UTF8_STRING"), "a");
+    EXPECT_EQ(requestor.converted("STRING"), "a");
+
+    // MULTIPLE without its list.
+    requestor.ask("MULTIPLE");
+    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
+    EXPECT_TRUE(requestor.result->refused);
+}
+
+TEST_F(X11PasteboardTest, ServesManyAtOnceAndDropsThoseThatStallOrDie) {
+    const QString text = poem.repeated(50'000);
+    open(500ms);
+    pasteboard->setString(text);
+    ASSERT_TRUE(owned());
+    std::vector<std::unique_ptr<XRequestor>> requestors;
+    for (int i = 0; i < 12; ++i) {
+        requestors.push_back(std::make_unique<XRequestor>(display()));
+        requestors.back()->attach();
+        requestors.back()->ask("UTF8_STRING");
+    }
+    XRequestor& stalling = *requestors[3];
+    stalling.stallAfter = 1;
+    XRequestor& dying = *requestors[5];
+    dying.onPiece = [&] { dying.die(); };
+    for (const auto& one : requestors) {
+        if (one.get() != &stalling && one.get() != &dying) {
+            ASSERT_TRUE(waitFor([&] { return one->result.has_value(); }));
+            EXPECT_TRUE(one->result->bytes == text.toUtf8());
+        }
+    }
+    EXPECT_EQ(dying.piecesTaken, 1);
+
+    ASSERT_TRUE(waitFor([&] { return stalling.piecesTaken == 1 && !stalling.watched(); }));
+    stalling.resume();
+    ASSERT_TRUE(paste("UTF8_STRING"));
+    EXPECT_EQ(stalling.piecesTaken, 2); // which was there already
+    EXPECT_FALSE(stalling.result);
+}
+
+TEST_F(X11PasteboardTest, FinishesATransferAfterAnotherCopy) {
+    const QString text = poem.repeated(50'000);
+    pasteboard->setString(text);
+    ASSERT_TRUE(owned());
+    XOwner other(display());
+    XRequestor requestor(display());
+    requestor.attach();
+    requestor.onPiece = [&] {
+        if (requestor.piecesTaken == 1) {
+            other.copyText("b");
+        }
+    };
+    requestor.ask("UTF8_STRING");
+    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
+    EXPECT_TRUE(requestor.result->bytes == text.toUtf8());
+    EXPECT_TRUE(holds(QStringLiteral("b")));
+    EXPECT_EQ(pasteboard->changeCount(), 2);
+}
+
+TEST_F(X11PasteboardTest, RefusesATextBeyondTheLimit) {
+    pasteboard->setString(QString(kMaxClipboardBytes + 1, u'x'));
+    EXPECT_EQ(pasteboard->changeCount(), 0);
+    EXPECT_EQ(pasteboard->string(), std::nullopt);
+    pasteboard->setString(QString(kMaxClipboardBytes, u'x'));
+    ASSERT_TRUE(owned());
+    EXPECT_EQ(paste("UTF8_STRING")->bytes.size(), kMaxClipboardBytes);
+}
+
+// However our writes and foreign copies overtake each other: what we take for the clipboard's text
+// is what a program pastes, and every write and copy that lasts is counted.
+TEST_F(X11PasteboardTest, AgreesWithTheServerAfterEveryRace) {
+    XOwner other(display());
+    for (int i = 0; i < 200; ++i) {
+        const QByteArray foreign = "foreign " + QByteArray::number(i);
+        const QByteArray own = "own " + QByteArray::number(i);
+        const int before = changes;
+        // The binary digits of i choose one of the orders, with and without a turn of the loop.
+        for (int step = 0; step < 3; ++step) {
+            if (((i >> step) & 1) != 0) {
+                other.copyText(foreign);
+            } else {
+                pasteboard->setString(QString::fromLatin1(own));
+            }
+            if (((i >> (step + 3)) & 1) != 0) {
+                QCoreApplication::processEvents();
+            }
+        }
+        ASSERT_TRUE(waitFor([&] {
+            const auto pasted = paste("UTF8_STRING");
+            return pasted && QString::fromUtf8(pasted->bytes) == pasteboard->string();
+        })) << i;
+        // A copy in the same millisecond as a write before it may go under, never the reverse.
+        const bool endsWithWrite = ((i >> 2) & 1) == 0;
+        if (endsWithWrite) {
+            EXPECT_EQ(pasteboard->string(), QString::fromLatin1(own)) << i;
+        } else if (pasteboard->string() == QString::fromLatin1(foreign)) {
+            EXPECT_GT(changes, before) << i;
+        }
+    }
+}
+
+TEST_F(X11PasteboardTest, TwoProgramsExchangeTextsWithoutAnEcho) {
+    auto connection = X11Connection::open(display());
+    ASSERT_TRUE(connection);
+    X11Pasteboard second(*std::move(connection));
+    ClipboardMonitor monitor(*pasteboard);
+    ClipboardMonitor secondMonitor(second);
+    QStringList sent;
+    QStringList secondSent;
+    monitor.onLocalText = [&](const QString& text, const QString&) { sent.append(text); };
+    secondMonitor.onLocalText = [&](const QString& text, const QString&) {
+        secondSent.append(text);
+    };
+    monitor.start();
+    secondMonitor.start();
+
+    const QString large = poem.repeated(30'000);
+    monitor.writeRemote(large);
+    ASSERT_TRUE(waitFor([&] { return second.string() == large; }));
+    EXPECT_EQ(secondSent, QStringList{large});
+    EXPECT_EQ(sent, QStringList());
+
+    secondMonitor.writeRemote(QStringLiteral("b"));
+    ASSERT_TRUE(holds(QStringLiteral("b")));
+    EXPECT_EQ(sent, QStringList{QStringLiteral("b")});
+    EXPECT_EQ(secondSent.size(), 1);
+}
+
+TEST_F(X11PasteboardTest, HandsItsTextOverToAClipboardManager) {
+    const QString texts[] = {QStringLiteral("a"), poem.repeated(30'000)};
+    for (const QString& text : texts) {
+        XClipboardManager manager(display(), false);
+        pasteboard->setString(text); // not yet acknowledged by the server
+        pasteboard->handOver();
+        EXPECT_EQ(manager.stop(), text.toUtf8());
+    }
+}
+
+TEST_F(X11PasteboardTest, HandsOverOnlyItsOwnTextAndOnlyToAManager) {
+    pasteboard->setString(QStringLiteral("a"));
+    ASSERT_TRUE(owned());
+    pasteboard->handOver(); // nobody is there
+    {
+        XClipboardManager deaf(display(), true);
+        pasteboard->handOver(); // does not answer
+    }
+    XOwner other(display());
+    other.copyText("b");
+    ASSERT_TRUE(holds(QStringLiteral("b")));
+    XClipboardManager manager(display(), false);
+    pasteboard->handOver();
+    EXPECT_EQ(manager.stop(), std::nullopt);
+}
+
+} // namespace
+} // namespace sorrelwind
