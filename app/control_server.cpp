@@ -116,6 +116,7 @@ Task<> ControlServer::serve(QPointer<QLocalSocket> socket, ControlRequest reques
     const ControlReply reply = co_await answer(request);
     if (socket) {
         socket->write(reply.toLine());
+        socket->flush(); // the loop may end here
         socket->disconnectFromServer();
     }
     if (request.command == QLatin1StringView("quit"))

@@ -92,8 +92,9 @@ private:
     bool m_ok;
 };
 
+// By reference: the reader may fill the record after the arguments have been named.
 template <class Record>
-std::optional<Record> whole(const Reader& reader, Record record) {
+std::optional<Record> whole(const Reader& reader, Record& record) {
     return reader.ok() ? std::optional(std::move(record)) : std::nullopt;
 }
 
@@ -198,7 +199,8 @@ std::optional<PublishReply> PublishReply::fromJson(const QJsonValue& json) {
 
 std::optional<OkReply> OkReply::fromJson(const QJsonValue& json) {
     std::optional<bool> ok;
-    return whole(Reader(json).optional("ok", ok), OkReply{});
+    OkReply reply;
+    return whole(Reader(json).optional("ok", ok), reply);
 }
 
 std::optional<QString> errorText(const QByteArray& body) {
