@@ -2,6 +2,7 @@
 
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace sorrelwind {
@@ -30,13 +31,17 @@ std::optional<QByteArray> strictBase64Decode(QByteArrayView text) {
     return bytes;
 }
 
-QByteArray base64Encode(QByteArrayView bytes) {
-    QByteArray text((bytes.size() + 2) / 3 * 4 + 1, Qt::Uninitialized); // and OpenSSL's final NUL
-    const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                                       reinterpret_cast<const unsigned char*>(bytes.data()),
-                                       static_cast<int>(bytes.size()));
-    text.truncate(length);
-    return text;
+void appendBase64(QString& text, QByteArrayView bytes) {
+    // Piece by piece through the cache rather than through a second large buffer.
+    constexpr qsizetype kPiece = 3 * 4096;
+    unsigned char piece[kPiece / 3 * 4 + 1]; // and OpenSSL's final NUL
+    text.reserve(text.size() + (bytes.size() + 2) / 3 * 4);
+    for (; !bytes.isEmpty(); bytes = bytes.sliced(std::min(kPiece, bytes.size()))) {
+        const int length =
+            EVP_EncodeBlock(piece, reinterpret_cast<const unsigned char*>(bytes.data()),
+                            static_cast<int>(std::min(kPiece, bytes.size())));
+        text += QLatin1StringView(reinterpret_cast<const char*>(piece), length);
+    }
 }
 
 } // namespace sorrelwind

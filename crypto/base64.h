@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 
 #include <optional>
 
@@ -10,7 +11,7 @@ namespace sorrelwind {
 /// after it. None when `text` is anything else; empty text decodes to no bytes.
 [[nodiscard]] std::optional<QByteArray> strictBase64Decode(QByteArrayView text);
 
-/// Standard base64 with padding, without line breaks; at most 1.5 GiB of bytes.
-[[nodiscard]] QByteArray base64Encode(QByteArrayView bytes);
+/// Appends `bytes` in standard base64 with padding, without line breaks.
+void appendBase64(QString& text, QByteArrayView bytes);
 
 } // namespace sorrelwind

@@ -49,6 +49,12 @@ void randomBytes(unsigned char* out, int size) {
         qFatal("the system's random source failed");
 }
 
+QString base64Text(QByteArrayView bytes) {
+    QString text;
+    appendBase64(text, bytes);
+    return text;
+}
+
 } // namespace
 
 Result<SymmetricKey, CryptoError> Crypto::deriveKey(const QString& passphrase,
@@ -81,27 +87,31 @@ Result<SymmetricKey, CryptoError> Crypto::deriveKey(const QString& passphrase,
 }
 
 Result<QString, CryptoError> Crypto::encryptText(const QString& text, const SymmetricKey& key) {
-    const Wiped plain{text.toUtf8()};
+    // Sealed in place, so that no copy of the text stays behind.
+    Wiped body{text.toUtf8()};
+    const int size = static_cast<int>(body.bytes.size());
+    body.bytes.resize(size + kTagBytes);
     QByteArray nonce(kNonceBytes, Qt::Uninitialized);
     randomBytes(data(nonce), kNonceBytes);
-    QByteArray sealed(plain.bytes.size() + kTagBytes, Qt::Uninitialized);
 
     const CipherContext context(EVP_CIPHER_CTX_new());
-    const int size = static_cast<int>(plain.bytes.size());
+    unsigned char* const bytes = data(body.bytes);
     int written = 0;
     int rest = 0;
-    const bool ok = context &&
-                    EVP_EncryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.bytes().data(),
-                                        data(nonce), nullptr) == 1 &&
-                    EVP_EncryptUpdate(context.get(), data(sealed), &written,
-                                      data(QByteArrayView(plain.bytes)), size) == 1 &&
-                    EVP_EncryptFinal_ex(context.get(), data(sealed) + written, &rest) == 1 &&
-                    EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_GET_TAG, kTagBytes,
-                                        data(sealed) + size) == 1;
+    const bool ok =
+        context &&
+        EVP_EncryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.bytes().data(), data(nonce),
+                            nullptr) == 1 &&
+        EVP_EncryptUpdate(context.get(), bytes, &written, bytes, size) == 1 &&
+        EVP_EncryptFinal_ex(context.get(), bytes + written, &rest) == 1 &&
+        EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_GET_TAG, kTagBytes, bytes + size) == 1;
     if (!ok)
         return failure(CryptoError::cipher);
-    return kWirePrefix + QLatin1StringView(base64Encode(nonce)) + u'.' +
-           QLatin1StringView(base64Encode(sealed));
+    QString wire(kWirePrefix);
+    appendBase64(wire, nonce);
+    wire += u'.';
+    appendBase64(wire, body.bytes);
+    return wire;
 }
 
 Result<QString, CryptoError> Crypto::decryptText(const QString& wire, const SymmetricKey& key) {
@@ -158,13 +168,12 @@ QString Crypto::randomPassphrase() {
 QString Crypto::randomSalt() {
     QByteArray salt(16, Qt::Uninitialized);
     randomBytes(data(salt), 16);
-    return QString::fromLatin1(base64Encode(salt));
+    return base64Text(salt);
 }
 
 QString Crypto::base64(const SymmetricKey& key) {
     const auto bytes = key.bytes();
-    return QString::fromLatin1(
-        base64Encode({reinterpret_cast<const char*>(bytes.data()), qsizetype(bytes.size())}));
+    return base64Text({reinterpret_cast<const char*>(bytes.data()), qsizetype(bytes.size())});
 }
 
 } // namespace sorrelwind

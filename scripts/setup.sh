@@ -36,16 +36,16 @@ need() {
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2 </dev/null
 }
 
-# build PRESET [CMAKE ARGUMENT…]: configures and builds into build/PRESET.
+# build PRESET [ARGUMENT OF THE BUILD…]: configures and builds into build/PRESET.
 build() {
   local preset=$1 launcher=() log
   shift
   command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
   mkdir -p build
   log=build/$preset.configure.log
-  cmake --preset "$preset" "${launcher[@]}" "$@" >"$log" 2>&1 || {
+  cmake --preset "$preset" "${launcher[@]}" >"$log" 2>&1 || {
     cat "$log" >&2
     exit 1
   }
-  cmake --build --preset "$preset" >&2
+  cmake --build --preset "$preset" "$@" >&2
 }

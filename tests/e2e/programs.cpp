@@ -82,7 +82,10 @@ int Background::end(int signal) {
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
 }
 
-Hub::Hub(const QString& folder) : m_folder(folder) { start(); }
+Hub::Hub(const QString& folder, const QStringList& moreArguments)
+    : m_folder(folder), m_moreArguments(moreArguments) {
+    start();
+}
 
 void Hub::start() {
     const QString log = m_folder + QStringLiteral("/hub.log");
@@ -90,7 +93,8 @@ void Hub::start() {
     m_process = std::make_unique<Background>(
         kBin + QStringLiteral("sorrelwind-hub"),
         QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:%1").arg(m_port),
-                    QStringLiteral("--data"), m_folder + QStringLiteral("/hub.d")},
+                    QStringLiteral("--data"), m_folder + QStringLiteral("/hub.d")} +
+            m_moreArguments,
         log, QProcessEnvironment::systemEnvironment());
     static const QRegularExpression listening(QStringLiteral("listening on http://127.0.0.1:(\\d+)"));
     EXPECT_TRUE(waitFor([&] {

@@ -47,7 +47,7 @@ private:
 /// The hub program on loopback, with its data in a folder; keeps its port over restarts.
 class Hub {
 public:
-    explicit Hub(const QString& folder);
+    explicit Hub(const QString& folder, const QStringList& moreArguments = {});
     void start();
     void kill(); // SIGKILL
     [[nodiscard]] QString url() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_port); }
@@ -55,6 +55,7 @@ public:
 
 private:
     QString m_folder;
+    QStringList m_moreArguments;
     int m_port = 0;
     std::unique_ptr<Background> m_process;
 };
@@ -70,7 +71,7 @@ public:
     [[nodiscard]] QByteArray log() const { return m_agent->log(); }
 
     [[nodiscard]] QString configDir() const { return m_configDir; }
-    [[nodiscard]] QString name() const { return m_name; }
+    [[nodiscard]] QByteArray display() const { return m_xvfb.display(); }
     /// A command to the program on this desktop's config directory.
     [[nodiscard]] Ended command(const QStringList& arguments, const QByteArray& input = {}) const;
     /// `status --json`; empty when the agent does not answer.
