@@ -119,7 +119,13 @@ void XOwner::copy(std::vector<Answer> answers) {
 
 void XOwner::handle(const xcb_generic_event_t& event) {
     if (codeOf(event) == XCB_SELECTION_REQUEST) {
-        answer(as<xcb_selection_request_event_t>(event));
+        const auto& request = as<xcb_selection_request_event_t>(event);
+        asked.append(name(request.target));
+        if (hanging) {
+            m_held.push_back(request);
+        } else {
+            answer(request);
+        }
     } else if (codeOf(event) == XCB_PROPERTY_NOTIFY) {
         const auto& change = as<xcb_property_notify_event_t>(event);
         const auto sending = std::ranges::find_if(m_sending, [&](const Sending& one) {
@@ -131,9 +137,17 @@ void XOwner::handle(const xcb_generic_event_t& event) {
     }
 }
 
+void XOwner::release() {
+    hanging = false;
+    for (const xcb_selection_request_event_t& request : std::exchange(m_held, {})) {
+        answer(request);
+    }
+    xcb_flush(m_xcb);
+    processSoon();
+}
+
 void XOwner::answer(const xcb_selection_request_event_t& request) {
     const QByteArray target = name(request.target);
-    asked.append(target);
     auto found = std::ranges::find(m_answers, target, &Answer::target);
     Answer targets{"TARGETS", {}, Answer::whole, "ATOM", 32};
     if (found == m_answers.end() && target == "TARGETS") {

@@ -77,6 +77,9 @@ public:
     void copyText(const QByteArray& utf8) { copy({{"UTF8_STRING", utf8}}); }
     /// The targets it was asked for since the last copy.
     QByteArrayList asked;
+    /// Leaves requests unanswered until release(), as a program that hangs for a while.
+    bool hanging = false;
+    void release();
     int piecesSent = 0;
     /// Called after each piece.
     std::function<void()> onPiece;
@@ -93,6 +96,7 @@ private:
     void sendPiece(Sending& sending);
 
     std::vector<Answer> m_answers;
+    std::vector<xcb_selection_request_event_t> m_held;
     std::vector<Sending> m_sending;
 };
 
