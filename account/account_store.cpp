@@ -59,9 +59,10 @@ std::optional<Account> AccountStore::load() const {
 Result<void, QString> AccountStore::save(const Account& account) const {
     QDir().mkpath(m_dir);
     QSaveFile file(fileUrl());
-    // An earlier file passes its mode on, so it is set before the first byte is written.
+    // An earlier file passes its mode on, so it is set before the first byte is written. The flush
+    // is what a full disk refuses: commit() misses that and would put an empty file in place.
     if (file.open(QIODevice::WriteOnly) && file.setPermissions(kOwnerOnly) &&
-        file.write(account.toJson()) >= 0 && file.commit())
+        file.write(account.toJson()) >= 0 && file.flush() && file.commit())
         return {};
     qWarning("the account file could not be written: %s", qPrintable(file.errorString()));
     return failure(file.errorString());

@@ -1,6 +1,6 @@
 #include "base/defaults.h"
 
-#include <QIODevice>
+#include <QFileDevice>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -19,7 +19,11 @@ bool readJson(QIODevice& device, QSettings::SettingsMap& map) {
 }
 
 bool writeJson(QIODevice& device, const QSettings::SettingsMap& map) {
-    return device.write(QJsonDocument(QJsonObject::fromVariantMap(map)).toJson()) >= 0;
+    if (device.write(QJsonDocument(QJsonObject::fromVariantMap(map)).toJson()) < 0)
+        return false;
+    // A full disk shows at the flush; without it QSettings would put a cut file in place.
+    auto* file = qobject_cast<QFileDevice*>(&device);
+    return !file || file->flush();
 }
 
 QSettings::Format jsonFormat() {

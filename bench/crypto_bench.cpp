@@ -14,7 +14,8 @@ const SymmetricKey& key() {
 void derive(benchmark::State& state) {
     const QString salt = Crypto::randomSalt();
     for (auto _ : state)
-        benchmark::DoNotOptimize(Crypto::deriveKey(QStringLiteral("passphrase"), salt, state.range(0)));
+        benchmark::DoNotOptimize(
+            Crypto::deriveKey(QStringLiteral("passphrase"), salt, state.range(0)));
 }
 BENCHMARK(derive)->Arg(600'000)->Unit(benchmark::kMillisecond);
 

@@ -1,5 +1,5 @@
-// Copy to paste through everything: two virtual desktops, two agents, one hub, all real programs. Prints
-// figures and never fails for being slow.
+// Copy to paste through everything: two virtual desktops, two agents, one hub, all real programs.
+// Prints figures and never fails for being slow.
 //
 // usage: pipeline_bench [COPIES [SECONDS OF IDLING]]   (300 copies, 60 seconds)
 
@@ -29,7 +29,8 @@ struct Spread {
 Spread spreadOf(std::vector<double> milliseconds) {
     std::ranges::sort(milliseconds);
     const auto at = [&](double share) {
-        return milliseconds[static_cast<size_t>(share * static_cast<double>(milliseconds.size() - 1))];
+        return milliseconds[static_cast<size_t>(share *
+                                                static_cast<double>(milliseconds.size() - 1))];
     };
     return {at(0.5), at(0.99)};
 }
@@ -76,9 +77,9 @@ long field(qint64 pid, const char* file, const std::function<long(const QByteArr
 }
 
 double residentMegabytes(qint64 pid) {
-    return static_cast<double>(field(pid, "statm", [](const QByteArray& text) {
-               return text.split(' ').value(1).toLong();
-           })) *
+    return static_cast<double>(
+               field(pid, "statm",
+                     [](const QByteArray& text) { return text.split(' ').value(1).toLong(); })) *
            static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
@@ -108,10 +109,11 @@ int main(int argc, char** argv) {
     {
         const auto from = makePasteboard(a.display());
         const auto to = makePasteboard(b.display());
-        std::printf("copy to paste, milliseconds     across two desktops      xclip to xclip, one display\n");
+        std::printf("copy to paste, milliseconds     across two desktops      xclip to xclip, one "
+                    "display\n");
         std::printf("%-28s %10s %10s %14s %10s\n", "", "p50", "p99", "p50", "p99");
-        for (const auto& [name, size] : {std::pair("100 B", 100), std::pair("10 KB", 10'000),
-                                         std::pair("1 MB", 1'000'000)}) {
+        for (const auto& [name, size] :
+             {std::pair("100 B", 100), std::pair("10 KB", 10'000), std::pair("1 MB", 1'000'000)}) {
             const Spread ours = crossing(*from, *to, size, copies);
             const Spread raw = xclipOnOneDisplay(a, size, std::min(copies, 100));
             std::printf("%-28s %10.2f %10.2f %14.2f %10.2f\n", name, ours.p50, ours.p99, raw.p50,

@@ -2,6 +2,8 @@
 
 #include "crypto/base64.h"
 
+#include <QStringDecoder>
+
 #include <openssl/core_names.h>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
@@ -143,9 +145,13 @@ Result<QString, CryptoError> Crypto::decryptText(const QString& wire, const Symm
                     EVP_DecryptFinal_ex(context.get(), data(plain.bytes) + written, &rest) == 1;
     if (!ok)
         return failure(CryptoError::cipher);
-    if (!plain.bytes.isValidUtf8())
+    // QString::fromUtf8 would swallow a byte order mark, which is part of the text.
+    QStringDecoder utf8(QStringDecoder::Utf8,
+                        QStringDecoder::Flag::ConvertInitialBom | QStringDecoder::Flag::Stateless);
+    QString text = utf8.decode(plain.bytes);
+    if (utf8.hasError())
         return failure(CryptoError::decryptFailed);
-    return QString::fromUtf8(plain.bytes);
+    return text;
 }
 
 QString Crypto::randomPassphrase() {

@@ -53,9 +53,10 @@ QString GroupSetup::groupId(const Joined& joined) {
     return pieces.isEmpty() ? QString() : pieces.first();
 }
 
-Task<Result<Account, SetupError>> GroupSetup::create(QString server, QString deviceName,
-                                                     QString passphrase, Progress progress) const {
-    const GroupSetup self = *this;
+// The flows take the object by value: a task starts later, and its maker may be gone by then.
+Task<Result<Account, SetupError>> GroupSetup::createWith(GroupSetup self, QString server,
+                                                         QString deviceName, QString passphrase,
+                                                         Progress progress) {
     if (!isUrl(server))
         co_return failure(SetupError(kNetworkError));
     progress(self.m_l10n->text(u"正在创建设备组…", u"Creating your group…"));
@@ -86,10 +87,10 @@ Task<Result<Account, SetupError>> GroupSetup::create(QString server, QString dev
     co_return account;
 }
 
-Task<Result<Account, SetupError>> GroupSetup::join(QString server, std::optional<PairingLink> link,
-                                                   QString code, QString passphrase,
-                                                   QString deviceName, Progress progress) const {
-    const GroupSetup self = *this;
+Task<Result<Account, SetupError>> GroupSetup::joinWith(GroupSetup self, QString server,
+                                                       std::optional<PairingLink> link,
+                                                       QString code, QString passphrase,
+                                                       QString deviceName, Progress progress) {
     if (link) {
         server = link->server;
         code = link->code;

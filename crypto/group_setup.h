@@ -34,13 +34,17 @@ public:
 
     /// A new group at the canonical address `server`, with this device as its first.
     [[nodiscard]] Task<Result<Account, SetupError>>
-    create(QString server, QString deviceName, QString passphrase, Progress progress) const;
+    create(QString server, QString deviceName, QString passphrase, Progress progress) const {
+        return createWith(*this, server, deviceName, passphrase, progress);
+    }
 
     /// Joins by `link`, whose server and code then count, or by a typed `code`. The passphrase is
     /// used when the link carries no usable key.
     [[nodiscard]] Task<Result<Account, SetupError>>
     join(QString server, std::optional<PairingLink> link, QString code, QString passphrase,
-         QString deviceName, Progress progress) const;
+         QString deviceName, Progress progress) const {
+        return joinWith(*this, server, link, code, passphrase, deviceName, progress);
+    }
 
     /// Derives the group key on the thread pool.
     [[nodiscard]] static Task<Result<SymmetricKey, CryptoError>> derive(QString passphrase,
@@ -49,6 +53,14 @@ public:
     [[nodiscard]] static QString groupId(const Joined& joined);
 
 private:
+    static Task<Result<Account, SetupError>> createWith(GroupSetup self, QString server,
+                                                        QString deviceName, QString passphrase,
+                                                        Progress progress);
+    static Task<Result<Account, SetupError>> joinWith(GroupSetup self, QString server,
+                                                      std::optional<PairingLink> link, QString code,
+                                                      QString passphrase, QString deviceName,
+                                                      Progress progress);
+
     QNetworkAccessManager* m_network;
     const L10n* m_l10n;
 };

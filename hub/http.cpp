@@ -56,7 +56,7 @@ void HttpExchange::finish() {
     // answers. A reply that broke off in its body has a status all the same.
     const auto error = m_reply->error();
     m_result.completed = m_tooLong || error == QNetworkReply::NoError || error > 199;
-    if (!m_tooLong)
+    if (!m_tooLong && m_reply->isOpen()) // an aborted reply is not
         m_result.body = m_reply->read(kMaxReplyBytes);
     std::exchange(m_waiting, {}).resume();
 }

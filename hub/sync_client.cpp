@@ -25,10 +25,11 @@ void SyncClient::DeleteLater::operator()(QObject* object) const {
     object->deleteLater();
 }
 
-SyncClient::SyncClient(QNetworkAccessManager& network, Account account)
-    : m_network(network), m_account(std::move(account)) {
-    m_heartbeat.setInterval(SyncMachine::kHeartbeat);
+SyncClient::SyncClient(QNetworkAccessManager& network, Account account, SyncIntervals intervals)
+    : m_network(network), m_account(std::move(account)), m_intervals(intervals) {
+    m_heartbeat.setInterval(intervals.heartbeat);
     m_reconnect.setSingleShot(true);
+    m_reconnect.setTimerType(Qt::PreciseTimer); // coarse ones may fire 5 % too early
     QObject::connect(&m_heartbeat, &QTimer::timeout, this,
                      [this] { run(m_machine.heartbeatDue()); });
     QObject::connect(&m_reconnect, &QTimer::timeout, this,
@@ -179,9 +180,10 @@ void SyncClient::perform(const SyncMachine::StartAckTimer& action) {
     auto& timer = m_ackTimers[action.itemId];
     timer = std::make_unique<QTimer>();
     timer->setSingleShot(true);
+    timer->setTimerType(Qt::PreciseTimer);
     QObject::connect(timer.get(), &QTimer::timeout, this,
                      [this, id = action.itemId] { run(m_machine.fallBack(id)); });
-    timer->start(SyncMachine::kAckTimeout);
+    timer->start(m_intervals.ackTimeout);
 }
 
 void SyncClient::perform(const SyncMachine::CancelAckTimer& action) {

@@ -17,6 +17,12 @@ class QWebSocket;
 
 namespace sorrelwind {
 
+/// How long the hub is given to answer; only a test is less patient.
+struct SyncIntervals {
+    std::chrono::milliseconds heartbeat = SyncMachine::kHeartbeat;
+    std::chrono::milliseconds ackTimeout = SyncMachine::kAckTimeout;
+};
+
 /// Keeps one WebSocket to the hub open for one account: delivers items and device lists, publishes
 /// with an acknowledgement or else over REST, reconnects by itself, notices that the device was
 /// removed. Drives SyncMachine. Owned by the model; its callbacks come on the main thread, never
@@ -27,7 +33,7 @@ public:
     using State = SyncState;
     using Completion = std::function<void(bool accepted, std::optional<qint64> recipients)>;
 
-    SyncClient(QNetworkAccessManager& network, Account account);
+    SyncClient(QNetworkAccessManager& network, Account account, SyncIntervals intervals = {});
     ~SyncClient() override;
 
     // Set by the owner before connect().
@@ -81,6 +87,7 @@ private:
 
     QNetworkAccessManager& m_network;
     const Account m_account;
+    const SyncIntervals m_intervals;
     SyncMachine m_machine;
     SyncMachine::Actions m_queue; // actions not yet carried out, while one of them runs
     bool m_running = false;

@@ -92,7 +92,7 @@ private:
     bool m_ok;
 };
 
-// By reference: the reader may fill the record after the arguments have been named.
+// By reference: the reader fills the record while the arguments are worked out, in any order.
 template <class Record>
 std::optional<Record> whole(const Reader& reader, Record& record) {
     return reader.ok() ? std::optional(std::move(record)) : std::nullopt;
@@ -154,7 +154,9 @@ std::optional<CryptoRecord> CryptoRecord::fromJson(const QJsonValue& json) {
 
 std::optional<Envelope> Envelope::fromText(const QByteArray& utf8) {
     Envelope envelope;
-    const QJsonDocument document = QJsonDocument::fromJson(utf8);
+    // Qt swallows a byte order mark at the start of a string, but not an escaped one.
+    const QByteArray json = QByteArray(utf8).replace("\xEF\xBB\xBF", "\\ufeff");
+    const QJsonDocument document = QJsonDocument::fromJson(json);
     if (!document.isObject())
         return std::nullopt;
     return whole(Reader(document.object())

@@ -53,15 +53,26 @@ TEST(CommandLine, EveryWrongUseHasACodeAndASentence) {
         {"code without passphrase", {"join", "ABCD-EFGH"}, {}, 2, "--passphrase-stdin"},
         {"empty passphrase", {"create", "--passphrase-stdin"}, "\n", 2, "passphrase"},
         {"agent not running", {"status"}, {}, 1, "not running"},
-        {"nobody at the address", {"create", "--server", "http://127.0.0.1:9"}, {}, 1,
+        {"nobody at the address",
+         {"create", "--server", "http://127.0.0.1:9"},
+         {},
+         1,
          "Can't reach the server"},
         {"config directory cannot be made",
-         {"--config-dir", folder.filePath("file/x"), "create", "--server", "http://127.0.0.1:9"}, {}, 1,
+         {"--config-dir", folder.filePath("file/x"), "create", "--server", "http://127.0.0.1:9"},
+         {},
+         1,
          "--config-dir"},
         {"agent's config directory cannot be made",
-         {"--headless", "--config-dir", folder.filePath("file/x")}, {}, 1, "--config-dir"},
+         {"--headless", "--config-dir", folder.filePath("file/x")},
+         {},
+         1,
+         "--config-dir"},
         {"path too long for a socket",
-         {"--headless", "--config-dir", folder.filePath(QString(110, u'p'))}, {}, 1, "shorter path"},
+         {"--headless", "--config-dir", folder.filePath(QString(110, u'p'))},
+         {},
+         1,
+         "shorter path"},
         {"help", {"--help"}, {}, 0, ""},
     };
     for (const Case& c : cases) {
@@ -82,9 +93,9 @@ TEST(CommandLine, AccountFilesThatStandAreNeverLost) {
         QByteArray content;
         const char* says;
     };
-    for (const auto& [content, says] : {Case{kAccount, "in a group already"},
-                                        Case{"{\"server\": ", "move it away"},
-                                        Case{"", "move it away"}}) {
+    for (const auto& [content, says] :
+         {Case{kAccount, "in a group already"}, Case{"{\"server\": ", "move it away"},
+          Case{"", "move it away"}}) {
         writeFile(file, content);
         const Ended ended = sorrelwind({"--config-dir", folder.path(), "create"});
         EXPECT_EQ(ended.code, 1);
@@ -107,7 +118,8 @@ TEST(CommandLine, HubsThatAnswerNonsenseAreNamedInASentence) {
          "Server error (302)"},
         {"5 MB of JSON", ok + "\r\n{\"token\":\"" + QByteArray(5'000'000, 'x') + "\"}",
          "Unexpected response"},
-        {"its own words", "HTTP/1.1 503 No\r\nConnection: close\r\n\r\n{\"error\":\"closed on Sunday\"}",
+        {"its own words",
+         "HTTP/1.1 503 No\r\nConnection: close\r\n\r\n{\"error\":\"closed on Sunday\"}",
          "closed on Sunday"},
         {"close at once", "", "Can't reach the server"},
         {"no HTTP", "SSH-2.0-whatever\r\n", ""},

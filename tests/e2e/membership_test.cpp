@@ -50,8 +50,8 @@ TEST_F(Membership, TypedCodeAndPassphraseJoinToo) {
     // Lower case and another separator: the hub takes a typed code as people type it.
     QString code = a.pairing()[QStringLiteral("code")].toString().toLower();
     code.replace(u'-', u' ');
-    const QStringList join{"join", code, "--server", hub.url(), "--name", "beta",
-                           "--passphrase-stdin"};
+    const QStringList join{"join",   code,   "--server",          hub.url(),
+                           "--name", "beta", "--passphrase-stdin"};
     const Ended joined = b.command(join, passphrase + "\n");
     ASSERT_EQ(joined.code, 0) << joined.err.toStdString();
     EXPECT_TRUE(joined.err.contains("Generating the encryption key…"));
@@ -71,8 +71,8 @@ TEST_F(Membership, TypedCodeAndPassphraseJoinToo) {
 TEST_F(Membership, WrongPassphraseShowsOnTheReceiver) {
     a.createGroup(hub);
     const QString code = a.pairing()[QStringLiteral("code")].toString();
-    ASSERT_EQ(b.command({"join", code, "--server", hub.url(), "--passphrase-stdin"}, "wrong\n").code,
-              0);
+    ASSERT_EQ(
+        b.command({"join", code, "--server", hub.url(), "--passphrase-stdin"}, "wrong\n").code, 0);
     ASSERT_TRUE(b.ready());
     a.copy("sealed with another key");
     EXPECT_TRUE(waitFor([&] {

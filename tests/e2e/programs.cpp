@@ -96,16 +96,18 @@ void Hub::start() {
                     QStringLiteral("--data"), m_folder + QStringLiteral("/hub.d")} +
             m_moreArguments,
         log, QProcessEnvironment::systemEnvironment());
-    static const QRegularExpression listening(QStringLiteral("listening on http://127.0.0.1:(\\d+)"));
+    static const QRegularExpression listening(
+        QStringLiteral("listening on http://127.0.0.1:(\\d+)"));
     EXPECT_TRUE(waitFor([&] {
-        const auto match =
-            listening.match(QString::fromUtf8(m_process->log().mid(before)));
+        const auto match = listening.match(QString::fromUtf8(m_process->log().mid(before)));
         m_port = match.hasMatch() ? match.captured(1).toInt() : m_port;
         return match.hasMatch();
     })) << m_process->log().toStdString();
 }
 
-void Hub::kill() { m_process->end(SIGKILL); }
+void Hub::kill() {
+    m_process->end(SIGKILL);
+}
 
 Desktop::Desktop(const QString& folder, const QString& name)
     : m_folder(folder), m_name(name), m_configDir(folder + u'/' + name) {
@@ -121,7 +123,9 @@ void Desktop::startAgent() {
     EXPECT_TRUE(waitFor([this] { return !status().isEmpty(); })) << log().toStdString();
 }
 
-int Desktop::stopAgent(int signal) { return m_agent->end(signal); }
+int Desktop::stopAgent(int signal) {
+    return m_agent->end(signal);
+}
 
 Ended Desktop::command(const QStringList& arguments, const QByteArray& input) const {
     return sorrelwind(QStringList{QStringLiteral("--config-dir"), m_configDir} + arguments, input);
@@ -164,8 +168,9 @@ void Desktop::createGroup(const Hub& hub) {
 
 void Desktop::joinByLink(const Desktop& member) {
     const QByteArray link = member.pairing()[QStringLiteral("link")].toString().toUtf8();
-    const Ended joined = command(
-        {QStringLiteral("join"), QStringLiteral("-"), QStringLiteral("--name"), m_name}, link + '\n');
+    const Ended joined =
+        command({QStringLiteral("join"), QStringLiteral("-"), QStringLiteral("--name"), m_name},
+                link + '\n');
     ASSERT_EQ(joined.code, 0) << joined.err.toStdString();
     ASSERT_TRUE(ready());
 }
@@ -177,18 +182,19 @@ void Desktop::copy(const QByteArray& text) const {
     xclip.setProcessEnvironment(m_xvfb.environment());
     xclip.setStandardOutputFile(QProcess::nullDevice());
     xclip.setStandardErrorFile(QProcess::nullDevice());
-    xclip.start(QStringLiteral("xclip"), {QStringLiteral("-selection"), QStringLiteral("clipboard")});
+    xclip.start(QStringLiteral("xclip"),
+                {QStringLiteral("-selection"), QStringLiteral("clipboard")});
     xclip.write(text);
     xclip.closeWriteChannel();
     EXPECT_TRUE(xclip.waitForFinished(kProcessPatience));
 }
 
 std::optional<QByteArray> Desktop::paste() const {
-    const Ended pasted = runToEnd(
-        QStringLiteral("timeout"),
-        {QStringLiteral("5"), QStringLiteral("xclip"), QStringLiteral("-selection"),
-         QStringLiteral("clipboard"), QStringLiteral("-o")},
-        {}, m_xvfb.environment());
+    const Ended pasted =
+        runToEnd(QStringLiteral("timeout"),
+                 {QStringLiteral("5"), QStringLiteral("xclip"), QStringLiteral("-selection"),
+                  QStringLiteral("clipboard"), QStringLiteral("-o")},
+                 {}, m_xvfb.environment());
     return pasted.code == 0 ? std::optional(pasted.out) : std::nullopt;
 }
 

@@ -47,8 +47,12 @@ bool receivedFrom(const Desktop& desktop, const QString& sender) {
 
 TEST_F(Sync, TextGoesBothWays) {
     const QByteArray texts[] = {
-        "SECRET plain", "机密：多行\n第二行\n", "SECRET 👩‍👩‍👧‍👦 émoji", "SECRET \r\n crlf\t",
-        "SECRET" + QByteArray(300'000, 'x'), "x",
+        "SECRET plain",
+        "机密：多行\n第二行\n",
+        "SECRET 👩‍👩‍👧‍👦 émoji",
+        "SECRET \r\n crlf\t",
+        "SECRET" + QByteArray(300'000, 'x'),
+        "x",
     };
     for (const QByteArray& text : texts) {
         a.copy(text + "→b");
@@ -92,8 +96,8 @@ TEST_F(Sync, DeviceThatWasAwayGetsTheNewestItemOnce) {
                                       }) == 1;
     }));
     a.copy("SECRET missed");
-    ASSERT_TRUE(waitFor(
-        [&] { return !a.status()[QStringLiteral("lastSent")].toObject().isEmpty(); }));
+    ASSERT_TRUE(
+        waitFor([&] { return !a.status()[QStringLiteral("lastSent")].toObject().isEmpty(); }));
     a.copy("SECRET newest");
     EXPECT_TRUE(waitFor([&] {
         return a.status()[QStringLiteral("lastSent")].toObject()[QStringLiteral("recipients")] == 0;
