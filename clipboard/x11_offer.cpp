@@ -73,10 +73,6 @@ void X11Offer::withdraw() {
 }
 
 void X11Offer::answer(const xcb_selection_request_event_t& request) {
-    if (request.requestor == m_connection.window()) {
-        // A fetch from the owner before us, overtaken by our own taking.
-        return;
-    }
     const X11Atoms& atoms = m_connection.atoms();
     // Programs of the time before the ICCCM name no property and mean the target's name.
     const xcb_atom_t property = request.property != XCB_NONE ? request.property : request.target;
