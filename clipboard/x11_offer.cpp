@@ -55,7 +55,6 @@ void X11Offer::owned(xcb_timestamp_t time) {
 }
 
 bool X11Offer::replaced(xcb_timestamp_t time) {
-    m_owned = false;
     // The server gives the selection to the latest time, whatever the order of the requests. So
     // only a later time than ours can have made it ignore us.
     if (m_stampsDue > 0 || (m_announceDue && !isLater(time, m_time))) {
