@@ -287,7 +287,7 @@ void XRequestor::handle(const xcb_generic_event_t& event) {
     } else if (codeOf(event) == XCB_PROPERTY_NOTIFY && m_incremental) {
         const auto& change = as<xcb_property_notify_event_t>(event);
         if (change.state == XCB_PROPERTY_NEW_VALUE && change.atom == atom("PASTE") &&
-            piecesTaken != stallAfter) {
+            (stallAfter < 0 || piecesTaken < stallAfter)) {
             takePiece();
         }
     }
