@@ -85,7 +85,7 @@ QString X11Connection::setUp(int screenNumber) {
 
     m_notifier =
         std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_xcb), QSocketNotifier::Read);
-    connect(m_notifier.get(), &QSocketNotifier::activated, this, &X11Connection::drain);
+    connect(m_notifier.get(), &QSocketNotifier::activated, this, &X11Connection::dispatch);
     flush();
     return {};
 }
@@ -171,18 +171,18 @@ void X11Connection::flush() {
     xcb_flush(m_xcb);
     // Writing and waiting for replies both read events into xcb's queue, and then the socket has
     // nothing left to announce.
-    drainSoon();
+    dispatchSoon();
 }
 
-void X11Connection::drainSoon() {
-    if (!m_drainPosted && !m_lost) {
-        m_drainPosted = true;
-        QMetaObject::invokeMethod(this, &X11Connection::drain, Qt::QueuedConnection);
+void X11Connection::dispatchSoon() {
+    if (!m_dispatchPosted && !m_lost) {
+        m_dispatchPosted = true;
+        QMetaObject::invokeMethod(this, &X11Connection::dispatch, Qt::QueuedConnection);
     }
 }
 
-void X11Connection::drain() {
-    m_drainPosted = false;
+void X11Connection::dispatch() {
+    m_dispatchPosted = false;
     if (m_lost) {
         return;
     }
@@ -192,7 +192,7 @@ void X11Connection::drain() {
         // What an answer wrote must leave before we wait, and may have brought more events.
         xcb_flush(m_xcb);
         if (++count == kMaxEventsAtOnce) {
-            drainSoon();
+            dispatchSoon();
             break;
         }
     }
@@ -205,10 +205,10 @@ void X11Connection::drain() {
 
 void X11Connection::pumpUntil(const std::function<bool()>& done, const QDeadlineTimer& deadline) {
     xcb_flush(m_xcb);
-    for (drain(); !done() && !m_lost && !deadline.hasExpired(); drain()) {
+    for (dispatch(); !done() && !m_lost && !deadline.hasExpired(); dispatch()) {
         pollfd socket{xcb_get_file_descriptor(m_xcb), POLLIN, 0};
-        // A drain that stopped at its limit has left events in the queue: do not wait then.
-        poll(&socket, 1, m_drainPosted ? 0 : static_cast<int>(deadline.remainingTime()));
+        // A dispatch that stopped at its limit has left events in the queue: do not wait then.
+        poll(&socket, 1, m_dispatchPosted ? 0 : static_cast<int>(deadline.remainingTime()));
     }
 }
 

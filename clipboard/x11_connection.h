@@ -62,6 +62,9 @@ public:
     /// Sends the buffered requests. To be called after every batch of them that is not the answer
     /// to an event().
     void flush();
+    /// Dispatches the events that have arrived. A deadline that has passed proves nothing before
+    /// this: perhaps it was this program that was held up.
+    void dispatch();
     /// Dispatches events without the main loop until `done` or the deadline, for the program's end.
     void pumpUntil(const std::function<bool()>& done, const QDeadlineTimer& deadline);
 
@@ -73,8 +76,7 @@ private:
     explicit X11Connection(xcb_connection_t* xcb);
     [[nodiscard]] QString setUp(int screen);
     [[nodiscard]] bool internAtoms();
-    void drain();
-    void drainSoon();
+    void dispatchSoon();
 
     xcb_connection_t* m_xcb;
     xcb_window_t m_window = XCB_NONE;
@@ -82,7 +84,7 @@ private:
     uint8_t m_selectionEvent = 0;
     QHash<xcb_atom_t, QString> m_names;
     std::unique_ptr<QSocketNotifier> m_notifier;
-    bool m_drainPosted = false;
+    bool m_dispatchPosted = false;
     bool m_lost = false;
 };
 

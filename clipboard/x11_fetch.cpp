@@ -29,8 +29,12 @@ X11Fetch::X11Fetch(X11Connection& connection, std::chrono::milliseconds patience
     : m_connection(connection) {
     m_stalled.setSingleShot(true);
     m_stalled.setInterval(patience);
-    connect(&m_stalled, &QTimer::timeout, this,
-            [this] { end(QStringLiteral("its owner does not answer")); });
+    connect(&m_stalled, &QTimer::timeout, this, [this] {
+        m_connection.dispatch();
+        if (active() && !m_stalled.isActive()) {
+            end(QStringLiteral("its owner does not answer"));
+        }
+    });
 }
 
 void X11Fetch::start(xcb_timestamp_t time) {

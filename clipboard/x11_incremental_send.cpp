@@ -67,6 +67,7 @@ void X11IncrementalSend::requestorGone(xcb_window_t requestor) {
 }
 
 void X11IncrementalSend::dropStalled() {
+    m_connection.dispatch();
     dropIf([](const Transfer& one) { return one.deadline.hasExpired(); });
 }
 

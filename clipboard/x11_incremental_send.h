@@ -26,7 +26,6 @@ public:
     /// The requestor removed a property: it is ready for the next piece.
     void propertyDeleted(xcb_window_t requestor, xcb_atom_t property);
     void requestorGone(xcb_window_t requestor);
-    void dropStalled();
 
 private:
     struct Transfer {
@@ -40,6 +39,7 @@ private:
 
     [[nodiscard]] static bool isFor(const Transfer& transfer, xcb_window_t requestor,
                                     xcb_atom_t property);
+    void dropStalled();
     void watch(xcb_window_t requestor, uint32_t events);
     template <class Condition>
     void dropIf(Condition condition);

@@ -55,7 +55,6 @@ void X11Offer::owned(xcb_timestamp_t time) {
 }
 
 bool X11Offer::replaced(xcb_timestamp_t time) {
-    m_owned = false;
     // The server gives the selection to the latest time, whatever the order of the requests. So
     // only a later time than ours can have made it ignore us.
     if (m_stampsDue > 0 || (m_announceDue && !isLater(time, m_time))) {
@@ -73,10 +72,6 @@ void X11Offer::withdraw() {
 }
 
 void X11Offer::answer(const xcb_selection_request_event_t& request) {
-    if (request.requestor == m_connection.window()) {
-        // A fetch from the owner before us, overtaken by our own taking.
-        return;
-    }
     const X11Atoms& atoms = m_connection.atoms();
     // Programs of the time before the ICCCM name no property and mean the target's name.
     const xcb_atom_t property = request.property != XCB_NONE ? request.property : request.target;

@@ -89,7 +89,6 @@ void X11Pasteboard::handle(const xcb_generic_event_t& event) {
 
 void X11Pasteboard::ownerChanged(const xcb_xfixes_selection_notify_event_t& event) {
     if (event.owner == m_connection->window()) {
-        m_fetch.cancel();
         m_offer.owned(event.selection_timestamp);
         return;
     }

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -46,6 +47,15 @@ protected:
     /// Whether the pasteboard comes to hold exactly this text.
     [[nodiscard]] bool holds(const QString& text) {
         return waitFor([&] { return pasteboard->string() == text; });
+    }
+    /// Whether no property of a transfer lies about on our window, eating the server's memory.
+    [[nodiscard]] bool tidy() {
+        XRequestor probe(display());
+        return waitFor([&] {
+            return std::ranges::none_of(probe.propertiesOf(m_window), [](const QByteArray& name) {
+                return name.startsWith("SORRELWIND_TRANSFER");
+            });
+        });
     }
     /// Whether the selection comes to be ours.
     [[nodiscard]] bool owned() {

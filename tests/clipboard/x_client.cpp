@@ -1,5 +1,7 @@
 #include "tests/clipboard/x_client.h"
 
+#include <QTimer>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -84,6 +86,16 @@ xcb_window_t XClient::owner(const QByteArray& selection) {
         ->owner;
 }
 
+QByteArrayList XClient::propertiesOf(xcb_window_t window) {
+    const XcbPtr<xcb_list_properties_reply_t> reply(
+        xcb_list_properties_reply(m_xcb, xcb_list_properties(m_xcb, window), nullptr));
+    QByteArrayList names;
+    for (int i = 0; i < xcb_list_properties_atoms_length(reply.get()); ++i) {
+        names.append(name(xcb_list_properties_atoms(reply.get())[i]));
+    }
+    return names;
+}
+
 void XClient::takeSelection(const QByteArray& selection) {
     xcb_set_selection_owner(m_xcb, m_window, atom(selection), XCB_CURRENT_TIME);
     (void)owner(selection);
@@ -128,11 +140,16 @@ void XOwner::handle(const xcb_generic_event_t& event) {
         }
     } else if (codeOf(event) == XCB_PROPERTY_NOTIFY) {
         const auto& change = as<xcb_property_notify_event_t>(event);
-        const auto sending = std::ranges::find_if(m_sending, [&](const Sending& one) {
-            return one.requestor == change.window && one.property == change.atom;
-        });
-        if (change.state == XCB_PROPERTY_DELETE && sending != m_sending.end()) {
-            sendPiece(*sending);
+        if (change.state != XCB_PROPERTY_DELETE) {
+            return;
+        }
+        const auto send = [this, window = change.window, property = change.atom] {
+            sendPiece(window, property);
+        };
+        if (pieceTime.count() == 0) {
+            send();
+        } else {
+            QTimer::singleShot(pieceTime, &m_clock, send);
         }
     }
 }
@@ -187,7 +204,14 @@ void XOwner::answer(const xcb_selection_request_event_t& request) {
     notify(request, true);
 }
 
-void XOwner::sendPiece(Sending& sending) {
+void XOwner::sendPiece(xcb_window_t requestor, xcb_atom_t property) {
+    const auto found = std::ranges::find_if(m_sending, [&](const Sending& one) {
+        return one.requestor == requestor && one.property == property;
+    });
+    if (found == m_sending.end()) {
+        return;
+    }
+    Sending& sending = *found;
     const Answer& answer = sending.answer;
     if (answer.kind == Answer::stalling && sending.sent > 0) {
         return;
@@ -199,8 +223,9 @@ void XOwner::sendPiece(Sending& sending) {
     sending.sent += size;
     ++piecesSent;
     if (size == 0) {
-        std::erase_if(m_sending, [&](const Sending& one) { return &one == &sending; });
+        m_sending.erase(found);
     }
+    xcb_flush(m_xcb);
     if (onPiece) {
         onPiece();
     }
@@ -262,7 +287,7 @@ void XRequestor::handle(const xcb_generic_event_t& event) {
     } else if (codeOf(event) == XCB_PROPERTY_NOTIFY && m_incremental) {
         const auto& change = as<xcb_property_notify_event_t>(event);
         if (change.state == XCB_PROPERTY_NEW_VALUE && change.atom == atom("PASTE") &&
-            piecesTaken != stallAfter) {
+            (stallAfter < 0 || piecesTaken < stallAfter)) {
             takePiece();
         }
     }
@@ -284,11 +309,6 @@ void XRequestor::takePiece() {
     if (onPiece) {
         onPiece();
     }
-}
-
-void XRequestor::resume() {
-    stallAfter = -1;
-    takePiece();
 }
 
 bool XRequestor::watched() {

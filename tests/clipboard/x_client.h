@@ -8,6 +8,7 @@
 
 #include <xcb/xcb.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -34,6 +35,7 @@ public:
     [[nodiscard]] xcb_atom_t atom(const QByteArray& name);
     [[nodiscard]] QByteArray name(xcb_atom_t atom);
     [[nodiscard]] xcb_window_t owner(const QByteArray& selection);
+    [[nodiscard]] QByteArrayList propertiesOf(xcb_window_t window);
 
 protected:
     virtual void handle(const xcb_generic_event_t& event) = 0;
@@ -81,6 +83,8 @@ public:
     bool hanging = false;
     void release();
     int piecesSent = 0;
+    /// Time it takes for each piece.
+    std::chrono::milliseconds pieceTime{0};
     /// Called after each piece.
     std::function<void()> onPiece;
 
@@ -93,11 +97,12 @@ private:
     };
     void handle(const xcb_generic_event_t& event) override;
     void answer(const xcb_selection_request_event_t& request);
-    void sendPiece(Sending& sending);
+    void sendPiece(xcb_window_t requestor, xcb_atom_t property);
 
     std::vector<Answer> m_answers;
     std::vector<xcb_selection_request_event_t> m_held;
     std::vector<Sending> m_sending;
+    QObject m_clock; ///< whose timers end with this object
 };
 
 /// A program that pastes.
@@ -118,9 +123,10 @@ public:
     int piecesTaken = 0;
     /// Called after each piece.
     std::function<void()> onPiece;
-    /// Takes only so many pieces and then no more, until resume().
+    /// Takes only so many pieces by itself.
     int stallAfter = -1;
-    void resume();
+    /// Takes the piece that is there, if there is one.
+    void takePiece();
     /// Whether another program has asked for this one's window events.
     [[nodiscard]] bool watched();
     /// What a property of askMultiple() holds; empty when it was not converted.
@@ -131,7 +137,6 @@ protected:
 
 private:
     [[nodiscard]] std::optional<Result> take(xcb_atom_t property);
-    void takePiece();
 
     Result m_partial;
     bool m_incremental = false;
