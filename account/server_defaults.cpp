@@ -42,13 +42,13 @@ std::optional<QString> ServerDefaults::normalize(const QString& text) {
     const QStringView rest = QStringView(url).mid(colon + 3);
     const auto end = std::find_if(rest.begin(), rest.end(),
                                   [](QChar c) { return c == u'/' || c == u'?' || c == u'#'; });
-    QString authority = rest.left(end - rest.begin()).toString();
-    if (authority.endsWith(u':'))
-        authority.chop(1);
-    const QString result = scheme + QLatin1StringView("://") + authority;
+    const QStringView authority = rest.left(end - rest.begin());
+    QString result = scheme + QLatin1StringView("://") + authority.toString();
     const QUrl parsed(result, QUrl::StrictMode);
     if (!parsed.isValid() || parsed.host().isEmpty())
         return std::nullopt;
+    if (result.endsWith(u':')) // a port left out; two colons were refused
+        result.chop(1);
     return result;
 }
 
