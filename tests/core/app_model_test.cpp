@@ -68,8 +68,9 @@ protected:
             lastKind = kind;
         };
         model->onNeedsOnboarding = [this] { ++onboardings; };
-        if (stored)
+        if (stored) {
             ASSERT_TRUE(waitFor([&] { return model->connection() == SyncState::connected; }));
+        }
     }
 
     [[nodiscard]] bool becomes(CryptoStatus crypto) const {
@@ -91,14 +92,15 @@ protected:
 
     void deliver(const QString& payload, const QByteArray& id, const QByteArray& from = "other",
                  const QByteArray& mime = "text/plain") {
+        const auto before = receiptsFor(id);
         hub.send("{\"type\":\"item\",\"item\":{\"id\":\"" + id + "\",\"ts\":1,\"from\":\"" + from +
                  "\",\"device\":\"Pad\",\"mime\":\"" + mime + "\",\"payload\":\"" +
                  payload.toUtf8() + "\"}}");
         // The receipt leaves before the item is looked at, so the next answer comes after it.
-        ASSERT_TRUE(waitFor([&] { return receiptFor(id); }));
+        ASSERT_TRUE(waitFor([&] { return receiptsFor(id) > before; }));
     }
-    [[nodiscard]] bool receiptFor(const QByteArray& id) const {
-        return std::ranges::any_of(hub.frames, [&](const QByteArray& frame) {
+    [[nodiscard]] qsizetype receiptsFor(const QByteArray& id) const {
+        return std::ranges::count_if(hub.frames, [&](const QByteArray& frame) {
             return object(frame).value(u"id").toString().toUtf8() == id;
         });
     }

@@ -129,6 +129,10 @@ void ScriptedHub::send(const QByteArray& payload, Opcode opcode) {
     QByteArray frame(1, static_cast<char>(0x80 | opcode));
     if (payload.size() < 126) {
         frame += static_cast<char>(payload.size());
+    } else if (payload.size() < 0x10000) {
+        frame += static_cast<char>(126);
+        frame.resize(4);
+        qToBigEndian<quint16>(static_cast<quint16>(payload.size()), frame.data() + 2);
     } else {
         frame += static_cast<char>(127);
         frame.resize(10);
