@@ -61,6 +61,12 @@ http::response<http::string_body> toHttp(Response response, bool keepAlive) {
     return message;
 }
 
+/// Whether the peer sent something that is not HTTP, rather than nothing more.
+bool isMalformed(error_code error) {
+    return error.category() == make_error_code(http::error::bad_method).category() &&
+           error != http::error::end_of_stream && error != http::error::partial_message;
+}
+
 } // namespace
 
 /// One connection; its coroutine holds it.
@@ -90,6 +96,10 @@ private:
     net::awaitable<void> serve();
     /// Waits for a request and answers it; false when the connection is to end.
     net::awaitable<bool> serveOne();
+    net::awaitable<bool> awaitRequest();
+    net::awaitable<error_code> readBody(Parser& parser, std::uint64_t limit);
+    /// Answers what could not be read as a request, if there is someone to answer to.
+    net::awaitable<bool> refuse(error_code error, const HttpRequest& request);
     net::awaitable<bool> respond(Response response, const HttpRequest& request, bool keepAlive);
     /// Ends the connection so that the last answer arrives even if the peer is still sending.
     net::awaitable<void> sayGoodbye();
@@ -131,14 +141,14 @@ net::awaitable<void> HttpConnection::serve() {
         co_await sayGoodbye();
 }
 
-net::awaitable<bool> HttpConnection::serveOne() {
-    error_code error;
+net::awaitable<bool> HttpConnection::awaitRequest() {
     // The first request shares its time with the TLS handshake; later ones may be waited for.
     if (m_buffer.size() == 0) {
         if (!m_first)
             m_stream->expiresAfter(kIdleTime);
-        m_idle = true;
+        error_code error;
         const auto room = m_buffer.prepare(4096);
+        m_idle = true;
         const auto size = co_await m_stream->async_read_some(
             room, net::redirect_error(net::use_awaitable, error));
         m_idle = false;
@@ -149,65 +159,80 @@ net::awaitable<bool> HttpConnection::serveOne() {
     if (!m_first)
         m_stream->expiresAfter(kRequestTime);
     m_first = false;
+    co_return true;
+}
+
+net::awaitable<error_code> HttpConnection::readBody(Parser& parser, std::uint64_t limit) {
+    error_code error;
+    if (parser.is_done())
+        co_return error;
+    if (limit != 0 && parser.content_length().value_or(0) > limit)
+        co_return http::error::body_limit;
+    if (limit != 0)
+        parser.body_limit(limit);
+    if (boost::beast::iequals(parser.get()[http::field::expect], "100-continue")) {
+        http::response<http::empty_body> proceed(http::status::continue_, 11);
+        co_await http::async_write(*m_stream, proceed,
+                                   net::redirect_error(net::use_awaitable, error));
+    }
+    if (!error)
+        co_await http::async_read(*m_stream, m_buffer, parser,
+                                  net::redirect_error(net::use_awaitable, error));
+    co_return error;
+}
+
+net::awaitable<bool> HttpConnection::serveOne() {
+    const bool begun = co_await awaitRequest();
+    if (!begun)
+        co_return false;
 
     Parser parser;
     parser.header_limit(kMaxHeader);
     parser.body_limit(boost::none); // known once the head has said what is asked for
+    error_code error;
     co_await http::async_read_header(*m_stream, m_buffer, parser,
                                      net::redirect_error(net::use_awaitable, error));
     const HttpRequest& request = parser.get();
-    if (error == http::error::header_limit) {
-        const Refusal refusal{431,
-                              "the head is larger than " + std::to_string(kMaxHeader) + " bytes"};
-        m_unread = true;
-        co_return co_await respond(Api::refused(refusal), request, false);
-    }
-    if (error.category() == make_error_code(http::error::bad_method).category() &&
-        error != http::error::end_of_stream && error != http::error::partial_message) {
-        const Refusal refusal{400, "this is not an HTTP request"};
-        m_unread = true;
-        co_return co_await respond(Api::refused(refusal), request, false);
-    }
     if (error)
-        co_return false;
+        co_return co_await refuse(error, request);
 
     const Head head = headOf(request);
     const bool isSocket = pathOf(head.target) == "/ws";
     if (isSocket && boost::beast::websocket::is_upgrade(request)) {
         auto member = m_service.api.admitSocket(head, Now::read());
-        if (!member)
-            co_return co_await respond(Api::refused(member.error()), request, false);
-        m_stream->expiresNever();
-        auto stream = std::move(*m_stream);
-        m_stream.reset();
-        co_await runSocket(std::move(stream), parser.release(), m_service.hub, std::move(*member));
-        co_return false;
+        if (member) {
+            m_stream->expiresNever();
+            auto stream = std::move(*m_stream);
+            m_stream.reset();
+            co_await runSocket(std::move(stream), parser.release(), m_service.hub,
+                               std::move(*member));
+            co_return false;
+        }
+        auto refused = Api::refused(member.error());
+        co_return co_await respond(std::move(refused), request, false);
     }
 
-    const auto limit = m_service.api.bodyLimit(head, Now::read());
-    bool tooLarge = limit != 0 && parser.content_length().value_or(0) > limit;
-    if (!tooLarge && !parser.is_done()) {
-        if (limit != 0)
-            parser.body_limit(limit);
-        if (boost::beast::iequals(request[http::field::expect], "100-continue")) {
-            http::response<http::empty_body> proceed(http::status::continue_, 11);
-            co_await http::async_write(*m_stream, proceed,
-                                       net::redirect_error(net::use_awaitable, error));
-        }
-        if (!error)
-            co_await http::async_read(*m_stream, m_buffer, parser,
-                                      net::redirect_error(net::use_awaitable, error));
-        tooLarge = error == http::error::body_limit;
-        if (error && !tooLarge)
-            co_return false;
-    }
-    if (tooLarge) {
-        m_unread = true;
-        co_return co_await respond(m_service.api.tooLarge(head, Now::read()), request, false);
-    }
-    auto response = isSocket ? m_service.api.upgradeNeeded(head, Now::read())
-                             : m_service.api.handle(head, request.body(), Now::read());
-    co_return co_await respond(std::move(response), request, request.keep_alive());
+    error = co_await readBody(parser, m_service.api.bodyLimit(head, Now::read()));
+    if (error && error != http::error::body_limit)
+        co_return co_await refuse(error, request);
+    m_unread = bool(error);
+    auto response = error      ? m_service.api.tooLarge(head, Now::read())
+                    : isSocket ? m_service.api.upgradeNeeded(head, Now::read())
+                               : m_service.api.handle(head, request.body(), Now::read());
+    co_return co_await respond(std::move(response), request, !error && request.keep_alive());
+}
+
+net::awaitable<bool> HttpConnection::refuse(error_code error, const HttpRequest& request) {
+    Response response;
+    if (error == http::error::header_limit)
+        response =
+            Api::refused({431, "the head is larger than " + std::to_string(kMaxHeader) + " bytes"});
+    else if (isMalformed(error))
+        response = Api::refused({400, "this is not an HTTP request"});
+    else
+        co_return false;
+    m_unread = true;
+    co_return co_await respond(std::move(response), request, false);
 }
 
 net::awaitable<bool> HttpConnection::respond(Response response, const HttpRequest& request,

@@ -4,7 +4,6 @@
 #include "relay/tls.h"
 
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
 #include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -26,6 +25,12 @@ using namespace std::chrono_literals;
 
 constexpr auto kStopTime = 4500ms;
 constexpr std::size_t kOtherFiles = 32; ///< descriptors that are not connections
+
+/// None of the server's own coroutines may fail and leave the others running.
+void orEnd(const std::exception_ptr& thrown) {
+    if (thrown)
+        std::rethrow_exception(thrown);
+}
 
 /// Raises the limit of open files as far as it goes; returns how many connections fit into it.
 std::size_t connectionLimit() {
@@ -89,10 +94,10 @@ void Server::run() {
         if (!m_tls && !local.address().is_loopback())
             logEvent("warning: without TLS tokens can be read on the way; put a TLS proxy in "
                      "front or give --tls-cert and --tls-key");
-        net::co_spawn(m_io, accept(acceptor), net::detached);
+        net::co_spawn(m_io, accept(acceptor), orEnd);
     }
-    net::co_spawn(m_io, obeySignals(), net::detached);
-    net::co_spawn(m_io, keepTime(), net::detached);
+    net::co_spawn(m_io, obeySignals(), orEnd);
+    net::co_spawn(m_io, keepTime(), orEnd);
     m_io.run();
 }
 
@@ -103,13 +108,21 @@ net::awaitable<void> Server::accept(tcp::acceptor& acceptor) {
             co_await acceptor.async_accept(net::redirect_error(net::use_awaitable, error));
         const bool full = m_connections.size() >= m_maxConnections;
         if (!error && !full && !m_hub.stopping())
-            serveConnection(m_service, std::move(socket), m_tls);
+            serve(std::move(socket));
         if (!acceptor.is_open() || (!error && !full))
             continue;
         // Out of descriptors or at the limit: newcomers wait in the kernel's queue for a while.
         socket = tcp::socket(m_io);
         net::steady_timer pause(m_io, 100ms);
         co_await pause.async_wait(net::redirect_error(net::use_awaitable, error));
+    }
+}
+
+void Server::serve(tcp::socket socket) {
+    try {
+        serveConnection(m_service, std::move(socket), m_tls);
+    } catch (const std::exception& failure) {
+        logEvent(failure.what()); // this connection's alone
     }
 }
 

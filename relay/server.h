@@ -28,6 +28,7 @@ private:
     boost::asio::awaitable<void> accept(boost::asio::ip::tcp::acceptor& acceptor);
     boost::asio::awaitable<void> obeySignals();
     boost::asio::awaitable<void> keepTime();
+    void serve(boost::asio::ip::tcp::socket socket);
     void reloadTls();
     void stop();
     void leaveWhenEmpty();

@@ -10,6 +10,7 @@
 #include <boost/beast/websocket/stream.hpp>
 
 #include <deque>
+#include <utility>
 
 namespace sorrelwind::relay {
 
@@ -54,6 +55,11 @@ private:
     net::awaitable<void> read();
     void heard() { m_heartbeat.heard(std::chrono::steady_clock::now()); }
     void ping();
+    /// Off the bus, once.
+    void leave();
+    void peerLeft();
+    /// However the goodbye goes, the connection ends soon.
+    void endSoon();
     void cut() { m_socket.next_layer().cut(); }
 
     websocket::stream<Stream> m_socket;
@@ -67,11 +73,12 @@ private:
     Heartbeat m_heartbeat;
     std::optional<Goodbye> m_goodbye;
     bool m_pinging = false;
+    bool m_left = false;
     bool m_over = false;
 };
 
 bool SocketSession::send(const Frame& frame) {
-    if (m_over || m_goodbye)
+    if (m_over || m_left || m_goodbye)
         return false;
     if (m_queued > kMaxQueued) {
         // What waits is of no use to a peer that comes back: the newest item is held for it.
@@ -79,9 +86,7 @@ bool SocketSession::send(const Frame& frame) {
         m_queued = m_queue.front()->size();
         close(Goodbye::tooSlow);
         // Only later, since the bus is in the middle of its sockets now.
-        net::post(m_socket.get_executor(), [self = shared_from_this()] {
-            self->m_hub.closed(self->m_member, *self, Now::read());
-        });
+        net::post(m_socket.get_executor(), [self = shared_from_this()] { self->leave(); });
         return false;
     }
     m_queue.push_back(frame);
@@ -95,6 +100,26 @@ void SocketSession::close(Goodbye why) {
         return;
     m_goodbye = why;
     m_wake.cancel();
+    endSoon();
+}
+
+void SocketSession::leave() {
+    if (std::exchange(m_left, true))
+        return;
+    try {
+        m_hub.closed(m_member, *this, Now::read());
+    } catch (const std::exception& failure) {
+        logEvent(failure.what());
+    }
+}
+
+void SocketSession::peerLeft() {
+    // It is offline as soon as it says so, even if its end of the connection stays open.
+    leave();
+    endSoon();
+}
+
+void SocketSession::endSoon() {
     m_deadline.expires_after(kCloseTime);
     m_deadline.async_wait([self = shared_from_this()](error_code error) {
         if (!error)
@@ -188,8 +213,15 @@ net::awaitable<void> SocketSession::run(HttpRequest upgrade) {
     // Long messages go out in fragments, between which pings and the goodbye find their way.
     m_socket.auto_fragment(true);
     m_socket.write_buffer_bytes(64u << 10);
-    m_socket.control_callback(
-        [this](websocket::frame_type, boost::beast::string_view) { heard(); });
+    m_socket.control_callback([this](websocket::frame_type kind, boost::beast::string_view) {
+        heard();
+        if (kind == websocket::frame_type::close)
+            peerLeft();
+    });
+    const auto anonymous = [](websocket::response_type& response) {
+        response.erase(boost::beast::http::field::server);
+    };
+    m_socket.set_option(websocket::stream_base::decorator(anonymous));
     m_socket.text(true);
 
     error_code error;
@@ -214,11 +246,7 @@ net::awaitable<void> SocketSession::run(HttpRequest upgrade) {
     m_deadline.cancel();
     const auto why = m_goodbye ? std::string(reasonOf(*m_goodbye).reason.c_str()) : "left";
     logEvent("socket closed", {{"device", m_member.device}, {"why", why}});
-    try {
-        m_hub.closed(m_member, *this, Now::read());
-    } catch (const std::exception& failure) {
-        logEvent(failure.what());
-    }
+    leave();
 }
 
 } // namespace

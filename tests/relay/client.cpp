@@ -4,6 +4,7 @@
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
+#include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -198,6 +199,13 @@ void RawConnection::write(std::string_view bytes) {
 
 void RawConnection::shutDownSending() {
     m_state->socket.shutdown(tcp::socket::shutdown_send);
+}
+
+void RawConnection::readUntil(const std::string& mark) {
+    std::string text;
+    check(await(m_state->io, [&](auto done) {
+        net::async_read_until(m_state->socket, net::dynamic_buffer(text), mark, done);
+    }));
 }
 
 std::string RawConnection::readToEnd() {

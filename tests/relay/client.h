@@ -83,6 +83,7 @@ public:
     ~RawConnection();
     void write(std::string_view bytes);
     void shutDownSending();
+    void readUntil(const std::string& mark);
     /// Everything until the hub closes the connection.
     std::string readToEnd();
 

@@ -167,6 +167,19 @@ TEST_F(SocketTest, aRemovedDeviceIsToldAndCutOff) {
     EXPECT_EQ(online(list), std::set<std::string>{anna.id});
 }
 
+TEST_F(SocketTest, whoSaysGoodbyeIsOfflineAtOnce) {
+    auto a = open(anna);
+    RawConnection raw(hub.port()); // says goodbye and leaves its connection open
+    raw.write("GET /ws?token=" + bert.token +
+              " HTTP/1.1\r\nHost: h\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+              "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n");
+    raw.readUntil("hello");
+    waitForOnline(a, {anna.id, bert.id});
+    raw.write(std::string("\x88\x82\0\0\0\0\x03\xe8", 8));
+    waitForOnline(a, {anna.id});
+    raw.readToEnd(); // and is cut off soon after
+}
+
 TEST_F(SocketTest, aDeviceHoldsFourSockets) {
     auto b = open(bert);
     auto oldest = open(anna);
