@@ -73,6 +73,7 @@ void X11Fetch::ask(Stage stage, xcb_atom_t target) {
 }
 
 void X11Fetch::handle(const xcb_selection_notify_event_t& event) {
+    // A refusal names no property; its time tells it from a late one to an earlier fetch.
     const bool refused = event.property == XCB_NONE && event.time == m_time;
     if (!active() || m_answered || event.target != m_target ||
         (event.property != property() && !refused)) {
@@ -109,12 +110,14 @@ void X11Fetch::takePiece() {
     const XcbPtr<xcb_get_property_reply_t> reply(
         xcb_get_property_reply(m_connection.xcb(), cookie, nullptr));
     if (!reply || reply->type == XCB_NONE) {
+        // Between two pieces an event may be about one that was taken already.
         if (!m_incremental) {
             end(QStringLiteral("its owner answers with nothing"));
         }
         return;
     }
     m_stalled.start();
+    // Removing the announcement has told the owner to send the first piece.
     if (!m_incremental && reply->type == m_connection.atoms().incr) {
         m_incremental = true;
         return;
