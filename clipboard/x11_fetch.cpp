@@ -73,19 +73,22 @@ void X11Fetch::ask(Stage stage, xcb_atom_t target) {
 }
 
 void X11Fetch::handle(const xcb_selection_notify_event_t& event) {
-    // A refusal names no property; its time tells it from a late one to an earlier fetch.
-    const bool refused = event.property == XCB_NONE && event.time == m_time;
-    if (!active() || m_answered || event.target != m_target ||
-        (event.property != property() && !refused)) {
+    // An answer bears the time of its request, so one of another time is to an earlier fetch.
+    const bool ours = event.time == m_time || event.time == XCB_CURRENT_TIME ||
+                      m_time == XCB_CURRENT_TIME;
+    if (!active() || m_answered || !ours || event.target != m_target) {
         return;
     }
-    m_answered = true;
-    if (!refused) {
+    if (event.property == property()) {
+        m_answered = true;
         takePiece();
-    } else if (m_stage == Stage::hint) {
-        complete();
-    } else {
-        end(QStringLiteral("its owner refuses"));
+    } else if (event.property == XCB_NONE && event.time == m_time) {
+        m_answered = true;
+        if (m_stage == Stage::hint) {
+            complete();
+        } else {
+            end(QStringLiteral("its owner refuses"));
+        }
     }
 }
 
@@ -110,10 +113,8 @@ void X11Fetch::takePiece() {
     const XcbPtr<xcb_get_property_reply_t> reply(
         xcb_get_property_reply(m_connection.xcb(), cookie, nullptr));
     if (!reply || reply->type == XCB_NONE) {
-        // Between two pieces an event may be about one that was taken already.
-        if (!m_incremental) {
-            end(QStringLiteral("its owner answers with nothing"));
-        }
+        // Whoever announced this, it is not there; the true answer may still come in time.
+        m_answered = m_incremental;
         return;
     }
     m_stalled.start();

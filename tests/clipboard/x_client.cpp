@@ -181,6 +181,15 @@ void XOwner::answer(const xcb_selection_request_event_t& request) {
     if (found->kind == Answer::silence) {
         return;
     }
+    if (found->kind == Answer::announcedEarly) {
+        found->kind = Answer::whole;
+        notify(request, true);
+        QTimer::singleShot(std::chrono::milliseconds(20), &m_clock, [this, request] {
+            answer(request);
+            xcb_flush(m_xcb);
+        });
+        return;
+    }
     const xcb_atom_t type = atom(found->type.isEmpty() ? target : found->type);
     if (found->kind == Answer::whole) {
         // Piece by piece, as the whole may be more than one request can carry.

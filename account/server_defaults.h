@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace sorrelwind {
+
+/// Which hub to speak to, and how its address is written.
+class ServerDefaults {
+public:
+    /// The environment's SORRELWIND_SERVER when it is an address, else the built-in hub.
+    [[nodiscard]] static QString initial();
+
+    /// The canonical base address, "https://" or "http://", host and port, without a final slash;
+    /// none when `text` cannot be a hub's address. A missing scheme is https; wss and ws become
+    /// https and http; path, query and fragment go (RFC 3986); schemes are case-sensitive here.
+    [[nodiscard]] static std::optional<QString> normalize(const QString& text);
+};
+
+} // namespace sorrelwind

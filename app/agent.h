@@ -1,0 +1,14 @@
+#pragma once
+
+#include "app/command_line.h"
+
+namespace sorrelwind {
+
+class Defaults;
+class L10n;
+
+/// Runs the agent on one config directory until it is asked to end. Needs a QCoreApplication; puts
+/// together everything that lives as long as the program. Returns the program's exit code.
+[[nodiscard]] int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n);
+
+} // namespace sorrelwind

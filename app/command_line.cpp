@@ -1,0 +1,142 @@
+#include "app/command_line.h"
+
+#include "account/account_store.h"
+#include "account/server_defaults.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <iostream>
+
+namespace sorrelwind {
+
+namespace {
+
+std::string toUtf8(const QString& text) {
+    return text.toStdString();
+}
+
+class Parser {
+public:
+    explicit Parser(Lang lang)
+        : m_lang(lang), m_app(toUtf8(say(u"让你的各台设备共享同一个文本剪贴板。",
+                                         u"Keeps the text clipboard of your devices in step.")),
+                              "sorrelwind") {
+        m_app.set_version_flag("--version", "sorrelwind " SORRELWIND_VERSION);
+        m_app.require_subcommand(0, 1);
+        m_app.fallthrough();
+        m_app
+            .add_option(
+                "--config-dir", m_configDir,
+                text(u"存放账户和偏好设置的文件夹", u"Folder of the account and preferences"))
+            ->type_name("DIR");
+        m_app.add_flag("--headless", m_result.headless,
+                       text(u"不显示图标和窗口", u"Run the agent without icon and windows"));
+
+        auto* create = command("create", u"新建设备组", u"Make a new group");
+        addMembership(create);
+        auto* join = command("join", u"用配对链接或配对码加入设备组",
+                             u"Join a group by a pairing link or a pairing code");
+        join->add_option("LINK|CODE", m_argument,
+                         text(u"配对链接或配对码；“-”表示从标准输入读取，这样其他用户看不到",
+                              u"Pairing link or code; \"-\" reads it from standard input, where no "
+                              u"other user can see it"));
+        addMembership(join);
+        addJson(
+            command("pair", u"显示配对码、链接和二维码", u"Show pairing code, link and QR code"));
+        addJson(command("status", u"显示状态", u"Show how things stand"));
+        addJson(command("devices", u"列出组内设备", u"List the devices of the group"));
+        command("remove", u"移除组内另一台设备", u"Remove another device from the group")
+            ->add_option("ID", m_argument, text(u"设备编号，见 devices", u"Its id, see devices"))
+            ->required();
+        command("rename", u"重命名本机", u"Rename this device")
+            ->add_option("NAME", m_argument, text(u"新名称", u"The new name"))
+            ->required();
+        command("pause", u"暂停同步", u"Pause syncing");
+        command("resume", u"恢复同步", u"Resume syncing");
+        command("leave", u"离开设备组", u"Leave the group");
+        command("quit", u"退出正在运行的 Sorrelwind", u"End the running agent");
+    }
+
+    std::variant<CommandLine, int> parse(std::vector<std::string> arguments) {
+        std::ranges::reverse(arguments); // as the library wants it
+        try {
+            m_app.parse(std::move(arguments));
+        } catch (const CLI::ParseError& error) {
+            return m_app.exit(error) == 0 ? kExitDone : kExitUsage;
+        }
+        m_result.configDir =
+            m_configDir.empty() ? AccountStore::defaultDir() : QString::fromStdString(m_configDir);
+        m_result.argument = QString::fromStdString(m_argument);
+        if (!m_name.empty())
+            m_result.name = QString::fromStdString(m_name);
+        if (!m_server.empty()) {
+            m_result.server = ServerDefaults::normalize(QString::fromStdString(m_server));
+            if (!m_result.server) {
+                std::cerr << text(u"--server 不是有效的服务器地址，应形如 https://hub.example",
+                                  u"--server is not an address; it should look like "
+                                  u"https://hub.example")
+                          << '\n';
+                return kExitUsage;
+            }
+        }
+        for (const CLI::App* chosen : m_app.get_subcommands())
+            m_result.command = QString::fromStdString(chosen->get_name());
+        return m_result;
+    }
+
+private:
+    QString say(const char16_t* zh, const char16_t* en) const { return pick(m_lang, zh, en); }
+    std::string text(const char16_t* zh, const char16_t* en) const { return toUtf8(say(zh, en)); }
+
+    CLI::App* command(const char* name, const char16_t* zh, const char16_t* en) {
+        return m_app.add_subcommand(name, text(zh, en));
+    }
+    void addJson(CLI::App* command) {
+        command->add_flag("--json", m_result.json, text(u"以 JSON 输出", u"Print JSON"));
+    }
+    void addMembership(CLI::App* command) {
+        command
+            ->add_option(
+                "--server", m_server,
+                text(u"服务器地址（默认取自 SORRELWIND_SERVER 或内置地址）",
+                     u"The hub's address (default: SORRELWIND_SERVER or the built-in one)"))
+            ->type_name("URL");
+        command
+            ->add_option(
+                "--name", m_name,
+                text(u"本机名称（默认为主机名）", u"This device's name (default: host name)"))
+            ->type_name("NAME");
+        command->add_flag(
+            "--passphrase-stdin", m_result.passphraseFromStdin,
+            text(u"从标准输入读取一行口令", u"Read the passphrase, one line, from standard input"));
+    }
+
+    Lang m_lang;
+    CLI::App m_app;
+    CommandLine m_result;
+    std::string m_configDir;
+    std::string m_server;
+    std::string m_name;
+    std::string m_argument;
+};
+
+} // namespace
+
+std::variant<CommandLine, int> parseCommandLine(std::vector<std::string> arguments, Lang lang) {
+    return Parser(lang).parse(std::move(arguments));
+}
+
+std::vector<std::string> takeArguments(int argc, char** argv) {
+    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    bool joining = false;
+    for (int i = 1; i < argc; ++i) {
+        if (joining)
+            std::memset(argv[i], 'x', std::strlen(argv[i]));
+        joining = joining || std::strcmp(argv[i], "join") == 0;
+    }
+    return arguments;
+}
+
+} // namespace sorrelwind

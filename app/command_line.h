@@ -1,0 +1,41 @@
+#pragma once
+
+#include "base/l10n.h"
+
+#include <QString>
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace sorrelwind {
+
+/// What the user asked for on the command line.
+struct CommandLine {
+    /// "" runs the agent; else a subcommand's name.
+    QString command;
+    QString configDir;
+    bool headless = false;
+    bool json = false;
+    bool passphraseFromStdin = false;
+    std::optional<QString> server; // canonical
+    std::optional<QString> name;
+    QString argument; // of join, remove, rename
+};
+
+/// Exit codes of the program.
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitFailed = 1; // the reason is on stderr
+inline constexpr int kExitUsage = 2;
+
+/// Parses `arguments` (without the program's name). An int is the exit code after help, the version
+/// or a complaint has been printed.
+[[nodiscard]] std::variant<CommandLine, int> parseCommandLine(std::vector<std::string> arguments,
+                                                              Lang lang);
+
+/// Takes the arguments out of main's argv, and blanks there what may be a secret, so that it stands
+/// in the process list no longer than the program needs to start.
+[[nodiscard]] std::vector<std::string> takeArguments(int argc, char** argv);
+
+} // namespace sorrelwind

@@ -1,0 +1,55 @@
+#include "app/control_protocol.h"
+
+#include <QJsonDocument>
+
+namespace sorrelwind {
+
+namespace {
+
+const QString kCommand = QStringLiteral("command");
+const QString kArgument = QStringLiteral("argument");
+const QString kResult = QStringLiteral("result");
+const QString kError = QStringLiteral("error");
+
+QByteArray line(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+std::optional<QJsonObject> objectOf(const QByteArray& text) {
+    const QJsonDocument document = QJsonDocument::fromJson(text);
+    return document.isObject() ? std::optional(document.object()) : std::nullopt;
+}
+
+} // namespace
+
+QByteArray ControlRequest::toLine() const {
+    return line({{kCommand, command}, {kArgument, argument}});
+}
+
+std::optional<ControlRequest> ControlRequest::fromLine(const QByteArray& text) {
+    const auto object = objectOf(text);
+    if (!object || !object->value(kCommand).isString())
+        return std::nullopt;
+    return ControlRequest{object->value(kCommand).toString(), object->value(kArgument).toString()};
+}
+
+QByteArray ControlReply::toLine() const {
+    return line(error ? QJsonObject{{kError, *error}} : QJsonObject{{kResult, result}});
+}
+
+std::optional<ControlReply> ControlReply::fromLine(const QByteArray& text) {
+    const auto object = objectOf(text);
+    if (!object)
+        return std::nullopt;
+    if (object->value(kError).isString())
+        return ControlReply{{}, object->value(kError).toString()};
+    if (!object->value(kResult).isObject())
+        return std::nullopt;
+    return ControlReply{object->value(kResult).toObject(), std::nullopt};
+}
+
+QString controlSocketPath(const QString& configDir) {
+    return configDir + QStringLiteral("/control.sock");
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QString>
+
+#include <optional>
+
+namespace sorrelwind {
+
+// What the command line and the running agent say to each other over the local socket control.sock
+// in the config directory (mode 0600): one line of JSON each way, then the connection closes.
+
+inline constexpr qint64 kMaxControlRequest = 64 * 1024;
+inline constexpr qint64 kMaxControlReply = 1024 * 1024;
+
+struct ControlRequest {
+    QString command;
+    QString argument;
+
+    bool operator==(const ControlRequest&) const = default;
+    [[nodiscard]] QByteArray toLine() const;
+    /// None unless `line` is a JSON object with a text "command".
+    [[nodiscard]] static std::optional<ControlRequest> fromLine(const QByteArray& line);
+};
+
+struct ControlReply {
+    QJsonObject result;
+    std::optional<QString> error; // a sentence for the user
+
+    [[nodiscard]] QByteArray toLine() const;
+    [[nodiscard]] static std::optional<ControlReply> fromLine(const QByteArray& line);
+};
+
+[[nodiscard]] QString controlSocketPath(const QString& configDir);
+
+} // namespace sorrelwind

@@ -1,0 +1,231 @@
+#include "app/control_server.h"
+
+#include "account/account_store.h"
+#include "base/l10n.h"
+#include "core/app_model.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QJsonArray>
+#include <QLocalSocket>
+#include <QTimer>
+
+namespace sorrelwind {
+
+namespace {
+
+using std::chrono_literals::operator""s;
+
+ControlReply done() {
+    return {};
+}
+
+ControlReply outcome(const std::optional<QString>& error) {
+    return {{}, error};
+}
+
+QString phaseName(AppModel::Phase phase) {
+    return phase == AppModel::Phase::running ? QStringLiteral("running")
+                                             : QStringLiteral("onboarding");
+}
+
+QString cryptoName(AppModel::CryptoStatus crypto) {
+    switch (crypto) {
+    case AppModel::CryptoStatus::unknown:
+        return QStringLiteral("unknown");
+    case AppModel::CryptoStatus::deriving:
+        return QStringLiteral("deriving");
+    case AppModel::CryptoStatus::encrypted:
+        return QStringLiteral("encrypted");
+    case AppModel::CryptoStatus::plaintext:
+        return QStringLiteral("plaintext");
+    case AppModel::CryptoStatus::missingKey:
+        return QStringLiteral("missingKey");
+    case AppModel::CryptoStatus::failed:
+        return QStringLiteral("failed");
+    }
+    return {};
+}
+
+QJsonValue textOrNull(const std::optional<QString>& text) {
+    return text ? QJsonValue(*text) : QJsonValue();
+}
+
+QJsonValue activityJson(const std::optional<Activity>& activity) {
+    if (!activity)
+        return {};
+    QJsonObject json{
+        {QStringLiteral("ok"), activity->direction != Activity::Direction::failed},
+        {QStringLiteral("at"), activity->date.toMSecsSinceEpoch()},
+    };
+    if (activity->device)
+        json.insert(QStringLiteral("device"), *activity->device);
+    if (activity->recipients)
+        json.insert(QStringLiteral("recipients"), *activity->recipients);
+    return json;
+}
+
+} // namespace
+
+ControlServer::ControlServer(AppModel& model, const AccountStore& store,
+                             const Pasteboard& pasteboard, const L10n& l10n)
+    : m_model(model), m_store(store), m_pasteboard(pasteboard), m_l10n(l10n) {
+    connect(&m_server, &QLocalServer::newConnection, this, &ControlServer::accept);
+}
+
+Result<void, QString> ControlServer::listen(const QString& path) {
+    QLocalServer::removeServer(path); // left by an agent that was killed
+    m_server.setSocketOptions(QLocalServer::UserAccessOption);
+    if (!m_server.listen(path) ||
+        !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner))
+        return failure(m_server.errorString());
+    return {};
+}
+
+void ControlServer::accept() {
+    while (QLocalSocket* socket = m_server.nextPendingConnection()) {
+        socket->setReadBufferSize(kMaxControlRequest);
+        connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+        connect(socket, &QLocalSocket::readyRead, this, [this, socket] { read(socket); });
+        // A request is one short line; the answer may take as long as the hub does.
+        QTimer::singleShot(5s, socket, [socket] {
+            if (!socket->property("asked").toBool())
+                socket->abort();
+        });
+    }
+}
+
+void ControlServer::read(QLocalSocket* socket) {
+    if (socket->property("asked").toBool())
+        return;
+    if (!socket->canReadLine()) {
+        if (socket->bytesAvailable() >= kMaxControlRequest)
+            socket->abort();
+        return;
+    }
+    socket->setProperty("asked", true);
+    const auto request = ControlRequest::fromLine(socket->readLine(kMaxControlRequest));
+    if (!request) {
+        socket->abort();
+        return;
+    }
+    m_tasks.start(serve(socket, *request));
+}
+
+Task<> ControlServer::serve(QPointer<QLocalSocket> socket, ControlRequest request) {
+    const ControlReply reply = co_await answer(request);
+    if (socket) {
+        socket->write(reply.toLine());
+        socket->flush(); // the loop may end here
+        socket->disconnectFromServer();
+    }
+    if (request.command == QLatin1StringView("quit"))
+        QCoreApplication::quit();
+}
+
+Task<ControlReply> ControlServer::answer(ControlRequest request) {
+    const QString& command = request.command;
+    if (command == QLatin1StringView("status"))
+        co_return ControlReply{status(), {}};
+    if (command == QLatin1StringView("quit"))
+        co_return done();
+    if (command == QLatin1StringView("reload"))
+        co_return takeUpAccount();
+    if (m_model.phase() != AppModel::Phase::running) {
+        co_return outcome(
+            m_l10n.text(u"本机还没有加入设备组，请先运行 sorrelwind create 或 sorrelwind join",
+                        u"This device is in no group yet — run: sorrelwind create, "
+                        u"or: sorrelwind join"));
+    }
+    if (command == QLatin1StringView("devices"))
+        co_return ControlReply{devices(), {}};
+    if (command == QLatin1StringView("pair"))
+        co_return co_await pair();
+    if (command == QLatin1StringView("remove")) {
+        if (request.argument == m_model.selfId()) {
+            co_return outcome(
+                m_l10n.text(u"这是本机。要离开设备组，请运行 sorrelwind leave",
+                            u"That is this device — to leave, run: sorrelwind leave"));
+        }
+        co_return outcome(co_await m_model.removeDevice(request.argument));
+    }
+    if (command == QLatin1StringView("rename"))
+        co_return outcome(co_await m_model.renameThisMac(request.argument.trimmed()));
+    if (command == QLatin1StringView("pause") || command == QLatin1StringView("resume")) {
+        m_model.setPaused(command == QLatin1StringView("pause"));
+        co_return done();
+    }
+    if (command == QLatin1StringView("leave")) {
+        co_await m_model.leaveGroup();
+        co_return done();
+    }
+    co_return outcome(
+        m_l10n.text(u"正在运行的 Sorrelwind 不认识这个命令，请重新启动它",
+                    u"The running Sorrelwind does not know this command — restart it"));
+}
+
+Task<ControlReply> ControlServer::pair() {
+    const auto pairing = co_await m_model.createPairing();
+    if (!pairing)
+        co_return outcome(pairing.error().message(m_l10n.lang()));
+    QJsonObject json{{QStringLiteral("code"), pairing->code},
+                     {QStringLiteral("link"), pairing->url},
+                     {QStringLiteral("expiresAt"), pairing->expiresAt.toMSecsSinceEpoch()}};
+    co_return ControlReply{json, {}};
+}
+
+ControlReply ControlServer::takeUpAccount() {
+    if (m_model.phase() == AppModel::Phase::running)
+        return outcome(m_l10n.text(u"正在运行的 Sorrelwind 已在设备组中",
+                                   u"The running Sorrelwind is in a group already"));
+    const auto account = m_store.load();
+    if (!account)
+        return outcome(m_l10n.text(u"账户文件无法读取", u"The account file cannot be read"));
+    m_model.clearNotice();
+    m_model.startSync(*account);
+    return done();
+}
+
+QJsonObject ControlServer::status() const {
+    QJsonObject json{
+        {QStringLiteral("version"), QStringLiteral(SORRELWIND_VERSION)},
+        {QStringLiteral("pid"), QCoreApplication::applicationPid()},
+        {QStringLiteral("phase"), phaseName(m_model.phase())},
+        {QStringLiteral("connection"),
+         QLatin1StringView(syncStateName(m_model.connection())).toString()},
+        {QStringLiteral("crypto"), cryptoName(m_model.crypto())},
+        {QStringLiteral("paused"), m_model.paused()},
+        {QStringLiteral("statusText"), m_model.statusText()},
+        {QStringLiteral("warning"), textOrNull(m_model.warning())},
+        {QStringLiteral("notice"), textOrNull(m_model.notice())},
+        {QStringLiteral("clipboard"), m_pasteboard.backend()},
+        {QStringLiteral("clipboardAvailable"), m_pasteboard.available()},
+        {QStringLiteral("clipboardReason"), m_pasteboard.unavailableReason()},
+        {QStringLiteral("deviceCount"), m_model.devices().size()},
+        {QStringLiteral("lastSent"), activityJson(m_model.lastSent())},
+        {QStringLiteral("lastReceived"), activityJson(m_model.lastReceived())},
+    };
+    if (const auto& account = m_model.account()) {
+        json.insert(QStringLiteral("server"), account->server);
+        json.insert(QStringLiteral("groupId"), account->groupId);
+        json.insert(QStringLiteral("deviceId"), account->deviceId);
+        json.insert(QStringLiteral("deviceName"), account->deviceName);
+    }
+    return json;
+}
+
+QJsonObject ControlServer::devices() const {
+    QJsonArray list;
+    for (const DeviceInfo& device : m_model.devices()) {
+        list.append(QJsonObject{{QStringLiteral("id"), device.id},
+                                {QStringLiteral("name"), device.name},
+                                {QStringLiteral("platform"), device.platform},
+                                {QStringLiteral("createdAt"), device.createdAt},
+                                {QStringLiteral("lastSeen"), device.lastSeen},
+                                {QStringLiteral("online"), device.online},
+                                {QStringLiteral("self"), device.id == m_model.selfId()}});
+    }
+    return {{QStringLiteral("devices"), list}};
+}
+
+} // namespace sorrelwind

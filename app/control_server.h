@@ -1,0 +1,49 @@
+#pragma once
+
+#include "app/control_protocol.h"
+#include "base/result.h"
+#include "base/task.h"
+
+#include <QLocalServer>
+#include <QObject>
+#include <QPointer>
+
+class QLocalSocket;
+
+namespace sorrelwind {
+
+class AccountStore;
+class AppModel;
+class L10n;
+class Pasteboard;
+
+/// Lets the command line steer the running agent. Owned by the agent; the model outlives it. A
+/// client that sends no whole request within its time, or too much, is dropped.
+class ControlServer final : public QObject {
+    Q_OBJECT
+public:
+    ControlServer(AppModel& model, const AccountStore& store, const Pasteboard& pasteboard,
+                  const L10n& l10n);
+
+    /// Listens in the config directory; the error is the system's reason.
+    [[nodiscard]] Result<void, QString> listen(const QString& path);
+
+private:
+    void accept();
+    void read(QLocalSocket* socket);
+    Task<> serve(QPointer<QLocalSocket> socket, ControlRequest request);
+    Task<ControlReply> answer(ControlRequest request);
+    Task<ControlReply> pair();
+    ControlReply takeUpAccount();
+    [[nodiscard]] QJsonObject status() const;
+    [[nodiscard]] QJsonObject devices() const;
+
+    AppModel& m_model;
+    const AccountStore& m_store;
+    const Pasteboard& m_pasteboard;
+    const L10n& m_l10n;
+    QLocalServer m_server;
+    TaskScope m_tasks;
+};
+
+} // namespace sorrelwind

@@ -1,0 +1,197 @@
+#include "app/setup_commands.h"
+
+#include "account/account_store.h"
+#include "account/server_defaults.h"
+#include "app/control_client.h"
+#include "app/file_lock.h"
+#include "app/secret_input.h"
+#include "crypto/group_setup.h"
+#include "hub/hub_api.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QSysInfo>
+
+#include <cstdio>
+
+namespace sorrelwind {
+
+namespace {
+
+class Setup {
+public:
+    Setup(const CommandLine& line, const L10n& l10n)
+        : m_line(line), m_l10n(l10n), m_store(line.configDir) {}
+
+    int run() {
+        if (const auto prepared = m_store.prepare(); !prepared) {
+            return fail(
+                text(
+                    u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间，或用 --config-dir 另选一个。",
+                    u"The config directory %1 cannot be used: %2. Check its permissions and "
+                    u"the disk, or name another with --config-dir.")
+                    .arg(m_store.dir(), prepared.error()));
+        }
+        const auto lock = FileLock::tryLock(m_store.dir() + QStringLiteral("/setup.lock"));
+        if (!lock) {
+            return fail(text(u"另一个 create 或 join 正在进行，请等它结束",
+                             u"Another create or join is under way — wait for it to end"));
+        }
+        if (m_store.load()) {
+            return fail(
+                text(u"本机已在一个设备组中。要换一个，请先运行 sorrelwind leave",
+                     u"This device is in a group already — to change it, run first: sorrelwind "
+                     u"leave"));
+        }
+        if (QFileInfo::exists(m_store.fileUrl())) {
+            return fail(
+                text(u"%1 无法识别，为避免丢失内容不会覆盖它。请先把它移走。",
+                     u"%1 cannot be understood and is not overwritten — move it away first.")
+                    .arg(m_store.fileUrl()));
+        }
+        const int ready =
+            m_line.command == QLatin1StringView("join") ? readInvitation() : readPassphrase();
+        if (ready != kExitDone)
+            return ready;
+        m_tasks.start(makeMembership());
+        return QCoreApplication::exec();
+    }
+
+private:
+    QString text(const char16_t* zh, const char16_t* en) const { return m_l10n.text(zh, en); }
+
+    static void say(const QString& line) { std::fprintf(stderr, "%s\n", qPrintable(line)); }
+    static int fail(const QString& sentence, int code = kExitFailed) {
+        say(sentence);
+        return code;
+    }
+
+    QString deviceName() const {
+        const QString name = m_line.name.value_or(QSysInfo::machineHostName()).trimmed();
+        return name.isEmpty() ? QStringLiteral("Linux") : name.left(64);
+    }
+
+    int readPassphrase() {
+        if (!m_line.passphraseFromStdin) {
+            m_passphrase = Crypto::randomPassphrase();
+            return kExitDone;
+        }
+        m_passphrase = readSecretLine(text(u"口令：", u"Passphrase: ")).value_or(QString());
+        if (m_passphrase.isEmpty())
+            return fail(text(u"标准输入里没有口令", u"There is no passphrase on standard input"),
+                        kExitUsage);
+        return kExitDone;
+    }
+
+    // The link or code from the command line or from standard input, then the passphrase if needed.
+    int readInvitation() {
+        m_code = m_line.argument;
+        if (m_code.isEmpty() || m_code == QLatin1StringView("-"))
+            m_code = readSecretLine(text(u"配对链接或配对码：", u"Pairing link or code: "))
+                         .value_or(QString());
+        m_code = m_code.trimmed();
+        m_link = PairingLink::parse(m_code);
+        if (!m_link && !looksLikePairingCode(m_code)) {
+            return fail(text(u"这既不是配对链接，也不是配对码（形如 XXXX-XXXX）",
+                             u"That is neither a pairing link nor a pairing code (which looks like "
+                             u"XXXX-XXXX)"),
+                        kExitUsage);
+        }
+        if (m_link && m_link->keyB64 && SymmetricKey::fromBase64(*m_link->keyB64))
+            return kExitDone;
+        if (!m_line.passphraseFromStdin && !standardInputIsTerminal()) {
+            return fail(
+                text(u"这里需要设备组的口令：请加上 --passphrase-stdin，从标准输入提供",
+                     u"The group's passphrase is needed — add --passphrase-stdin and give it "
+                     u"on standard input"),
+                kExitUsage);
+        }
+        return readPassphraseFromUser();
+    }
+
+    int readPassphraseFromUser() {
+        m_passphrase =
+            readSecretLine(text(u"设备组口令：", u"Group passphrase: ")).value_or(QString());
+        return m_passphrase.isEmpty()
+                   ? fail(text(u"口令是空的", u"The passphrase is empty"), kExitUsage)
+                   : kExitDone;
+    }
+
+    Task<> makeMembership() {
+        const GroupSetup setup(m_network, m_l10n);
+        const GroupSetup::Progress progress = [](const QString& line) { say(line); };
+        const QString server = m_line.server.value_or(ServerDefaults::initial());
+        const bool joining = m_line.command == QLatin1StringView("join");
+        auto task = joining
+                        ? setup.join(server, m_link, m_code, m_passphrase, deviceName(), progress)
+                        : setup.create(server, deviceName(), m_passphrase, progress);
+        const auto account = co_await std::move(task);
+        if (!account) {
+            finish(fail(setupMessage(account.error(), m_l10n.lang())));
+            co_return;
+        }
+        if (const auto saved = m_store.save(*account); !saved) {
+            // A membership that cannot be kept is given back.
+            const HubAPI api{&m_network, account->server, account->token};
+            (void)co_await api.deleteDevice(account->deviceId);
+            finish(
+                fail(text(u"账户无法保存：%1。没有加入任何设备组，请腾出磁盘空间后重试。",
+                          u"The account could not be saved: %1. No group was joined — make room on "
+                          u"the disk and try again.")
+                         .arg(saved.error())));
+            co_return;
+        }
+        report(*account);
+        finish(kExitDone);
+    }
+
+    void report(const Account& account) const {
+        const bool created = m_line.command != QLatin1StringView("join");
+        say((created ? text(u"设备组已建好，本机名为“%1”，服务器 %2",
+                            u"Group made on %2; this device is called “%1”.")
+                     : text(u"已加入设备组，本机名为“%1”，服务器 %2",
+                            u"Joined the group on %2; this device is called “%1”."))
+                .arg(account.deviceName, account.server));
+        if (!account.key)
+            say(text(u"这个设备组没有加密密钥，内容不会加密。",
+                     u"This group has no encryption key: what is copied is not encrypted."));
+        if (created && !m_line.passphraseFromStdin) {
+            say(text(u"口令（请妥善保管；服务器从不知道它）：",
+                     u"Its passphrase (keep it safe; the hub never sees it):"));
+            std::printf("%s\n", qPrintable(m_passphrase));
+            std::fflush(stdout);
+        }
+        const auto told = askAgent(m_store.dir(), {QStringLiteral("reload"), {}});
+        if (told && !told->error)
+            say(text(u"正在运行的 Sorrelwind 已开始同步。",
+                     u"The running Sorrelwind syncs from now on."));
+        else if (told)
+            say(*told->error);
+        else
+            say(text(u"运行 sorrelwind 即可开始同步。", u"To sync, run: sorrelwind"));
+    }
+
+    static void finish(int code) {
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [code] { QCoreApplication::exit(code); },
+            Qt::QueuedConnection);
+    }
+
+    const CommandLine& m_line;
+    const L10n& m_l10n;
+    AccountStore m_store;
+    QNetworkAccessManager m_network;
+    std::optional<PairingLink> m_link;
+    QString m_code;
+    QString m_passphrase;
+    TaskScope m_tasks;
+};
+
+} // namespace
+
+int runSetup(const CommandLine& line, const L10n& l10n) {
+    return Setup(line, l10n).run();
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,265 @@
+#include "core/app_model.h"
+
+#include "account/account_store.h"
+#include "account/pairing_link.h"
+#include "base/prefs.h"
+#include "clipboard/pasteboard.h"
+#include "crypto/clipboard_crypto.h"
+#include "crypto/group_setup.h"
+#include "hub/hub_api.h"
+
+namespace sorrelwind {
+
+namespace {
+
+HubAPI apiFor(QNetworkAccessManager& network, const Account& account) {
+    return {&network, account.server, account.token};
+}
+
+} // namespace
+
+AppModel::AppModel(Services services) : m_services(services), m_monitor(services.pasteboard) {
+    m_account = m_services.store.load();
+    m_phase = m_account ? Phase::running : Phase::onboarding;
+    m_monitor.onLocalText = [this](const QString& text, const QString&) { handleLocal(text); };
+    m_monitor.start();
+    if (m_account)
+        startSync(Account(*m_account));
+}
+
+AppModel::~AppModel() {
+    // Nothing of the client's may call back into a model that is going.
+    delete m_client.release();
+}
+
+std::optional<QString> AppModel::selfId() const {
+    return m_account ? std::optional(m_account->deviceId) : std::nullopt;
+}
+
+void AppModel::startSync(const Account& account) {
+    m_keyTasks.cancel();
+    if (m_client)
+        m_client->shutdown();
+    set(m_account, account);
+    set(m_phase, Phase::running);
+    set(m_devices, QList<DeviceInfo>());
+    set(m_decryptFailed, false);
+    m_key = account.key ? SymmetricKey::fromBase64(*account.key) : std::nullopt;
+    set(m_crypto, m_key ? CryptoStatus::encrypted : CryptoStatus::unknown);
+
+    m_client.reset(new SyncClient(m_services.network, account));
+    m_client->onState = [this](SyncState state) { handleState(state); };
+    m_client->onItem = [this](const CloudItem& item) { handleRemote(item); };
+    m_client->onDevices = [this](const QList<DeviceInfo>& devices) { set(m_devices, devices); };
+    m_client->connect();
+    if (!m_key)
+        m_keyTasks.start(resolveKey(account));
+}
+
+Task<> AppModel::resolveKey(Account account) {
+    const HubAPI api = apiFor(m_services.network, account);
+    const auto record = co_await api.fetchCrypto();
+    // A group whose record cannot be fetched counts as one that does not encrypt.
+    if (!record || !*record) {
+        set(m_crypto, CryptoStatus::plaintext);
+        co_return;
+    }
+    if (!account.passphrase) {
+        set(m_crypto, CryptoStatus::missingKey);
+        co_return;
+    }
+    set(m_crypto, CryptoStatus::deriving);
+    auto key = co_await GroupSetup::derive(*account.passphrase, **record);
+    if (!key) {
+        set(m_crypto, CryptoStatus::failed);
+        co_return;
+    }
+    // The device may have been renamed meanwhile: the account as it is now gets the key.
+    Account renewed = *m_account;
+    renewed.salt = (*record)->salt;
+    renewed.key = Crypto::base64(*key);
+    m_key = *std::move(key);
+    set(m_crypto, CryptoStatus::encrypted);
+    (void)m_services.store.save(renewed); // without it the next start derives again
+    set(m_account, renewed);
+}
+
+void AppModel::handleLocal(const QString& text) {
+    if (!m_client || m_phase != Phase::running)
+        return;
+    QString payload = text;
+    if (m_key) {
+        auto sealed = Crypto::encryptText(text, *m_key);
+        if (!sealed)
+            return;
+        payload = *std::move(sealed);
+    } else if (m_crypto != CryptoStatus::plaintext) {
+        published(false, std::nullopt);
+        return;
+    }
+    m_client->publish(
+        payload, [this](bool ok, std::optional<qint64> recipients) { published(ok, recipients); });
+}
+
+void AppModel::published(bool ok, std::optional<qint64> recipients) {
+    using Direction = Activity::Direction;
+    set(m_lastSent, Activity{ok ? Direction::sent : Direction::failed,
+                             QDateTime::currentDateTimeUtc(), std::nullopt, recipients});
+    bubble(ok, recipients);
+}
+
+void AppModel::handleRemote(const CloudItem& item) {
+    if (item.from == selfId() || item.mime != QLatin1StringView("text/plain"))
+        return;
+    QString text = item.payload;
+    if (text.startsWith(kWirePrefix)) {
+        auto opened =
+            m_key ? Crypto::decryptText(item.payload, *m_key) : failure(CryptoError::cipher);
+        if (!opened) {
+            set(m_decryptFailed, true);
+            return;
+        }
+        text = *std::move(opened);
+    }
+    set(m_decryptFailed, false);
+    if (item.id == m_lastAppliedId)
+        return;
+    m_lastAppliedId = item.id;
+    set(m_lastReceived, Activity{Activity::Direction::received, QDateTime::currentDateTimeUtc(),
+                                 item.device, std::nullopt});
+    if (!m_paused)
+        m_monitor.writeRemote(text);
+}
+
+void AppModel::handleState(SyncState state) {
+    // A device that leaves is told by the hub that it was removed; that is no news.
+    if (state == SyncState::revoked && m_leaving)
+        return;
+    set(m_connection, state);
+    if (state != SyncState::revoked)
+        return;
+    m_keyTasks.cancel();
+    m_client.reset();
+    m_services.store.clear();
+    set(m_account, std::nullopt);
+    set(m_devices, QList<DeviceInfo>());
+    m_key.reset();
+    set(m_notice,
+        m_services.l10n.text(u"这台 Mac 已被移出设备组。重新创建或加入一个设备组即可继续使用。",
+                             u"This Mac was removed from its group. Create or join a group to "
+                             u"continue."));
+    set(m_phase, Phase::onboarding);
+    if (onNeedsOnboarding)
+        onNeedsOnboarding();
+}
+
+void AppModel::bubble(bool ok, std::optional<qint64> recipients) {
+    if (!m_services.prefs.showSyncBubble() || !showBubble)
+        return;
+    const L10n& l10n = m_services.l10n;
+    if (!ok) {
+        showBubble(l10n.text(u"未能同步，稍后会自动重试连接",
+                             u"Couldn't sync — will reconnect automatically"),
+                   BubbleKind::failure);
+    } else if (recipients == 0) {
+        showBubble(l10n.text(u"还没有其他设备 · 点菜单栏图标添加",
+                             u"No other devices yet — add one from the menu bar"),
+                   BubbleKind::info);
+    } else {
+        showBubble(l10n.text(u"已同步到其他设备", u"Synced to your other devices"),
+                   BubbleKind::success);
+    }
+}
+
+void AppModel::setPaused(bool paused) {
+    set(m_paused, paused);
+    m_monitor.setPaused(paused);
+}
+
+void AppModel::clearNotice() {
+    set(m_notice, std::nullopt);
+}
+
+void AppModel::languageChanged() {
+    set(m_languageEpoch, m_languageEpoch + 1);
+}
+
+void AppModel::nudge() {
+    if (m_client)
+        m_client->nudge();
+}
+
+void AppModel::shutdown() {
+    if (m_client)
+        m_client->shutdown();
+}
+
+Task<Result<AppModel::Pairing, HubError>> AppModel::createPairing() {
+    if (!m_account)
+        co_return failure(HubError{HubError::Kind::status, 401, {}});
+    const QString server = m_account->server;
+    const HubAPI api = apiFor(m_services.network, *m_account);
+    const auto reply = co_await api.createPairing();
+    if (!reply)
+        co_return failure(reply.error());
+    const PairingLink link{server, reply->code,
+                           m_key ? std::optional(Crypto::base64(*m_key)) : std::nullopt};
+    co_return Pairing{reply->code, link.toString(),
+                      QDateTime::fromMSecsSinceEpoch(reply->expiresAt, Qt::UTC)};
+}
+
+Task<std::optional<QString>> AppModel::removeDevice(QString id) {
+    const L10n& l10n = m_services.l10n;
+    const QString failed = l10n.text(u"移除失败：", u"Couldn't remove: ");
+    if (!m_account)
+        co_return failed;
+    const HubAPI api = apiFor(m_services.network, *m_account);
+    const auto reply = co_await api.deleteDevice(id);
+    if (!reply)
+        co_return failed + reply.error().message(l10n.lang());
+    co_return std::nullopt;
+}
+
+Task<std::optional<QString>> AppModel::renameThisMac(QString name) {
+    if (!m_account || name.isEmpty() || name == m_account->deviceName)
+        co_return std::nullopt;
+    const HubAPI api = apiFor(m_services.network, *m_account);
+    const auto reply = co_await api.renameDevice(m_account->deviceId, name);
+    if (!reply)
+        co_return reply.error().message(m_services.l10n.lang());
+    // The group may have been left, or another one joined, in the meantime.
+    if (m_account && m_account->token == *api.token) {
+        Account renamed = *m_account;
+        renamed.deviceName = name;
+        (void)m_services.store.save(renamed); // the hub knows the new name in any case
+        set(m_account, renamed);
+    }
+    co_return std::nullopt;
+}
+
+Task<> AppModel::leaveGroup() {
+    if (m_account && m_client) {
+        m_leaving = true;
+        const HubAPI api = apiFor(m_services.network, *m_account);
+        const QString self = m_account->deviceId;
+        (void)co_await api.deleteDevice(self);
+        m_leaving = false;
+    }
+    m_keyTasks.cancel();
+    if (m_client)
+        m_client->shutdown();
+    m_client.reset();
+    m_services.store.clear();
+    set(m_account, std::nullopt);
+    set(m_devices, QList<DeviceInfo>());
+    m_key.reset();
+    set(m_connection, SyncState::disconnected);
+    set(m_crypto, CryptoStatus::unknown);
+    set(m_lastSent, std::nullopt);
+    set(m_lastReceived, std::nullopt);
+    set(m_phase, Phase::onboarding);
+    if (onNeedsOnboarding)
+        onNeedsOnboarding();
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,154 @@
+#pragma once
+
+#include "account/account.h"
+#include "base/bubble_kind.h"
+#include "base/l10n.h"
+#include "base/result.h"
+#include "base/task.h"
+#include "clipboard/clipboard_monitor.h"
+#include "core/activity.h"
+#include "crypto/symmetric_key.h"
+#include "hub/hub_error.h"
+#include "hub/sync_client.h"
+
+#include <QObject>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class QNetworkAccessManager;
+
+namespace sorrelwind {
+
+class AccountStore;
+class Pasteboard;
+class Prefs;
+
+/// The one truth about the running program, and the pipeline from clipboard through crypto to the
+/// hub and back. Views read it and are told of each change; a write that changes nothing tells
+/// nobody. Owned by main, lives on the main thread; every flow it returns must end before it does.
+class AppModel final : public QObject {
+    Q_OBJECT
+public:
+    enum class Phase { onboarding, running };
+    enum class CryptoStatus {
+        unknown,
+        deriving,   // the key is being derived from the passphrase
+        encrypted,  // a key is in hand
+        plaintext,  // the group does not encrypt
+        missingKey, // the group encrypts, but this device has neither key nor passphrase
+        failed,     // the derivation failed
+    };
+    enum class StatusColor { secondary, orange, green, red };
+
+    /// The outside things; they outlive the model.
+    struct Services {
+        const AccountStore& store;
+        Pasteboard& pasteboard;
+        QNetworkAccessManager& network;
+        const L10n& l10n;
+        const Prefs& prefs;
+    };
+
+    struct Pairing {
+        QString code;
+        QString url; // carries the key when there is one
+        QDateTime expiresAt;
+    };
+
+    /// Loads the account, begins to watch the clipboard, and syncs when there is an account.
+    explicit AppModel(Services services);
+    ~AppModel() override;
+
+    [[nodiscard]] Phase phase() const { return m_phase; }
+    [[nodiscard]] const std::optional<Account>& account() const { return m_account; }
+    [[nodiscard]] SyncState connection() const { return m_connection; }
+    [[nodiscard]] CryptoStatus crypto() const { return m_crypto; }
+    [[nodiscard]] const QList<DeviceInfo>& devices() const { return m_devices; }
+    [[nodiscard]] const std::optional<Activity>& lastSent() const { return m_lastSent; }
+    [[nodiscard]] const std::optional<Activity>& lastReceived() const { return m_lastReceived; }
+    [[nodiscard]] bool decryptFailed() const { return m_decryptFailed; }
+    [[nodiscard]] bool paused() const { return m_paused; }
+    [[nodiscard]] const std::optional<QString>& notice() const { return m_notice; }
+    [[nodiscard]] int languageEpoch() const { return m_languageEpoch; }
+
+    [[nodiscard]] std::optional<QString> selfId() const;
+    /// One line for the panel, the colour of its dot, and a warning about the key if there is one.
+    [[nodiscard]] QString statusText() const;
+    [[nodiscard]] StatusColor statusColor() const;
+    [[nodiscard]] std::optional<QString> warning() const;
+
+    /// What is copied during a pause is not sent afterwards; what arrives is not put on the
+    /// clipboard.
+    void setPaused(bool paused);
+    void clearNotice();
+    /// After the language was toggled: every view draws itself again.
+    void languageChanged();
+
+    /// (Re)builds the connection for an account, new or changed.
+    void startSync(const Account& account);
+    /// The computer woke or the network came back: connect now.
+    void nudge();
+    /// The program ends: the hub sees a clean close.
+    void shutdown();
+
+    [[nodiscard]] Task<Result<Pairing, HubError>> createPairing();
+    /// None on success, else a sentence. The list itself is renewed by the hub.
+    [[nodiscard]] Task<std::optional<QString>> removeDevice(QString id);
+    /// None on success, else a sentence, and the old name stays.
+    [[nodiscard]] Task<std::optional<QString>> renameThisMac(QString name);
+    /// Always succeeds here, whatever the hub says.
+    [[nodiscard]] Task<> leaveGroup();
+
+    // Installed by the coordinator.
+    std::function<void(const QString& text, BubbleKind kind)> showBubble;
+    std::function<void()> onNeedsOnboarding;
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    struct DiscardClient {
+        void operator()(SyncClient* client) const { client->deleteLater(); }
+    };
+
+    template <class T, class V>
+    void set(T& field, V&& value) {
+        if (field == value)
+            return;
+        field = std::forward<V>(value);
+        Q_EMIT changed();
+    }
+
+    Task<> resolveKey(Account account);
+    void handleLocal(const QString& text);
+    void handleRemote(const CloudItem& item);
+    void handleState(SyncState state);
+    void published(bool ok, std::optional<qint64> recipients);
+    void bubble(bool ok, std::optional<qint64> recipients);
+
+    Services m_services;
+    ClipboardMonitor m_monitor;
+
+    Phase m_phase = Phase::onboarding;
+    std::optional<Account> m_account;
+    SyncState m_connection = SyncState::disconnected;
+    CryptoStatus m_crypto = CryptoStatus::unknown;
+    QList<DeviceInfo> m_devices;
+    std::optional<Activity> m_lastSent;
+    std::optional<Activity> m_lastReceived;
+    bool m_decryptFailed = false;
+    bool m_paused = false;
+    std::optional<QString> m_notice;
+    int m_languageEpoch = 0;
+
+    // A client may be let go from inside its own callback.
+    std::unique_ptr<SyncClient, DiscardClient> m_client;
+    std::optional<SymmetricKey> m_key;
+    std::optional<QString> m_lastAppliedId;
+    bool m_leaving = false;
+    TaskScope m_keyTasks;
+};
+
+} // namespace sorrelwind

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "base/l10n.h"
+#include "hub/wire_records.h"
+
+#include <QDateTime>
+#include <QString>
+
+namespace sorrelwind {
+
+/// What kind of device this is, in words: "Mac", "Browser", or the hub's own word.
+[[nodiscard]] QString kindLabel(const DeviceInfo& device, Lang lang);
+
+/// The name of the symbol drawn for the device.
+[[nodiscard]] QString symbolName(const DeviceInfo& device);
+
+/// "just now" within 45 seconds, else a short form such as "2 min. ago" (Unicode CLDR).
+[[nodiscard]] QString relativeTime(const QDateTime& date, const QDateTime& now, Lang lang);
+
+} // namespace sorrelwind

@@ -1,0 +1,127 @@
+#include "crypto/group_setup.h"
+
+#include "base/thread_pool.h"
+#include "hub/hub_api.h"
+
+#include <QUrl>
+
+namespace sorrelwind {
+
+namespace {
+
+constexpr HubError kNetworkError{HubError::Kind::network, 0, {}};
+
+bool isUrl(const QString& server) {
+    const QUrl url(server);
+    return url.isValid() && !url.host().isEmpty();
+}
+
+Account accountOf(const QString& server, const Joined& joined) {
+    Account account;
+    account.server = server;
+    account.groupId = GroupSetup::groupId(joined);
+    account.deviceId = joined.deviceId;
+    account.deviceName = joined.deviceName;
+    account.token = joined.token;
+    return account;
+}
+
+} // namespace
+
+QString setupMessage(const SetupError& error, Lang lang) {
+    if (const auto* hub = std::get_if<HubError>(&error))
+        return hub->message(lang);
+    if (std::get<CryptoError>(error) == CryptoError::deriveFailed)
+        return pick(lang, u"密钥派生失败", u"Couldn't derive the encryption key");
+    return pick(lang, u"设备组的加密参数无法识别，请检查服务器",
+                u"The group's encryption parameters are damaged — check the hub");
+}
+
+Task<Result<SymmetricKey, CryptoError>> GroupSetup::derive(QString passphrase,
+                                                           CryptoRecord record) {
+    auto work = [passphrase = std::move(passphrase), record = std::move(record)] {
+        return Crypto::deriveKey(passphrase, record.salt, record.iters);
+    };
+    OnThreadPool derivation(std::move(work));
+    co_return co_await derivation;
+}
+
+QString GroupSetup::groupId(const Joined& joined) {
+    if (joined.groupId)
+        return *joined.groupId;
+    const QStringList pieces = joined.token.split(u'.', Qt::SkipEmptyParts);
+    return pieces.isEmpty() ? QString() : pieces.first();
+}
+
+// The flows take the object by value: a task starts later, and its maker may be gone by then.
+Task<Result<Account, SetupError>> GroupSetup::createWith(GroupSetup self, QString server,
+                                                         QString deviceName, QString passphrase,
+                                                         Progress progress) {
+    if (!isUrl(server))
+        co_return failure(SetupError(kNetworkError));
+    progress(self.m_l10n->text(u"正在创建设备组…", u"Creating your group…"));
+    HubAPI api{self.m_network, server, std::nullopt};
+    const auto joined = co_await api.createGroup(deviceName);
+    if (!joined)
+        co_return failure(SetupError(joined.error()));
+    api.token = joined->token;
+
+    progress(self.m_l10n->text(u"正在生成加密密钥…", u"Generating the encryption key…"));
+    auto record = co_await api.fetchCrypto();
+    if (record && !*record) {
+        const QString salt = Crypto::randomSalt();
+        record = co_await api.setCrypto(salt);
+        if (record && !*record)
+            co_return failure(SetupError(HubError{HubError::Kind::decode, 0, {}}));
+    }
+    if (!record)
+        co_return failure(SetupError(record.error()));
+    const auto key = co_await derive(passphrase, **record);
+    if (!key)
+        co_return failure(SetupError(key.error()));
+
+    Account account = accountOf(server, *joined);
+    account.passphrase = passphrase;
+    account.salt = (*record)->salt;
+    account.key = Crypto::base64(*key);
+    co_return account;
+}
+
+Task<Result<Account, SetupError>> GroupSetup::joinWith(GroupSetup self, QString server,
+                                                       std::optional<PairingLink> link,
+                                                       QString code, QString passphrase,
+                                                       QString deviceName, Progress progress) {
+    if (link) {
+        server = link->server;
+        code = link->code;
+    }
+    if (!isUrl(server))
+        co_return failure(SetupError(kNetworkError));
+    progress(self.m_l10n->text(u"正在加入…", u"Joining…"));
+    HubAPI api{self.m_network, server, std::nullopt};
+    const auto joined = co_await api.claim(code, deviceName);
+    if (!joined)
+        co_return failure(SetupError(joined.error()));
+    api.token = joined->token;
+    const auto record = co_await api.fetchCrypto();
+    if (!record)
+        co_return failure(SetupError(record.error()));
+
+    Account account = accountOf(server, *joined);
+    if (!*record)
+        co_return account;
+    account.salt = (*record)->salt;
+    if (link && link->keyB64 && SymmetricKey::fromBase64(*link->keyB64)) {
+        account.key = link->keyB64;
+        co_return account;
+    }
+    progress(self.m_l10n->text(u"正在生成加密密钥…", u"Generating the encryption key…"));
+    const auto key = co_await derive(passphrase, **record);
+    if (!key)
+        co_return failure(SetupError(key.error()));
+    account.passphrase = passphrase;
+    account.key = Crypto::base64(*key);
+    co_return account;
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,186 @@
+#include "hub/sync_machine.h"
+
+#include <algorithm>
+
+namespace sorrelwind {
+
+const char* syncStateName(SyncState state) {
+    switch (state) {
+    case SyncState::disconnected:
+        return "disconnected";
+    case SyncState::connecting:
+        return "connecting";
+    case SyncState::connected:
+        return "connected";
+    case SyncState::revoked:
+        return "revoked";
+    }
+    return "";
+}
+
+void SyncMachine::setState(SyncState state, Actions& actions) {
+    if (m_state == state)
+        return;
+    m_state = state;
+    actions.push_back(ReportState{state});
+}
+
+SyncMachine::Actions SyncMachine::connect() {
+    Actions actions;
+    m_closed = false;
+    setState(SyncState::connecting, actions);
+    m_connection = ++m_lastConnection;
+    m_awaitingPong = false;
+    actions.push_back(OpenSocket{*m_connection});
+    actions.push_back(StartHeartbeat{});
+    return actions;
+}
+
+SyncMachine::Actions SyncMachine::publish(OutgoingItem item) {
+    if (m_state != SyncState::connected || !m_connection)
+        return {PostItem{std::move(item)}};
+    m_pending.push_back(item);
+    const QString id = item.id;
+    return {StartAckTimer{id}, SendPublish{std::move(item)}};
+}
+
+SyncMachine::Actions SyncMachine::nudge() {
+    if (m_closed || m_state == SyncState::connected)
+        return {};
+    m_attempts = 0;
+    Actions actions{CancelReconnect{}};
+    std::ranges::move(connect(), std::back_inserter(actions));
+    return actions;
+}
+
+void SyncMachine::close(Actions& actions) {
+    m_closed = true;
+    actions.push_back(CancelReconnect{});
+    actions.push_back(StopHeartbeat{});
+    if (m_connection)
+        actions.push_back(CloseSocket{});
+    m_connection.reset();
+}
+
+SyncMachine::Actions SyncMachine::shutdown() {
+    Actions actions;
+    close(actions);
+    return actions;
+}
+
+SyncMachine::Actions SyncMachine::opened(quint64 connection) {
+    Actions actions;
+    if (connection != m_connection)
+        return actions;
+    m_attempts = 0;
+    setState(SyncState::connected, actions);
+    return actions;
+}
+
+void SyncMachine::drop(Actions& actions) {
+    if (m_closed)
+        return;
+    m_connection.reset();
+    actions.push_back(ReleaseSocket{});
+    actions.push_back(StopHeartbeat{});
+    setState(SyncState::disconnected, actions);
+    actions.push_back(Probe{});
+}
+
+SyncMachine::Actions SyncMachine::lost(quint64 connection) {
+    Actions actions;
+    if (connection == m_connection)
+        drop(actions);
+    return actions;
+}
+
+SyncMachine::Actions SyncMachine::heartbeatDue() {
+    Actions actions;
+    if (!m_connection)
+        return actions;
+    // No pong since the last tick, or still not open after a whole interval: the peer is gone.
+    if (m_awaitingPong || m_state != SyncState::connected) {
+        drop(actions);
+        return actions;
+    }
+    m_awaitingPong = true;
+    actions.push_back(SendPing{});
+    return actions;
+}
+
+SyncMachine::Actions SyncMachine::ponged(quint64 connection) {
+    if (connection == m_connection)
+        m_awaitingPong = false;
+    return {};
+}
+
+SyncMachine::Actions SyncMachine::probed(ProbeResult result) {
+    Actions actions;
+    if (m_closed)
+        return actions;
+    if (result == ProbeResult::unauthorized) {
+        close(actions);
+        setState(SyncState::revoked, actions);
+        return actions;
+    }
+    ++m_attempts;
+    // 1, 2, 4, 8, 16 seconds, then 30 for every further attempt.
+    const auto delay = Milliseconds(500) * (1 << std::min(m_attempts, 10));
+    actions.push_back(ScheduleReconnect{std::min(delay, kMaxReconnectDelay)});
+    return actions;
+}
+
+SyncMachine::Actions SyncMachine::reconnectDue() {
+    return m_closed ? Actions{} : connect();
+}
+
+SyncMachine::Actions SyncMachine::fallBack(const QString& itemId) {
+    const auto found = std::ranges::find(m_pending, itemId, &OutgoingItem::id);
+    if (found == m_pending.end())
+        return {};
+    Actions actions{CancelAckTimer{itemId}, PostItem{std::move(*found)}};
+    m_pending.erase(found);
+    return actions;
+}
+
+void SyncMachine::resolveAck(const Envelope& ack, Actions& actions) {
+    auto found = m_pending.end();
+    if (ack.ref)
+        found = std::ranges::find(m_pending, *ack.ref, &OutgoingItem::id);
+    // Acknowledgements come in the order of the publishes, so one that names none of ours speaks of
+    // the oldest.
+    if (found == m_pending.end())
+        found = m_pending.begin();
+    if (found == m_pending.end())
+        return;
+    actions.push_back(CancelAckTimer{found->id});
+    actions.push_back(Complete{found->id, ack.status == 200, ack.recipients});
+    m_pending.erase(found);
+}
+
+SyncMachine::Actions SyncMachine::received(quint64 connection, const QByteArray& utf8) {
+    Actions actions;
+    if (connection != m_connection)
+        return actions;
+    auto envelope = Envelope::fromText(utf8);
+    if (!envelope)
+        return actions;
+    const QString& type = envelope->type;
+    if (type == QLatin1StringView("hello") || type == QLatin1StringView("item") ||
+        type == QLatin1StringView("devices")) {
+        if (envelope->devices)
+            actions.push_back(ReportDevices{*std::move(envelope->devices)});
+        if (envelope->item) {
+            actions.push_back(SendReceipt{envelope->item->id});
+            actions.push_back(ReportItem{*std::move(envelope->item)});
+        }
+    } else if (type == QLatin1StringView("ack")) {
+        resolveAck(*envelope, actions);
+    } else if (type == QLatin1StringView("removed")) {
+        close(actions);
+        setState(SyncState::revoked, actions);
+    }
+    return actions;
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "relay/records.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sorrelwind::relay {
+
+/// A device as its group sees it.
+struct DeviceView {
+    DeviceRecord record;
+    bool online = false;
+};
+
+/// What the hub writes: WebSocket frames and REST bodies, as compact JSON.
+
+/// The item object that receivers get: the publisher's, with `from` and `device` filled in.
+[[nodiscard]] std::string itemJson(const Item& item, const std::string& from,
+                                   const std::string& device);
+
+/// `item` is an object of `itemJson`; empty = none.
+[[nodiscard]] std::string helloFrame(const std::vector<DeviceView>& devices, std::string_view item);
+[[nodiscard]] std::string itemFrame(std::string_view item);
+[[nodiscard]] std::string devicesFrame(const std::vector<DeviceView>& devices);
+[[nodiscard]] std::string removedFrame();
+/// Without `ref` when it is empty, without `recipients` unless the item was accepted.
+[[nodiscard]] std::string ackFrame(const std::string& ref, int status,
+                                   std::optional<int> recipients);
+
+[[nodiscard]] std::string joinedBody(const std::string& group, const DeviceRecord& device,
+                                     const std::string& token);
+[[nodiscard]] std::string codeBody(const std::string& code, std::int64_t expiresAt);
+[[nodiscard]] std::string cryptoBody(const std::optional<CryptoRecord>& record);
+[[nodiscard]] std::string recipientsBody(int recipients);
+[[nodiscard]] std::string okBody();
+[[nodiscard]] std::string errorBody(const std::string& text);
+
+} // namespace sorrelwind::relay

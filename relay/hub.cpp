@@ -1,0 +1,241 @@
+#include "relay/hub.h"
+
+#include "relay/identity.h"
+#include "relay/pairing_code.h"
+
+#include <algorithm>
+
+namespace sorrelwind::relay {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kSweepEvery = 60s;
+constexpr auto kProbeEvery = 5s;
+constexpr int kAllAddresses = 10; ///< times the limit of one address
+constexpr std::size_t kMaxToken = 256;
+
+Refusal tooMany(const char* text, int retryAfter) {
+    return {429, text, retryAfter};
+}
+
+} // namespace
+
+Hub::Hub(Store& store, const Limits& limits)
+    : m_store(store), m_limits(limits),
+      m_bus([this](const std::string& group) { return roster(group); }, limits.itemTtl),
+      m_publishes(limits.publishRate, limits.publishBurst), m_newGroups(limits.newGroups, 1h),
+      m_failedClaims(limits.claimFailures, 1min),
+      m_allFailedClaims(limits.claimFailures * kAllAddresses, 1min) {}
+
+std::vector<DeviceRecord> Hub::roster(const std::string& group) {
+    auto devices = m_store.devices(group);
+    for (auto& device : devices)
+        device.lastSeen = m_lastSeen.of(device.id, device.lastSeen);
+    return devices;
+}
+
+DeviceRecord Hub::newDevice(const NewDevice& device, const Now& now) {
+    return {newId(), device.name, device.platform, now.unixMs, now.unixMs};
+}
+
+std::optional<Member> Hub::authenticate(std::string_view token, const Now& now) {
+    if (token.empty() || token.size() > kMaxToken)
+        return std::nullopt;
+    auto member = m_store.memberByToken(sha256(token));
+    if (member)
+        m_lastSeen.note(member->device, now.unixMs);
+    return member;
+}
+
+Answer<Hub::Joined> Hub::createGroup(const NewDevice& device, const Address& client,
+                                     const Now& now) {
+    const auto key = limitKey(client);
+    if (const int wait = m_newGroups.waitFor(key, now.steady))
+        return tooMany("too many new groups from this address", wait);
+    const auto group = newId();
+    Joined joined{group, newDevice(device, now), newToken(group)};
+    m_store.createGroup(group, joined.device, sha256(joined.token));
+    m_newGroups.count(key, now.steady);
+    logEvent("group created",
+             {{"device", joined.device.id}, {"client", m_pseudonyms.of(client, now.unixMs)}});
+    return joined;
+}
+
+Hub::Code Hub::createCode(const Member& member, const Now& now) {
+    const auto code = newPairingCode();
+    const std::chrono::milliseconds lifetime = kCodeLifetime;
+    const auto expiresAt = now.unixMs + lifetime.count();
+    m_store.addCode(sha256(*canonicalCode(code)), member, now.unixMs, expiresAt, kMaxLiveCodes);
+    logEvent("pairing opened", {{"device", member.device}});
+    return {code, expiresAt};
+}
+
+std::optional<Refusal> Hub::claimsBlocked(const std::string& key, const Now& now) {
+    const int wait = std::max(m_failedClaims.waitFor(key, now.steady),
+                              m_allFailedClaims.waitFor({}, now.steady));
+    if (wait == 0)
+        return std::nullopt;
+    return tooMany("too many wrong pairing codes", wait);
+}
+
+Answer<Hub::Joined> Hub::claim(const Claim& claim, const Address& client, const Now& now) {
+    const auto key = limitKey(client);
+    if (auto refusal = claimsBlocked(key, now))
+        return std::move(*refusal);
+
+    const auto code = canonicalCode(claim.code);
+    const auto hash = sha256(code.value_or(""));
+    const auto group = code ? m_store.groupOfCode(hash, now.unixMs) : std::nullopt;
+    if (!group) {
+        m_failedClaims.count(key, now.steady);
+        m_allFailedClaims.count({}, now.steady);
+        logEvent("claim refused", {{"client", m_pseudonyms.of(client, now.unixMs)}});
+        return Refusal{403, "the pairing code is wrong, used or no longer valid"};
+    }
+
+    Joined joined{*group, newDevice(claim.device, now), newToken(*group)};
+    const auto outcome = m_store.joinByCode(hash, joined.device, sha256(joined.token), now.unixMs,
+                                            m_limits.maxDevices);
+    if (outcome == Store::Join::groupFull)
+        return Refusal{409, "the group is full: it may have " +
+                                std::to_string(m_limits.maxDevices) + " devices"};
+    if (outcome == Store::Join::noSuchCode)
+        return Refusal{403, "the pairing code is wrong, used or no longer valid"};
+    logEvent("device joined",
+             {{"device", joined.device.id}, {"client", m_pseudonyms.of(client, now.unixMs)}});
+    changed(*group, now);
+    return joined;
+}
+
+std::optional<CryptoRecord> Hub::crypto(const Member& member) {
+    return m_store.crypto(member.group);
+}
+
+CryptoRecord Hub::setCrypto(const Member& member, const std::string& salt) {
+    CryptoRecord record;
+    record.salt = salt;
+    return m_store.setCrypto(member.group, record);
+}
+
+Answer<void> Hub::rename(const Member& member, const std::string& device, const std::string& name,
+                         const Now& now) {
+    if (!m_store.rename({member.group, device}, name))
+        return Refusal{404, "the group has no such device"};
+    changed(member.group, now);
+    return {};
+}
+
+Answer<void> Hub::remove(const Member& member, const std::string& device, const Now& now) {
+    const Member gone{member.group, device};
+    const auto removal = m_store.remove(gone);
+    if (removal == Store::Removal::noSuchDevice)
+        return Refusal{404, "the group has no such device"};
+    m_lastSeen.forget(device);
+    m_bus.removed(gone, now);
+    if (removal == Store::Removal::lastDevice)
+        m_bus.forget(member.group);
+    logEvent("device removed", {{"device", device}});
+    tickSoon();
+    return {};
+}
+
+Answer<int> Hub::publish(const Member& member, const Item& item, const Now& now) {
+    // Before the rate: who asks again after a lost answer is to get that answer.
+    if (const auto recipients = m_bus.repeated(member.group, item.id, now))
+        return *recipients;
+    if (!m_publishes.take(member.device, now.steady))
+        return tooMany("too many items in a short time", 1);
+    return m_bus.publish(member, item, now);
+}
+
+bool Hub::ready(const Now& now) {
+    if (m_probed && now.steady - *m_probed < kProbeEvery)
+        return m_ready;
+    m_probed = now.steady;
+    m_ready = false;
+    m_store.probe();
+    m_ready = true;
+    return m_ready;
+}
+
+void Hub::open(const Member& member, Outlet& outlet, const Now& now) {
+    m_lastSeen.note(member.device, now.unixMs);
+    m_bus.join(member, outlet, now);
+    tickSoon();
+}
+
+void Hub::frame(const Member& member, Outlet& outlet, std::string_view text, const Now& now) {
+    const auto frame = readFrame(text, m_limits.maxPayload);
+    if (const auto* received = std::get_if<ReceivedFrame>(&frame))
+        m_bus.received(member, received->id);
+    const auto* publishing = std::get_if<PublishFrame>(&frame);
+    if (publishing == nullptr)
+        return;
+
+    m_lastSeen.note(member.device, now.unixMs);
+    int status = 200;
+    std::optional<int> recipients;
+    try {
+        const auto answer = publishing->item ? publish(member, *publishing->item, now)
+                                             : Answer<int>(publishing->item.error());
+        if (answer)
+            recipients = *answer;
+        else
+            status = answer.error().status;
+    } catch (const StoreError& error) {
+        logEvent(error.what());
+        status = 503;
+    }
+    outlet.send(std::make_shared<const std::string>(ackFrame(publishing->ref, status, recipients)));
+}
+
+void Hub::closed(const Member& member, const Outlet& outlet, const Now& now) {
+    m_lastSeen.note(member.device, now.unixMs);
+    m_bus.leave(member, outlet, now);
+    tickSoon();
+}
+
+void Hub::changed(const std::string& group, const Now& now) {
+    m_bus.changed(group, now);
+    tickSoon();
+}
+
+void Hub::tickSoon() {
+    if (m_onTickSoon)
+        m_onTickSoon();
+}
+
+void Hub::tick(const Now& now) {
+    try {
+        m_bus.tick(now);
+        if (now.steady < m_nextSweep)
+            return;
+        m_nextSweep = now.steady + kSweepEvery;
+        m_bus.sweep(now);
+        m_publishes.sweep(now.steady);
+        m_newGroups.sweep(now.steady);
+        m_failedClaims.sweep(now.steady);
+        m_allFailedClaims.sweep(now.steady);
+        flush();
+    } catch (const StoreError& error) {
+        logEvent(error.what());
+    }
+}
+
+Steady Hub::nextTick() const {
+    return std::min(m_nextSweep, m_bus.nextTick().value_or(m_nextSweep));
+}
+
+void Hub::stop() {
+    m_stopping = true;
+    m_bus.closeAll(Goodbye::stopping);
+}
+
+void Hub::flush() {
+    m_store.saveLastSeen(m_lastSeen.pending());
+    m_lastSeen.written();
+}
+
+} // namespace sorrelwind::relay

@@ -1,0 +1,55 @@
+#include "relay/api.h"
+#include "relay/hub.h"
+#include "relay/log.h"
+#include "relay/options.h"
+#include "relay/server.h"
+#include "relay/site.h"
+#include "relay/sqlite_store.h"
+#include "relay/state_directory.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <exception>
+#include <string>
+
+namespace {
+
+using namespace sorrelwind::relay;
+
+/// Nothing of what passes through may end up in a file: no core dumps, and what is written is
+/// readable by this user alone.
+void protectProcess() {
+    ::umask(0077);
+    const rlimit none{0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+void serve(const Options& options) {
+    const StateDirectory directory(options.data);
+    SqliteStore store(directory.database());
+    Hub hub(store, options.limits);
+    const Site site = options.web ? Site(*options.web) : Site();
+    Api api(hub, site);
+    Server(options, hub, api).run();
+    hub.flush();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    protectProcess();
+    const auto parsed = readCommandLine(argc, argv);
+    if (const int* status = std::get_if<int>(&parsed))
+        return *status;
+    try {
+        serve(std::get<Options>(parsed));
+        logEvent("stopped");
+        return 0;
+    } catch (const std::exception& error) {
+        logEvent(std::string("sorrelwind-hub: ") + error.what());
+        return 1;
+    }
+}

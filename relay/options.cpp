@@ -1,0 +1,110 @@
+#include "relay/options.h"
+
+#include "relay/state_directory.h"
+
+#include <CLI/CLI.hpp>
+
+#include <limits>
+
+namespace sorrelwind::relay {
+
+namespace {
+
+/// A check in the form that the parser wants: empty for a good text, else what is wrong with it.
+template <class Parse>
+auto mustParse(Parse parse, const char* what) {
+    return [parse, what](const std::string& text) {
+        return parse(text) ? std::string() : '"' + text + "\" is not " + what;
+    };
+}
+
+} // namespace
+
+std::variant<Options, int> readCommandLine(int argc, char** argv) {
+    Options options;
+    Limits& limits = options.limits;
+    std::vector<std::string> listen{"127.0.0.1:8787"};
+    std::vector<std::string> proxies;
+    std::string data;
+    std::string cert;
+    std::string key;
+    std::string web;
+    std::int64_t itemTtl = limits.itemTtl.count();
+
+    CLI::App app("Relays encrypted clipboard items between the devices of Sorrelwind groups.",
+                 "sorrelwind-hub");
+    app.set_version_flag("--version", SORRELWIND_VERSION);
+    app.add_option("--listen", listen, "address and port, [::1]:8787 for IPv6; repeatable")
+        ->type_name("ADDRESS:PORT")
+        ->check(mustParse(ListenAddress::parse, "an IP address and a port"))
+        ->capture_default_str();
+    app.add_option("--data", data, "folder of the database; made if it is missing")
+        ->type_name("DIR");
+    auto* certOption = app.add_option("--tls-cert", cert,
+                                      "certificate chain, PEM; with it the hub "
+                                      "speaks https")
+                           ->type_name("FILE");
+    auto* keyOption = app.add_option("--tls-key", key, "its private key, PEM")->type_name("FILE");
+    certOption->needs(keyOption);
+    keyOption->needs(certOption);
+    app.add_option("--web", web, "serve the files of this folder instead of the built-in page")
+        ->type_name("DIR");
+    app.add_option("--trusted-proxy", proxies, "whose X-Forwarded-For is believed; repeatable")
+        ->type_name("CIDR")
+        ->check(mustParse(Cidr::parse, "an address range"));
+
+    const auto count = CLI::Range(0, std::numeric_limits<int>::max() / 16);
+    const auto rate = CLI::Range(0.0, 1e9);
+    constexpr auto kGroup = "Limits (0 = no limit)";
+    app.add_option("--max-payload", limits.maxPayload, "bytes of an item's payload")
+        ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 30))
+        ->group(kGroup)
+        ->capture_default_str();
+    app.add_option("--max-devices", limits.maxDevices, "devices of a group")
+        ->check(count)
+        ->group(kGroup)
+        ->capture_default_str();
+    app.add_option("--publish-rate", limits.publishRate, "items a second and device")
+        ->check(rate)
+        ->group(kGroup)
+        ->capture_default_str();
+    app.add_option("--publish-burst", limits.publishBurst, "items at once from a device")
+        ->check(rate)
+        ->group(kGroup)
+        ->capture_default_str();
+    app.add_option("--claim-failures", limits.claimFailures,
+                   "wrong pairing codes a minute and address; ten times as many in all")
+        ->check(count)
+        ->group(kGroup)
+        ->capture_default_str();
+    app.add_option("--new-groups", limits.newGroups, "an hour and address")
+        ->check(count)
+        ->group(kGroup)
+        ->capture_default_str();
+    app.add_option("--item-ttl", itemTtl, "seconds for which the newest item waits in memory")
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 31))
+        ->group(kGroup)
+        ->capture_default_str();
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+
+    for (const auto& text : listen)
+        options.listen.push_back(*ListenAddress::parse(text));
+    for (const auto& text : proxies)
+        options.trustedProxies.push_back(*Cidr::parse(text));
+    options.data = data.empty() ? defaultStateDirectory() : std::filesystem::path(data);
+    if (!cert.empty()) {
+        options.tlsCert = cert;
+        options.tlsKey = key;
+    }
+    if (!web.empty())
+        options.web = web;
+    limits.itemTtl = std::chrono::seconds(itemTtl);
+    return options;
+}
+
+} // namespace sorrelwind::relay

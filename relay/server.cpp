@@ -1,0 +1,171 @@
+#include "relay/server.h"
+
+#include "relay/state_directory.h"
+#include "relay/tls.h"
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/ip/v6_only.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <csignal>
+
+namespace sorrelwind::relay {
+
+namespace net = boost::asio;
+using boost::system::error_code;
+using net::ip::tcp;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kStopTime = 4500ms;
+constexpr std::size_t kOtherFiles = 32; ///< descriptors that are not connections
+
+/// Raises the limit of open files as far as it goes; returns how many connections fit into it.
+std::size_t connectionLimit() {
+    constexpr rlim_t kEnough = 65536;
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) != 0)
+        return 512;
+    files.rlim_cur = std::max(files.rlim_cur, std::min(files.rlim_max, kEnough));
+    setrlimit(RLIMIT_NOFILE, &files);
+    getrlimit(RLIMIT_NOFILE, &files);
+    const auto limit = static_cast<std::size_t>(std::min(files.rlim_cur, kEnough));
+    return limit > 2 * kOtherFiles ? limit - kOtherFiles : limit / 2;
+}
+
+} // namespace
+
+Server::Server(const Options& options, Hub& hub, Api& api)
+    : m_options(options), m_hub(hub), m_service{hub, api, options.trustedProxies, m_connections},
+      m_signals(m_io, SIGTERM, SIGINT, SIGHUP), m_tick(m_io), m_deadline(m_io),
+      m_maxConnections(connectionLimit()) {
+    if (options.tlsCert)
+        m_tls = loadTls(*options.tlsCert, *options.tlsKey);
+    for (const auto& address : options.listen)
+        m_acceptors.push_back(bind(address));
+    m_hub.onTickSoon([this] { m_tick.cancel(); });
+    m_connections.onEmptied([this] { leaveWhenEmpty(); });
+}
+
+Server::~Server() {
+    m_hub.onTickSoon({});
+    m_connections.onEmptied({});
+}
+
+tcp::acceptor Server::bind(const ListenAddress& address) {
+    tcp::acceptor acceptor(m_io);
+    const tcp::endpoint endpoint(address.address, address.port);
+    error_code error;
+    const auto step = [&](auto&& act) {
+        if (!error)
+            act();
+    };
+    acceptor.open(endpoint.protocol(), error);
+    step([&] { acceptor.set_option(tcp::acceptor::reuse_address(true), error); });
+    step([&] {
+        // So that "[::]" and "0.0.0.0" can be listened on side by side.
+        if (address.address.is_v6())
+            acceptor.set_option(net::ip::v6_only(true), error);
+    });
+    step([&] { acceptor.bind(endpoint, error); });
+    step([&] { acceptor.listen(net::socket_base::max_listen_connections, error); });
+    if (error)
+        throw StartError("cannot listen on " + address.text() + ": " + error.message());
+    return acceptor;
+}
+
+void Server::run() {
+    for (auto& acceptor : m_acceptors) {
+        const auto local = acceptor.local_endpoint();
+        const ListenAddress address{local.address(), local.port()};
+        logEvent(std::string("listening on ") + (m_tls ? "https://" : "http://") + address.text());
+        if (!m_tls && !local.address().is_loopback())
+            logEvent("warning: without TLS tokens can be read on the way; put a TLS proxy in "
+                     "front or give --tls-cert and --tls-key");
+        net::co_spawn(m_io, accept(acceptor), net::detached);
+    }
+    net::co_spawn(m_io, obeySignals(), net::detached);
+    net::co_spawn(m_io, keepTime(), net::detached);
+    m_io.run();
+}
+
+net::awaitable<void> Server::accept(tcp::acceptor& acceptor) {
+    while (acceptor.is_open()) {
+        error_code error;
+        auto socket =
+            co_await acceptor.async_accept(net::redirect_error(net::use_awaitable, error));
+        const bool full = m_connections.size() >= m_maxConnections;
+        if (!error && !full && !m_hub.stopping())
+            serveConnection(m_service, std::move(socket), m_tls);
+        if (!acceptor.is_open() || (!error && !full))
+            continue;
+        // Out of descriptors or at the limit: newcomers wait in the kernel's queue for a while.
+        socket = tcp::socket(m_io);
+        net::steady_timer pause(m_io, 100ms);
+        co_await pause.async_wait(net::redirect_error(net::use_awaitable, error));
+    }
+}
+
+net::awaitable<void> Server::obeySignals() {
+    while (!m_hub.stopping()) {
+        error_code error;
+        const int signal =
+            co_await m_signals.async_wait(net::redirect_error(net::use_awaitable, error));
+        if (error)
+            co_return;
+        if (signal == SIGHUP)
+            reloadTls();
+        else
+            stop();
+    }
+}
+
+net::awaitable<void> Server::keepTime() {
+    while (!m_hub.stopping()) {
+        m_hub.tick(Now::read());
+        error_code ignored;
+        m_tick.expires_at(m_hub.nextTick());
+        co_await m_tick.async_wait(net::redirect_error(net::use_awaitable, ignored));
+    }
+}
+
+void Server::reloadTls() {
+    if (!m_tls)
+        return;
+    try {
+        m_tls = loadTls(*m_options.tlsCert, *m_options.tlsKey);
+        logEvent("certificate renewed");
+    } catch (const StartError& error) {
+        logEvent(std::string("the old certificate stays: ") + error.what());
+    }
+}
+
+void Server::stop() {
+    logEvent("stopping");
+    m_hub.stop();
+    error_code ignored;
+    for (auto& acceptor : m_acceptors)
+        acceptor.close(ignored);
+    m_connections.stopIdle();
+    m_tick.cancel();
+    m_deadline.expires_after(kStopTime);
+    m_deadline.async_wait([this](error_code error) {
+        if (!error)
+            m_io.stop();
+    });
+    leaveWhenEmpty();
+}
+
+void Server::leaveWhenEmpty() {
+    if (m_hub.stopping() && m_connections.size() == 0)
+        m_deadline.cancel();
+}
+
+} // namespace sorrelwind::relay

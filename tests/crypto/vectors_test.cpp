@@ -1,0 +1,113 @@
+#include "crypto/clipboard_crypto.h"
+#include "tests/support/print_qt.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
+#include <QSet>
+
+namespace sorrelwind {
+namespace {
+
+QJsonArray vectors(const char* name) {
+    QFile file(QStringLiteral(SORRELWIND_VECTORS_DIR "/") + QLatin1StringView(name));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name;
+    return QJsonDocument::fromJson(file.readAll()).array();
+}
+
+template <class T>
+QString outcome(const Result<T, CryptoError>& result) {
+    if (result)
+        return QStringLiteral("ok");
+    switch (result.error()) {
+    case CryptoError::badFormat:
+        return QStringLiteral("badFormat");
+    case CryptoError::decryptFailed:
+        return QStringLiteral("decryptFailed");
+    case CryptoError::deriveFailed:
+        return QStringLiteral("deriveFailed");
+    case CryptoError::cipher:
+        break;
+    }
+    return QStringLiteral("cipher");
+}
+
+TEST(Crypto, DerivesLikeTheVectors) {
+    const QJsonArray cases = vectors("derivation.json");
+    ASSERT_FALSE(cases.isEmpty());
+    for (const QJsonValue row : cases) {
+        SCOPED_TRACE(row[u"name"].toString().toStdString());
+        const auto key = Crypto::deriveKey(row[u"passphrase"].toString(), row[u"salt"].toString(),
+                                           row[u"iters"].toInteger());
+        EXPECT_EQ(outcome(key), row[u"outcome"].toString());
+        if (key) {
+            EXPECT_EQ(Crypto::base64(*key), row[u"key"].toString());
+        }
+    }
+    EXPECT_EQ(outcome(Crypto::deriveKey(QStringLiteral("p"), QStringLiteral("AAAA"), 1LL << 31)),
+              QStringLiteral("badFormat"));
+}
+
+TEST(Crypto, OpensLikeTheVectors) {
+    const QJsonArray cases = vectors("sealed.json");
+    ASSERT_FALSE(cases.isEmpty());
+    for (const QJsonValue row : cases) {
+        SCOPED_TRACE(row[u"name"].toString().toStdString());
+        const auto key = SymmetricKey::fromBase64(row[u"key"].toString());
+        ASSERT_TRUE(key);
+        const auto text = Crypto::decryptText(row[u"wire"].toString(), *key);
+        EXPECT_EQ(outcome(text), row[u"outcome"].toString());
+        if (!text)
+            continue;
+        EXPECT_EQ(*text, row[u"text"].toString());
+        // What we seal is of the same form, has a fresh nonce, and opens again.
+        const auto wire = Crypto::encryptText(*text, *key);
+        ASSERT_TRUE(wire);
+        EXPECT_EQ(wire->size(), row[u"wire"].toString().size());
+        EXPECT_NE(*wire, Crypto::encryptText(*text, *key).value());
+        EXPECT_EQ(Crypto::decryptText(*wire, *key).value(), *text);
+    }
+}
+
+TEST(Crypto, SealedEmptyTextIsRefused) {
+    const auto key = SymmetricKey::fromBytes(QByteArray(32, 'k'));
+    const auto wire = Crypto::encryptText(QString(), *key);
+    ASSERT_TRUE(wire);
+    EXPECT_EQ(wire->size(), 4 + 16 + 1 + 24);
+    EXPECT_EQ(outcome(Crypto::decryptText(*wire, *key)), QStringLiteral("badFormat"));
+}
+
+TEST(SymmetricKey, IsExactlyStrictBase64Of32Bytes) {
+    const QString good = QStringLiteral("AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8=");
+    const auto key = SymmetricKey::fromBase64(good);
+    ASSERT_TRUE(key);
+    EXPECT_EQ(key->bytes()[31], 31);
+    EXPECT_EQ(Crypto::base64(*key), good);
+    for (const QString& bad : {QString(), good.chopped(1), good + u'=', good + u'\n', good.mid(4),
+                               good.chopped(1) + u'A', QString(good).replace(0, 1, u'-'),
+                               QString(good).replace(0, 1, u'密')})
+        EXPECT_FALSE(SymmetricKey::fromBase64(bad)) << bad.toStdString();
+}
+
+TEST(Crypto, PassphrasesAndSaltsAreOfTheirFormAndFresh) {
+    const QRegularExpression form(
+        QStringLiteral("\\A[a-hjkmnp-z2-9]{5}(-[a-hjkmnp-z2-9]{5}){3}\\z"));
+    QSet<QChar> seen;
+    QSet<QString> all;
+    for (int i = 0; i < 200; ++i) {
+        const QString passphrase = Crypto::randomPassphrase();
+        EXPECT_TRUE(form.match(passphrase).hasMatch()) << passphrase.toStdString();
+        seen.unite(QSet<QChar>(passphrase.begin(), passphrase.end()));
+        all << passphrase << Crypto::randomSalt();
+    }
+    EXPECT_EQ(all.size(), 400);
+    EXPECT_EQ(seen.size(), 31 + 1) << "every character of the alphabet, and the dash";
+    EXPECT_EQ(Crypto::randomSalt().size(), 24);
+    EXPECT_TRUE(Crypto::deriveKey(QStringLiteral("p"), Crypto::randomSalt(), 1).has_value());
+}
+
+} // namespace
+} // namespace sorrelwind

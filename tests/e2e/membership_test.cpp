@@ -1,0 +1,190 @@
+#include "tests/e2e/programs.h"
+#include "tests/support/print_qt.h"
+#include "tests/support/wait.h"
+
+#include <QFile>
+#include <QTcpServer>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace sorrelwind::test {
+
+namespace {
+
+class Membership : public testing::Test {
+protected:
+    QTemporaryDir folder;
+    Hub hub{folder.path()};
+    Desktop a{folder.path(), QStringLiteral("alpha")};
+    Desktop b{folder.path(), QStringLiteral("beta")};
+};
+
+QString idOf(const Desktop& desktop) {
+    return desktop.status()[QStringLiteral("deviceId")].toString();
+}
+
+QString permissionsOf(const QString& file) {
+    return QString::number(static_cast<int>(QFile::permissions(file)) & 0x777, 16);
+}
+
+const QString kOwnerOnly = QStringLiteral("600");
+
+} // namespace
+
+TEST_F(Membership, FilesWithSecretsAreTheOwnersAlone) {
+    a.createGroup(hub);
+    for (const char* file : {"/account.json", "/control.sock", "/agent.lock"})
+        EXPECT_EQ(permissionsOf(a.configDir() + QLatin1StringView(file)), kOwnerOnly) << file;
+    EXPECT_EQ(permissionsOf(folder.filePath(QStringLiteral("hub.d/hub.db"))), kOwnerOnly);
+}
+
+TEST_F(Membership, TypedCodeAndPassphraseJoinToo) {
+    const Ended created = a.command({"create", "--server", hub.url(), "--name", "alpha"});
+    ASSERT_EQ(created.code, 0) << created.err.toStdString();
+    const QByteArray passphrase = created.out.trimmed();
+    EXPECT_EQ(passphrase.size(), 23);
+    ASSERT_TRUE(a.ready());
+
+    // Lower case and another separator: the hub takes a typed code as people type it.
+    QString code = a.pairing()[QStringLiteral("code")].toString().toLower();
+    code.replace(u'-', u' ');
+    const QStringList join{"join",   code,   "--server",          hub.url(),
+                           "--name", "beta", "--passphrase-stdin"};
+    const Ended joined = b.command(join, passphrase + "\n");
+    ASSERT_EQ(joined.code, 0) << joined.err.toStdString();
+    EXPECT_TRUE(joined.err.contains("Generating the encryption key…"));
+    EXPECT_TRUE(joined.out.isEmpty());
+    ASSERT_TRUE(b.ready());
+    a.copy("typed code");
+    EXPECT_TRUE(b.pastes("typed code"));
+
+    const Ended used = sorrelwind({"--config-dir", folder.filePath("c"), "join", code, "--server",
+                                   hub.url(), "--passphrase-stdin"},
+                                  passphrase + "\n");
+    EXPECT_EQ(used.code, 1);
+    EXPECT_TRUE(used.err.contains("Invalid or expired pairing code"));
+    EXPECT_FALSE(QFile::exists(folder.filePath("c/account.json")));
+}
+
+TEST_F(Membership, WrongPassphraseShowsOnTheReceiver) {
+    a.createGroup(hub);
+    const QString code = a.pairing()[QStringLiteral("code")].toString();
+    ASSERT_EQ(
+        b.command({"join", code, "--server", hub.url(), "--passphrase-stdin"}, "wrong\n").code, 0);
+    ASSERT_TRUE(b.ready());
+    a.copy("sealed with another key");
+    EXPECT_TRUE(waitFor([&] {
+        return b.status()[QStringLiteral("warning")].toString().contains(
+            QStringLiteral("passphrase mismatch"));
+    }));
+    EXPECT_EQ(b.paste(), std::nullopt);
+}
+
+TEST_F(Membership, RemovedDeviceLosesItsAccountAndSaysWhy) {
+    a.createGroup(hub);
+    b.joinByLink(a);
+    EXPECT_EQ(a.command({"remove", idOf(a)}).code, 1);
+    ASSERT_EQ(a.command({"remove", idOf(b)}).code, 0);
+    ASSERT_TRUE(waitFor([&] { return b.status()[QStringLiteral("phase")] == "onboarding"; }));
+    EXPECT_TRUE(b.status()[QStringLiteral("notice")].toString().contains("removed from its group"));
+    EXPECT_FALSE(QFile::exists(b.configDir() + "/account.json"));
+    EXPECT_TRUE(waitFor([&] { return a.devices().size() == 1; }));
+    const Ended gone = a.command({"remove", "no-such-device"});
+    EXPECT_EQ(gone.code, 1);
+    EXPECT_TRUE(gone.err.startsWith("Couldn't remove: "));
+
+    // It may come back, and the notice goes.
+    b.joinByLink(a);
+    EXPECT_TRUE(b.status()[QStringLiteral("notice")].isNull());
+    a.copy("welcome back");
+    EXPECT_TRUE(b.pastes("welcome back"));
+}
+
+TEST_F(Membership, RemovedWhileAwayIsLearnedOnComingBack) {
+    a.createGroup(hub);
+    b.joinByLink(a);
+    const QString id = idOf(b);
+    b.stopAgent(SIGKILL);
+    ASSERT_EQ(a.command({"remove", id}).code, 0);
+    b.startAgent();
+    EXPECT_TRUE(waitFor([&] { return b.status()[QStringLiteral("phase")] == "onboarding"; }));
+}
+
+TEST_F(Membership, RenameAndLeave) {
+    a.createGroup(hub);
+    b.joinByLink(a);
+    ASSERT_EQ(b.command({"rename", "办公室 Mac"}).code, 0);
+    EXPECT_TRUE(waitFor([&] {
+        const QJsonArray devices = a.devices();
+        return std::ranges::any_of(devices, [](const QJsonValue& device) {
+            return device[u"name"].toString() == QStringLiteral("办公室 Mac");
+        });
+    }));
+    const Ended tooLong = b.command({"rename", QString(100, u'x')});
+    EXPECT_EQ(tooLong.code, 1);
+    EXPECT_FALSE(tooLong.err.isEmpty());
+    EXPECT_EQ(b.status()[QStringLiteral("deviceName")], QStringLiteral("办公室 Mac"));
+
+    ASSERT_EQ(b.command({"leave"}).code, 0);
+    EXPECT_EQ(b.status()[QStringLiteral("phase")], "onboarding");
+    EXPECT_TRUE(b.status()[QStringLiteral("notice")].isNull()) << "leaving is no removal";
+    EXPECT_FALSE(QFile::exists(b.configDir() + "/account.json"));
+    EXPECT_TRUE(waitFor([&] { return a.devices().size() == 1; }));
+    EXPECT_EQ(b.command({"pair"}).code, 1);
+}
+
+TEST_F(Membership, LinkOnTheCommandLineIsBlankedInTheProcessList) {
+    QTcpServer silent;
+    ASSERT_TRUE(silent.listen(QHostAddress::LocalHost));
+    const QString link = QStringLiteral("http://127.0.0.1:%1/#pair=ABCD-EFGH&k=%2")
+                             .arg(silent.serverPort())
+                             .arg(QString(43, u'A'));
+    QProcess joining;
+    joining.start(SORRELWIND_BIN_DIR "/sorrelwind",
+                  {"--config-dir", folder.filePath("c"), "join", link, "--name", "n"});
+    ASSERT_TRUE(waitFor([&] { return silent.hasPendingConnections(); }));
+    QFile commandLine(QStringLiteral("/proc/%1/cmdline").arg(joining.processId()));
+    ASSERT_TRUE(commandLine.open(QIODevice::ReadOnly));
+    const QByteArray seen = commandLine.readAll();
+    EXPECT_TRUE(seen.contains("join"));
+    EXPECT_FALSE(seen.contains("pair=")) << seen.toStdString();
+    joining.kill();
+    joining.waitForFinished();
+}
+
+TEST_F(Membership, QrCodeInTheTerminalIsTheLink) {
+    a.createGroup(hub);
+    const Ended pair = a.command({"pair"});
+    ASSERT_EQ(pair.code, 0);
+    const QStringList lines = QString::fromUtf8(pair.out).split(u'\n');
+    // Each character is two modules, one above the other; light ones are drawn.
+    QList<QByteArray> rows;
+    QString link;
+    for (const QString& line : lines) {
+        if (line.startsWith("Pairing link: "))
+            link = line.section(": ", 1);
+        if (!line.startsWith(u'█'))
+            continue;
+        QByteArray upper;
+        QByteArray lower;
+        for (const QChar c : line) {
+            upper += QByteArray(8, c == u'█' || c == u'▀' ? '\xff' : '\0');
+            lower += QByteArray(8, c == u'█' || c == u'▄' ? '\xff' : '\0');
+        }
+        for (int i = 0; i < 16; ++i)
+            rows += i < 8 ? upper : lower;
+    }
+    ASSERT_FALSE(rows.isEmpty());
+    QFile image(folder.filePath("qr.pgm"));
+    ASSERT_TRUE(image.open(QIODevice::WriteOnly));
+    image.write(QStringLiteral("P5 %1 %2 255\n").arg(rows[0].size()).arg(rows.size()).toLatin1());
+    image.write(rows.join());
+    image.close();
+    const Ended read = runToEnd("zbarimg", {"-q", "--raw", image.fileName()});
+    EXPECT_EQ(QString::fromUtf8(read.out).trimmed(), link);
+    EXPECT_TRUE(link.contains("&k="));
+}
+
+} // namespace sorrelwind::test

@@ -1,0 +1,205 @@
+#include "tests/e2e/programs.h"
+
+#include "tests/support/wait.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/prctl.h>
+
+namespace sorrelwind::test {
+
+namespace {
+
+const QString kBin = QStringLiteral(SORRELWIND_BIN_DIR "/");
+constexpr int kProcessPatience = 30'000;
+
+QProcessEnvironment ourEnvironment(QProcessEnvironment environment) {
+    environment.remove(QStringLiteral("SORRELWIND_SERVER"));
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+    return environment;
+}
+
+} // namespace
+
+Ended runToEnd(const QString& program, const QStringList& arguments, const QByteArray& input,
+               const QProcessEnvironment& environment) {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(kProcessPatience)) {
+        ADD_FAILURE() << program.toStdString() << " does not end";
+        process.kill();
+        process.waitForFinished();
+        return {};
+    }
+    const bool exited = process.exitStatus() == QProcess::NormalExit;
+    EXPECT_TRUE(exited) << program.toStdString() << " crashed";
+    return {exited ? process.exitCode() : -1, process.readAllStandardOutput(),
+            process.readAllStandardError()};
+}
+
+Ended sorrelwind(const QStringList& arguments, const QByteArray& input) {
+    return runToEnd(kBin + QStringLiteral("sorrelwind"), arguments, input,
+                    ourEnvironment(QProcessEnvironment::systemEnvironment()));
+}
+
+Background::Background(const QString& program, const QStringList& arguments, const QString& logFile,
+                       const QProcessEnvironment& environment)
+    : m_logFile(logFile) {
+    m_process.setProcessEnvironment(ourEnvironment(environment));
+    m_process.setStandardInputFile(QProcess::nullDevice());
+    m_process.setStandardOutputFile(QProcess::nullDevice());
+    m_process.setStandardErrorFile(logFile, QIODevice::Append);
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    m_process.start(program, arguments);
+    EXPECT_TRUE(m_process.waitForStarted()) << program.toStdString();
+}
+
+Background::~Background() {
+    if (running())
+        end(SIGTERM);
+}
+
+QByteArray Background::log() const {
+    QFile file(m_logFile);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+int Background::end(int signal) {
+    ::kill(static_cast<pid_t>(m_process.processId()), signal);
+    if (!m_process.waitForFinished(kProcessPatience)) {
+        ADD_FAILURE() << "a process does not end by signal " << signal;
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+Hub::Hub(const QString& folder, const QStringList& moreArguments)
+    : m_folder(folder), m_moreArguments(moreArguments) {
+    start();
+}
+
+void Hub::start() {
+    const QString log = m_folder + QStringLiteral("/hub.log");
+    const qsizetype before = m_process ? m_process->log().size() : 0;
+    m_process = std::make_unique<Background>(
+        kBin + QStringLiteral("sorrelwind-hub"),
+        QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:%1").arg(m_port),
+                    QStringLiteral("--data"), m_folder + QStringLiteral("/hub.d")} +
+            m_moreArguments,
+        log, QProcessEnvironment::systemEnvironment());
+    static const QRegularExpression listening(
+        QStringLiteral("listening on http://127.0.0.1:(\\d+)"));
+    EXPECT_TRUE(waitFor([&] {
+        const auto match = listening.match(QString::fromUtf8(m_process->log().mid(before)));
+        m_port = match.hasMatch() ? match.captured(1).toInt() : m_port;
+        return match.hasMatch();
+    })) << m_process->log().toStdString();
+}
+
+void Hub::kill() {
+    m_process->end(SIGKILL);
+}
+
+Desktop::Desktop(const QString& folder, const QString& name)
+    : m_folder(folder), m_name(name), m_configDir(folder + u'/' + name) {
+    EXPECT_TRUE(m_xvfb.running());
+    startAgent();
+}
+
+void Desktop::startAgent() {
+    m_agent = std::make_unique<Background>(
+        kBin + QStringLiteral("sorrelwind"),
+        QStringList{QStringLiteral("--headless"), QStringLiteral("--config-dir"), m_configDir},
+        m_folder + u'/' + m_name + QStringLiteral(".log"), m_xvfb.environment());
+    EXPECT_TRUE(waitFor([this] { return !status().isEmpty(); })) << log().toStdString();
+}
+
+int Desktop::stopAgent(int signal) {
+    return m_agent->end(signal);
+}
+
+Ended Desktop::command(const QStringList& arguments, const QByteArray& input) const {
+    return sorrelwind(QStringList{QStringLiteral("--config-dir"), m_configDir} + arguments, input);
+}
+
+namespace {
+
+QJsonDocument jsonOf(const Ended& ended) {
+    return ended.code == 0 ? QJsonDocument::fromJson(ended.out) : QJsonDocument();
+}
+
+} // namespace
+
+QJsonObject Desktop::status() const {
+    return jsonOf(command({QStringLiteral("status"), QStringLiteral("--json")})).object();
+}
+
+QJsonArray Desktop::devices() const {
+    return jsonOf(command({QStringLiteral("devices"), QStringLiteral("--json")})).array();
+}
+
+QJsonObject Desktop::pairing() const {
+    return jsonOf(command({QStringLiteral("pair"), QStringLiteral("--json")})).object();
+}
+
+bool Desktop::ready() const {
+    return waitFor([this] {
+        const QJsonObject now = status();
+        return now[QStringLiteral("connection")] == QStringLiteral("connected") &&
+               now[QStringLiteral("crypto")] == QStringLiteral("encrypted");
+    });
+}
+
+void Desktop::createGroup(const Hub& hub) {
+    const Ended created = command({QStringLiteral("create"), QStringLiteral("--server"), hub.url(),
+                                   QStringLiteral("--name"), m_name});
+    ASSERT_EQ(created.code, 0) << created.err.toStdString();
+    ASSERT_TRUE(ready());
+}
+
+void Desktop::joinByLink(const Desktop& member) {
+    const QByteArray link = member.pairing()[QStringLiteral("link")].toString().toUtf8();
+    const Ended joined =
+        command({QStringLiteral("join"), QStringLiteral("-"), QStringLiteral("--name"), m_name},
+                link + '\n');
+    ASSERT_EQ(joined.code, 0) << joined.err.toStdString();
+    ASSERT_TRUE(ready());
+}
+
+void Desktop::copy(const QByteArray& text) const {
+    // xclip goes on in the background until its selection is taken or the server ends, so it must
+    // hold none of our pipes.
+    QProcess xclip;
+    xclip.setProcessEnvironment(m_xvfb.environment());
+    xclip.setStandardOutputFile(QProcess::nullDevice());
+    xclip.setStandardErrorFile(QProcess::nullDevice());
+    xclip.start(QStringLiteral("xclip"),
+                {QStringLiteral("-selection"), QStringLiteral("clipboard")});
+    xclip.write(text);
+    xclip.closeWriteChannel();
+    EXPECT_TRUE(xclip.waitForFinished(kProcessPatience));
+}
+
+std::optional<QByteArray> Desktop::paste() const {
+    const Ended pasted =
+        runToEnd(QStringLiteral("timeout"),
+                 {QStringLiteral("5"), QStringLiteral("xclip"), QStringLiteral("-selection"),
+                  QStringLiteral("clipboard"), QStringLiteral("-o")},
+                 {}, m_xvfb.environment());
+    return pasted.code == 0 ? std::optional(pasted.out) : std::nullopt;
+}
+
+bool Desktop::pastes(const QByteArray& text) const {
+    return waitFor([&] { return paste() == text; });
+}
+
+} // namespace sorrelwind::test

@@ -1,0 +1,221 @@
+#include "hub/http.h"
+#include "hub/hub_api.h"
+#include "tests/support/print_qt.h"
+#include "tests/support/scripted_hub.h"
+
+#include <gtest/gtest.h>
+
+#include <QJsonDocument>
+#include <QUrl>
+
+namespace sorrelwind {
+namespace {
+
+using test::Answer;
+using test::outcomeOf;
+using test::ScriptedHub;
+using Kind = HubError::Kind;
+
+const QByteArray kJoined = R"({"device":{"id":"d","name":"n"},"token":"t","groupId":"g"})";
+const QByteArray kCrypto = R"({"crypto":{"v":1,"kdf":"k","iters":2,"salt":"AAAA"}})";
+
+class Hub : public testing::Test {
+protected:
+    [[nodiscard]] HubAPI api(std::optional<QString> token = u"g.secret"_qs,
+                             const QString& prefix = {}) {
+        return {&m_network, m_hub.base() + prefix, std::move(token)};
+    }
+    [[nodiscard]] const test::SeenRequest& seen() const { return m_hub.requests.last(); }
+    [[nodiscard]] QJsonObject sentJson() const {
+        return QJsonDocument::fromJson(seen().body).object();
+    }
+
+    ScriptedHub m_hub;
+    QNetworkAccessManager m_network;
+};
+
+TEST(HubUrl, AppendsToThePrefix) {
+    const std::tuple<const char*, const char*, const char*> kTable[] = {
+        {"https://hub.example", "crypto", "https://hub.example/crypto"},
+        {"https://hub.example/", "pair/claim", "https://hub.example/pair/claim"},
+        {"http://h:87/a/b", "crypto", "http://h:87/a/b/crypto"},
+        {"http://h/a//", "crypto", "http://h/a/crypto"},
+        {"https://h", "devices/a b?c#d%2F", "https://h/devices/a%20b%3Fc%23d%252F"},
+    };
+    for (const auto& [base, path, url] : kTable)
+        EXPECT_EQ(hubUrl(QLatin1StringView(base), QLatin1StringView(path)).toEncoded(), url);
+}
+
+TEST_F(Hub, EachOperationSendsItsRequest) {
+    const auto expect = [this](const char* request, const QJsonObject& body, bool token = true) {
+        EXPECT_EQ(m_hub.count(request), 1) << request;
+        EXPECT_EQ(sentJson(), body) << request;
+        EXPECT_EQ(seen().headers.value("authorization", "none"), token ? "Bearer g.secret" : "none")
+            << request;
+        EXPECT_EQ(seen().headers.value("content-type", "none"),
+                  body.isEmpty() ? "none" : "application/json")
+            << request;
+        EXPECT_EQ(seen().body.isEmpty(), body.isEmpty()) << request;
+        EXPECT_TRUE(seen().query.isEmpty()) << request;
+        m_hub.requests.clear();
+    };
+    m_hub.on("POST /groups", {{.body = kJoined}});
+    const auto made = outcomeOf(api(std::nullopt).createGroup(u"书房"_qs)).value();
+    EXPECT_EQ(made->deviceId + made->deviceName + made->token + *made->groupId, u"dntg"_qs);
+    expect("POST /groups", {{u"name"_qs, u"书房"_qs}, {u"platform"_qs, u"macos"_qs}}, false);
+
+    m_hub.on("POST /pair/claim", {{.body = kJoined}});
+    EXPECT_TRUE(outcomeOf(api(std::nullopt).claim(u"ABCD-2345"_qs, u"n"_qs))->has_value());
+    expect("POST /pair/claim",
+           {{u"code"_qs, u"ABCD-2345"_qs}, {u"name"_qs, u"n"_qs}, {u"platform"_qs, u"macos"_qs}},
+           false);
+
+    m_hub.on("POST /crypto", {{.body = kCrypto}});
+    EXPECT_EQ(outcomeOf(api().setCrypto(u"AAAA"_qs)).value().value()->iters, 2);
+    expect("POST /crypto", {{u"salt"_qs, u"AAAA"_qs}});
+
+    m_hub.on("GET /prefix/crypto", {{}});
+    EXPECT_EQ(outcomeOf(api(u"g.secret"_qs, u"/prefix"_qs).fetchCrypto()).value().value(),
+              std::nullopt);
+    expect("GET /prefix/crypto", {});
+
+    m_hub.on("POST /pair", {{.body = R"({"code":"ABCD-2345","expiresAt":1763712000123})"}});
+    const auto pairing = outcomeOf(api().createPairing()).value();
+    EXPECT_EQ(pairing->code, u"ABCD-2345"_qs);
+    EXPECT_EQ(pairing->expiresAt, 1763712000123);
+    expect("POST /pair", {});
+
+    m_hub.on("PATCH /devices/d-1", {{}});
+    EXPECT_TRUE(outcomeOf(api().renameDevice(u"d-1"_qs, u"new"_qs))->has_value());
+    expect("PATCH /devices/d-1", {{u"name"_qs, u"new"_qs}});
+
+    m_hub.on("DELETE /devices/d-1", {{.body = R"({"ok":false})"}});
+    EXPECT_TRUE(outcomeOf(api().deleteDevice(u"d-1"_qs))->has_value());
+    expect("DELETE /devices/d-1", {});
+}
+
+TEST_F(Hub, EveryOtherAnswerIsAnError) {
+    const QByteArray large =
+        R"({"device":{"id":"d","name":")" + QByteArray(5 << 20, 'x') + R"("},"token":"t"})";
+    const struct {
+        const char* name;
+        Answer answer;
+        HubError error;
+    } kTable[] = {
+        {"empty body", {.body = ""}, {Kind::decode, 0, {}}},
+        {"empty object", {.body = "{}"}, {Kind::decode, 0, {}}},
+        {"HTML",
+         {.body = "<!doctype html><p>Log in", .headers = "Content-Type: text/html\r\n"},
+         {Kind::decode, 0, {}}},
+        {"array", {.body = "[" + kJoined + "]"}, {Kind::decode, 0, {}}},
+        {"5 MB", {.body = large}, {Kind::decode, 0, {}}},
+        {"201", {.status = 201, .body = kJoined}, {Kind::status, 201, {}}},
+        {"204", {.raw = "HTTP/1.1 204 No Content\r\n\r\n"}, {Kind::status, 204, {}}},
+        {"304", {.raw = "HTTP/1.1 304 Not Modified\r\n\r\n"}, {Kind::status, 304, {}}},
+        {"400", {.status = 400, .body = R"({"error":"坏"})"}, {Kind::status, 400, u"坏"_qs}},
+        {"401", {.status = 401, .body = R"({"error":"who?"})"}, {Kind::status, 401, u"who?"_qs}},
+        {"401 that asks for a password",
+         {.status = 401, .body = "", .headers = "WWW-Authenticate: Basic realm=\"x\"\r\n"},
+         {Kind::status, 401, {}}},
+        {"403", {.status = 403}, {Kind::status, 403, {}}},
+        {"404", {.status = 404, .body = "<html>"}, {Kind::status, 404, {}}},
+        {"407 is a proxy's", {.status = 407}, {Kind::network, 0, {}}},
+        {"429", {.status = 429, .body = R"({"error":null})"}, {Kind::status, 429, {}}},
+        {"500 and close",
+         {.status = 500, .body = "", .ending = Answer::close},
+         {Kind::status, 500, {}}},
+        {"503", {.status = 503, .body = R"({"error":"busy"})"}, {Kind::status, 503, u"busy"_qs}},
+        {"5 MB of error", {.status = 500, .body = large}, {Kind::status, 500, {}}},
+        {"closes at once", {.raw = "", .ending = Answer::close}, {Kind::network, 0, {}}},
+        {"closes in the head",
+         {.raw = "HTTP/1.1 200 OK\r\nContent-Le", .ending = Answer::close},
+         {Kind::network, 0, {}}},
+        {"closes in the body",
+         {.raw = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n" + kJoined,
+          .ending = Answer::close},
+         {Kind::network, 0, {}}},
+        {"no HTTP",
+         {.raw = "SSH-2.0-OpenSSH_9.2\r\n", .ending = Answer::close},
+         {Kind::network, 0, {}}},
+    };
+    for (const auto& [name, answer, error] : kTable) {
+        SCOPED_TRACE(name);
+        m_hub.on("POST /groups", {answer});
+        const auto joined = outcomeOf(api().createGroup(u"n"_qs));
+        ASSERT_TRUE(joined.has_value());
+        ASSERT_FALSE(joined->has_value());
+        EXPECT_TRUE(joined->error() == error) << joined->error().message(Lang::en).toStdString();
+        m_network.clearConnectionCache();
+    }
+    m_hub.die();
+    EXPECT_EQ(outcomeOf(api().fetchCrypto())->error().kind, Kind::network);
+}
+
+TEST_F(Hub, ABodyCutInAChunkIsNoReply) {
+    // Qt takes it for the whole body at times, at times for a failure.
+    m_hub.on(
+        "POST /groups",
+        {{.raw = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nff\r\n" + kJoined.chopped(1),
+          .ending = Answer::close}});
+    EXPECT_FALSE(outcomeOf(api().createGroup(u"n"_qs))->has_value());
+}
+
+TEST_F(Hub, BodyThatEndsWithTheConnectionIsWhole) {
+    m_hub.on("GET /crypto",
+             {{.raw = "HTTP/1.0 200 OK\r\n\r\n" + kCrypto, .ending = Answer::close}});
+    EXPECT_TRUE(outcomeOf(api().fetchCrypto())->has_value());
+}
+
+TEST_F(Hub, RedirectsAreNotFollowed) {
+    for (const int status : {301, 302, 307, 308}) {
+        ScriptedHub other;
+        other.on("GET /crypto", {{.body = kCrypto}});
+        const QByteArray location = "Location: " + other.base().toLatin1() + "/crypto\r\n";
+        m_hub.on("GET /crypto", {{.status = status, .headers = location}});
+        EXPECT_EQ(outcomeOf(api().fetchCrypto())->error(), (HubError{Kind::status, status, {}}));
+        EXPECT_TRUE(other.requests.isEmpty());
+    }
+}
+
+/// One exchange with a time-out short enough for a test.
+Task<HttpReply> exchange(QNetworkAccessManager& network, QUrl url) {
+    HttpRequest request;
+    request.method = "GET";
+    request.url = url;
+    request.timeout = std::chrono::milliseconds(50);
+    HttpExchange waiting(network, request);
+    co_return co_await waiting;
+}
+
+TEST_F(Hub, StallsAndDribblesEnd) {
+    const QByteArray head = "HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n";
+    for (const Answer& answer :
+         {Answer{.raw = ""}, Answer{.raw = "HTTP/1.1 200 OK\r\n"}, Answer{.raw = head},
+          Answer{.raw = head, .ending = Answer::dribble},
+          Answer{.raw = "HTTP/1.1 200 OK\r\nX:", .ending = Answer::dribble}}) {
+        m_hub.on("GET /crypto", {answer});
+        const auto reply = outcomeOf(exchange(m_network, hubUrl(m_hub.base(), u"crypto"_qs)));
+        ASSERT_TRUE(reply);
+        EXPECT_FALSE(reply->completed);
+    }
+}
+
+TEST_F(Hub, AFlowThatGoesCancelsItsRequest) {
+    m_hub.on("GET /crypto", {{.raw = ""}});
+    bool ended = false;
+    const auto flow = [](HubAPI hub, bool& end) -> Task<> {
+        const auto reply = co_await hub.fetchCrypto();
+        end = true;
+    };
+    {
+        TaskScope scope;
+        scope.start(flow(api(), ended));
+        ASSERT_TRUE(test::waitFor([&] { return m_hub.count("GET /crypto") == 1; }));
+    }
+    EXPECT_FALSE(ended);
+    m_hub.on("GET /crypto", {{.body = kCrypto}});
+    EXPECT_TRUE(outcomeOf(api().fetchCrypto())->has_value());
+}
+
+} // namespace
+} // namespace sorrelwind

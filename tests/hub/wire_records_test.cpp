@@ -1,0 +1,229 @@
+#include "hub/hub_error.h"
+#include "hub/wire_records.h"
+#include "tests/support/print_qt.h"
+
+#include <gtest/gtest.h>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <functional>
+
+namespace sorrelwind {
+namespace {
+
+enum class Type { text, integer, boolean, object, array };
+struct Member {
+    const char* name;
+    Type type;
+    bool required;
+};
+struct Record {
+    const char* name;
+    QByteArray json; ///< every member present
+    std::vector<Member> members;
+    std::function<bool(const QJsonObject&)> decodes;
+};
+
+template <class T>
+bool decodesAs(const QJsonObject& object) {
+    return T::fromJson(object).has_value();
+}
+
+const QByteArray kItem =
+    R"({"id":"i","ts":1,"from":"d","device":"n","mime":"text/plain","payload":"p"})";
+const QByteArray kDevice =
+    R"({"id":"d","name":"n","platform":"macos","createdAt":1,"lastSeen":2,"online":true})";
+const QByteArray kCrypto = R"({"v":1,"kdf":"pbkdf2-sha256","iters":600000,"salt":"AAAA"})";
+
+const std::vector<Record> kRecords = {
+    {"CloudItem",
+     kItem,
+     {{"id", Type::text, true},
+      {"ts", Type::integer, true},
+      {"from", Type::text, false},
+      {"device", Type::text, true},
+      {"mime", Type::text, true},
+      {"payload", Type::text, true}},
+     decodesAs<CloudItem>},
+    {"DeviceInfo",
+     kDevice,
+     {{"id", Type::text, true},
+      {"name", Type::text, true},
+      {"platform", Type::text, true},
+      {"createdAt", Type::integer, true},
+      {"lastSeen", Type::integer, true},
+      {"online", Type::boolean, true}},
+     decodesAs<DeviceInfo>},
+    {"CryptoRecord",
+     kCrypto,
+     {{"v", Type::integer, true},
+      {"kdf", Type::text, true},
+      {"iters", Type::integer, true},
+      {"salt", Type::text, true}},
+     decodesAs<CryptoRecord>},
+    {"Envelope",
+     R"({"type":"ack","item":)" + kItem + R"(,"devices":[)" + kDevice +
+         R"(],"ref":"r","status":200,"recipients":2})",
+     {{"type", Type::text, true},
+      {"item", Type::object, false},
+      {"devices", Type::array, false},
+      {"ref", Type::text, false},
+      {"status", Type::integer, false},
+      {"recipients", Type::integer, false}},
+     [](const QJsonObject& object) {
+         return Envelope::fromText(QJsonDocument(object).toJson()).has_value();
+     }},
+    {"Joined",
+     R"({"device":{"id":"d","name":"n"},"token":"t","groupId":"g"})",
+     {{"device", Type::object, true}, {"token", Type::text, true}, {"groupId", Type::text, false}},
+     decodesAs<Joined>},
+    {"Dev in Joined",
+     R"({"id":"d","name":"n"})",
+     {{"id", Type::text, true}, {"name", Type::text, true}},
+     [](const QJsonObject& dev) {
+         return Joined::fromJson(QJsonObject{{u"device"_qs, dev}, {u"token"_qs, u"t"_qs}})
+             .has_value();
+     }},
+    {"CryptoReply",
+     R"({"crypto":)" + kCrypto + "}",
+     {{"crypto", Type::object, false}},
+     decodesAs<CryptoReply>},
+    {"PairingReply",
+     R"({"code":"ABCD-2345","expiresAt":1})",
+     {{"code", Type::text, true}, {"expiresAt", Type::integer, true}},
+     decodesAs<PairingReply>},
+    {"PublishReply",
+     R"({"recipients":1})",
+     {{"recipients", Type::integer, false}},
+     decodesAs<PublishReply>},
+    {"OkReply", R"({"ok":true})", {{"ok", Type::boolean, false}}, decodesAs<OkReply>},
+};
+
+TEST(WireRecords, TakeEachMemberOnlyAsItMustBe) {
+    const struct {
+        const char* json;
+        std::optional<Type> fits;
+    } kValues[] = {
+        {R"("5")", Type::text},
+        {R"("")", Type::text},
+        {"2", Type::integer},
+        {"2.0", Type::integer},
+        {"-1", Type::integer},
+        {"0", Type::integer},
+        {"9007199254740993", Type::integer}, // 2^53 + 1, no double
+        {"9223372036854775807", Type::integer},
+        {"1.5", {}},
+        {"1e300", {}},
+        {"9223372036854775808", {}},
+        {"true", Type::boolean},
+        {"false", Type::boolean},
+        {"{}", {}}, // no record of ours is without required members
+        {"[]", Type::array},
+        {"[{}]", {}},
+        {"[null]", {}},
+        {"{\"a\":[1]}", {}},
+    };
+    for (const Record& record : kRecords) {
+        const QJsonObject whole = QJsonDocument::fromJson(record.json).object();
+        ASSERT_EQ(whole.size(), qsizetype(record.members.size())) << record.name;
+        EXPECT_TRUE(record.decodes(whole)) << record.name;
+        QJsonObject more = whole;
+        more.insert(u"unknown"_qs, QJsonObject{{u"x"_qs, 1.5}});
+        EXPECT_TRUE(record.decodes(more)) << record.name;
+        for (const Member& member : record.members) {
+            const auto key = QLatin1StringView(member.name);
+            QJsonObject changed = whole;
+            changed.remove(key);
+            EXPECT_EQ(record.decodes(changed), !member.required) << record.name << key.data();
+            changed.insert(key, QJsonValue());
+            EXPECT_EQ(record.decodes(changed), !member.required) << record.name << key.data();
+            for (const auto& [json, fits] : kValues) {
+                const auto parsed = QJsonDocument::fromJson("[" + QByteArray(json) + "]");
+                changed.insert(key, parsed.array().first());
+                EXPECT_EQ(record.decodes(changed), fits == member.type)
+                    << record.name << "." << member.name << " = " << json;
+            }
+        }
+    }
+}
+
+TEST(WireRecords, KeepEveryValue) {
+    const auto envelope = Envelope::fromText(
+        R"({"type":"hello","ref":"r","status":200,"recipients":9007199254740993,"devices":[)" +
+        kDevice + R"(],"item":{"id":"i","ts":1763712000123,"device":"书房","mime":"text/plain",)" +
+        "\"payload\":\"\xEF\xBB\xBF a\\u0000\\ud83d\\ude00 \\\\\\\"\"}}");
+    ASSERT_TRUE(envelope);
+    EXPECT_EQ(envelope->type, u"hello"_qs);
+    EXPECT_EQ(envelope->recipients, 9007199254740993);
+    const DeviceInfo device{u"d"_qs, u"n"_qs, u"macos"_qs, 1, 2, true};
+    EXPECT_EQ(envelope->devices, QList({device}));
+    const CloudItem item{u"i"_qs,    1763712000123,    std::nullopt,
+                         u"书房"_qs, u"text/plain"_qs, u"\ufeff a\0😀 \\\""_qs};
+    EXPECT_EQ(envelope->item, item);
+
+    const QJsonObject sent = OutgoingItem{u"ID"_qs, 1763712000123, u"p"_qs}.toJson();
+    EXPECT_EQ(QJsonDocument(sent).toJson(QJsonDocument::Compact),
+              R"({"id":"ID","mime":"text/plain","payload":"p","ts":1763712000123})");
+}
+
+TEST(WireRecords, RubbishFramesAreNoEnvelopes) {
+    const QByteArray deep(100'000, '[');
+    for (const QByteArray& text :
+         {QByteArray(), QByteArray("null"), QByteArray("[]"), QByteArray("\"hello\""),
+          QByteArray("{\"type\":\"hello\""), QByteArray("{\"type\":\"hello\"} x"),
+          QByteArray("{\"type\":\"hell\xc3\"}"), QByteArray("{\"type\":\"\xed\xa0\x80\"}"),
+          QByteArray("{'type':'hello'}"), QByteArray("{\"type\":\"hello\",\"x\":" + deep + "}"),
+          QByteArray("{\"type\":\"hello\",\"status\":1e999}"), QByteArray(4, '\0')})
+        EXPECT_FALSE(Envelope::fromText(text)) << text.first(qMin(text.size(), 60)).toStdString();
+}
+
+TEST(ErrorText, IsTheErrorMemberIfItIsAText) {
+    const std::pair<const char*, std::optional<QString>> kTable[] = {
+        {R"({"error":"No such group","code":7})", u"No such group"_qs},
+        {R"({"error":""})", QString()},
+        {R"({"error":null})", {}},
+        {R"({"error":5})", {}},
+        {R"({"message":"x"})", {}},
+        {R"(["error"])", {}},
+        {"<html>error</html>", {}},
+        {"", {}},
+    };
+    for (const auto& [body, text] : kTable)
+        EXPECT_EQ(errorText(body), text) << body;
+}
+
+TEST(HubError, SaysOneSentenceInEachLanguage) {
+    using Kind = HubError::Kind;
+    const struct {
+        HubError error;
+        QString en;
+        QString zh;
+    } kTable[] = {
+        {{Kind::status, 401, u"x"_qs},
+         u"This Mac is no longer in the group"_qs,
+         u"本机已不在设备组中"_qs},
+        {{Kind::status, 403, u"x"_qs},
+         u"Invalid or expired pairing code"_qs,
+         u"配对码无效或已过期"_qs},
+        {{Kind::status, 429, u"x"_qs},
+         u"Too many attempts — try again later"_qs,
+         u"尝试次数过多，请稍后再试"_qs},
+        {{Kind::status, 500, u"Disk %1 full"_qs}, u"Disk %1 full"_qs, u"Disk %1 full"_qs},
+        {{Kind::status, 500, {}}, u"Server error (500)"_qs, u"服务器错误（500）"_qs},
+        {{Kind::status, 0, {}}, u"Server error (0)"_qs, u"服务器错误（0）"_qs},
+        {{Kind::network, 0, {}},
+         u"Can't reach the server — check your connection"_qs,
+         u"无法连接服务器，请检查网络"_qs},
+        {{Kind::decode, 0, {}},
+         u"Unexpected response from the server"_qs,
+         u"服务器返回了无法识别的数据"_qs},
+    };
+    for (const auto& [error, en, zh] : kTable) {
+        EXPECT_EQ(error.message(Lang::en), en);
+        EXPECT_EQ(error.message(Lang::zh), zh);
+    }
+}
+
+} // namespace
+} // namespace sorrelwind

@@ -1,0 +1,64 @@
+#include "tests/relay/certificate.h"
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl.hpp>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+namespace sorrelwind::relay::test {
+
+namespace net = boost::asio;
+
+namespace {
+
+using File = std::unique_ptr<FILE, int (*)(FILE*)>;
+
+File create(const std::filesystem::path& path) {
+    return {std::fopen(path.c_str(), "w"), fclose};
+}
+
+} // namespace
+
+void writeCertificate(const std::filesystem::path& cert, const std::filesystem::path& key,
+                      long serial) {
+    const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> pair(EVP_EC_gen("P-256"),
+                                                                   EVP_PKEY_free);
+    const std::unique_ptr<X509, decltype(&X509_free)> x509(X509_new(), X509_free);
+    ASN1_INTEGER_set(X509_get_serialNumber(x509.get()), serial);
+    X509_gmtime_adj(X509_getm_notBefore(x509.get()), -60);
+    X509_gmtime_adj(X509_getm_notAfter(x509.get()), 3600);
+    X509_set_pubkey(x509.get(), pair.get());
+    auto* name = X509_get_subject_name(x509.get());
+    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
+                               reinterpret_cast<const unsigned char*>("localhost"), -1, -1, 0);
+    X509_set_issuer_name(x509.get(), name);
+    X509_sign(x509.get(), pair.get(), EVP_sha256());
+    if (PEM_write_X509(create(cert).get(), x509.get()) != 1 ||
+        PEM_write_PrivateKey(create(key).get(), pair.get(), nullptr, nullptr, 0, nullptr,
+                             nullptr) != 1)
+        throw std::runtime_error("cannot write the certificate");
+}
+
+TlsReply exchangeTls(unsigned short port, const std::string& bytes, const std::string& mark) {
+    net::io_context io;
+    net::ssl::context tls(net::ssl::context::tls_client);
+    net::ssl::stream<net::ip::tcp::socket> stream(io, tls);
+    stream.next_layer().connect({net::ip::address_v4::loopback(), port});
+    stream.handshake(net::ssl::stream_base::client);
+    const std::unique_ptr<X509, decltype(&X509_free)> peer(
+        SSL_get1_peer_certificate(stream.native_handle()), X509_free);
+    TlsReply reply{ASN1_INTEGER_get(X509_get0_serialNumber(peer.get())), {}};
+    net::write(stream, net::buffer(bytes));
+    boost::system::error_code error;
+    char buffer[4096];
+    while (!error && reply.text.find(mark) == std::string::npos)
+        reply.text.append(buffer, stream.read_some(net::buffer(buffer), error));
+    return reply;
+}
+
+} // namespace sorrelwind::relay::test

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace sorrelwind::relay::test {
+
+/// Writes a fresh self-signed certificate with this serial number, and its key, as PEM.
+void writeCertificate(const std::filesystem::path& cert, const std::filesystem::path& key,
+                      long serial);
+
+struct TlsReply {
+    long serial; ///< of the hub's certificate
+    std::string text;
+};
+
+/// Sends bytes over TLS (any certificate will do) and reads until `mark` has come.
+TlsReply exchangeTls(unsigned short port, const std::string& bytes, const std::string& mark);
+
+} // namespace sorrelwind::relay::test

@@ -1,0 +1,143 @@
+#include "tests/relay/hub_program.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+
+namespace sorrelwind::relay::test {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Child {
+    pid_t pid;
+    int errors;
+};
+
+Child start(const std::vector<std::string>& flags) {
+    std::string program = std::string(SORRELWIND_BIN_DIR) + "/sorrelwind-hub";
+    std::vector<std::string> words = flags;
+    std::vector<char*> argv{program.data()};
+    for (auto& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+        throw std::runtime_error("pipe");
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL); // also when the test itself is killed
+        ::dup2(ends[1], STDERR_FILENO);
+        ::execv(argv[0], argv.data());
+        ::_exit(127);
+    }
+    ::close(ends[1]);
+    return {pid, ends[0]};
+}
+
+bool readable(int file, Clock::time_point deadline) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    pollfd wait{file, POLLIN, 0};
+    return left.count() > 0 && ::poll(&wait, 1, static_cast<int>(left.count())) > 0;
+}
+
+int statusOf(int state) {
+    return WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+}
+
+} // namespace
+
+TemporaryFolder::TemporaryFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "hub-test-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr)
+        throw std::runtime_error("mkdtemp");
+    m_path = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+HubProgram::HubProgram(const std::filesystem::path& data, std::vector<std::string> flags) {
+    flags.insert(flags.end(), {"--listen", "127.0.0.1:0", "--data", data.string()});
+    const auto child = start(flags);
+    m_pid = child.pid;
+    m_stderr = child.errors;
+    m_pidfd = static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));
+    const std::string mark = "listening on http";
+    if (waitForLog(mark) && waitForLog("\n"))
+        m_port = static_cast<unsigned short>(std::strtoul(
+            m_log.c_str() + m_log.find("127.0.0.1:", m_log.find(mark)) + 10, nullptr, 10));
+}
+
+HubProgram::~HubProgram() {
+    if (m_pid > 0) {
+        ::kill(m_pid, SIGKILL);
+        ::waitpid(m_pid, nullptr, 0);
+    }
+    ::close(m_pidfd);
+    ::close(m_stderr);
+}
+
+void HubProgram::signal(int number) const {
+    ::kill(m_pid, number);
+}
+
+bool HubProgram::readMore(Clock::time_point deadline) {
+    char buffer[4096];
+    if (!readable(m_stderr, deadline))
+        return false;
+    const auto size = ::read(m_stderr, buffer, sizeof buffer);
+    if (size <= 0)
+        return false;
+    m_log.append(buffer, static_cast<std::size_t>(size));
+    return true;
+}
+
+bool HubProgram::waitForLog(const std::string& text) {
+    const auto deadline = Clock::now() + kPatience;
+    while (m_log.find(text) == std::string::npos)
+        if (!readMore(deadline))
+            return false;
+    return true;
+}
+
+int HubProgram::wait(std::chrono::milliseconds time) {
+    if (m_pid <= 0 || !readable(m_pidfd, Clock::now() + time))
+        return -1;
+    while (readMore(Clock::now() + kPatience)) {
+    }
+    int state = 0;
+    ::waitpid(m_pid, &state, 0);
+    m_pid = -1;
+    return statusOf(state);
+}
+
+Failure runToEnd(const std::vector<std::string>& flags) {
+    const auto child = start(flags);
+    std::string text;
+    const auto deadline = Clock::now() + kPatience;
+    char buffer[4096];
+    ssize_t size = 0;
+    while (readable(child.errors, deadline) &&
+           (size = ::read(child.errors, buffer, sizeof buffer)) > 0)
+        text.append(buffer, static_cast<std::size_t>(size));
+    if (Clock::now() >= deadline)
+        ::kill(child.pid, SIGKILL);
+    int state = 0;
+    ::waitpid(child.pid, &state, 0);
+    ::close(child.errors);
+    return {statusOf(state), text};
+}
+
+} // namespace sorrelwind::relay::test

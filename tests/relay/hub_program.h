@@ -1,0 +1,62 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace sorrelwind::relay::test {
+
+constexpr std::chrono::seconds kPatience{20};
+
+/// A folder of its own that goes with the test.
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const { return m_path; }
+
+private:
+    std::filesystem::path m_path;
+};
+
+/// The real program, started on a free loopback port. Killed at the end if it still runs.
+class HubProgram {
+public:
+    explicit HubProgram(const std::filesystem::path& data, std::vector<std::string> flags = {});
+    ~HubProgram();
+    HubProgram(const HubProgram&) = delete;
+    HubProgram& operator=(const HubProgram&) = delete;
+
+    [[nodiscard]] unsigned short port() const { return m_port; }
+    void signal(int number) const;
+    /// Reads stderr until it has `text`; false when time or the program is over before.
+    bool waitForLog(const std::string& text);
+    /// Waits for the end; the exit status, 128 + the signal that killed it, or -1 in time.
+    int wait(std::chrono::milliseconds time = kPatience);
+    /// All of stderr so far.
+    [[nodiscard]] const std::string& log() const { return m_log; }
+
+private:
+    bool readMore(std::chrono::steady_clock::time_point deadline);
+
+    pid_t m_pid = -1;
+    int m_stderr = -1;
+    int m_pidfd = -1;
+    unsigned short m_port = 0;
+    std::string m_log;
+};
+
+/// What a run of the program that is to fail said, and its exit status.
+struct Failure {
+    int status;
+    std::string text;
+};
+[[nodiscard]] Failure runToEnd(const std::vector<std::string>& flags);
+
+} // namespace sorrelwind::relay::test

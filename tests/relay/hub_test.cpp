@@ -1,0 +1,211 @@
+// The hub on a real store in memory, with a clock of its own.
+
+#include "relay/hub.h"
+#include "relay/sqlite_store.h"
+
+#include <boost/json.hpp>
+#include <gtest/gtest.h>
+
+namespace sorrelwind::relay {
+namespace {
+
+using namespace std::chrono_literals;
+
+class Listener : public Outlet {
+public:
+    bool send(const Frame& frame) override {
+        last = boost::json::parse(*frame).as_object();
+        return true;
+    }
+    void close(Goodbye) override {}
+
+    boost::json::object last;
+};
+
+class HubTest : public testing::Test {
+protected:
+    static Address address(const char* text) { return boost::asio::ip::make_address(text); }
+    Hub::Joined create(const char* name = "first") {
+        return *hub.createGroup({name, "linux"}, address("192.0.2.1"), now);
+    }
+    Answer<Hub::Joined> claim(const std::string& code, const char* from = "192.0.2.1") {
+        return hub.claim({code, {"second", "linux"}}, address(from), now);
+    }
+    static Member member(const Hub::Joined& joined) { return {joined.group, joined.device.id}; }
+    static int status(const Answer<Hub::Joined>& answer) {
+        return answer ? 200 : answer.error().status;
+    }
+
+    Limits limits = [] {
+        Limits some;
+        some.maxDevices = 3;
+        some.newGroups = 6;
+        some.claimFailures = 3;
+        some.publishBurst = 5;
+        return some;
+    }();
+    SqliteStore store{":memory:"};
+    Hub hub{store, limits};
+    Now now{Steady() + 1000h, 1'700'000'000'000};
+};
+
+TEST_F(HubTest, aTokenIsGoodUntilItsDeviceIsRemoved) {
+    const auto first = create();
+    const auto second = *claim(hub.createCode(member(first), now).code);
+    EXPECT_EQ(hub.authenticate(first.token, now), member(first));
+    EXPECT_EQ(hub.authenticate(second.token, now), member(second));
+    for (const auto& dead : {std::string(), first.token + 'x', first.group, std::string(9999, 'x')})
+        EXPECT_EQ(hub.authenticate(dead, now), std::nullopt);
+
+    const auto stranger = create("stranger");
+    EXPECT_EQ(hub.remove(member(stranger), second.device.id, now).error().status, 404);
+    EXPECT_EQ(hub.rename(member(stranger), second.device.id, "x", now).error().status, 404);
+    EXPECT_TRUE(hub.remove(member(first), second.device.id, now));
+    EXPECT_EQ(hub.authenticate(second.token, now), std::nullopt);
+    EXPECT_EQ(hub.remove(member(first), second.device.id, now).error().status, 404);
+
+    const auto code = hub.createCode(member(first), now).code;
+    EXPECT_TRUE(hub.remove(member(first), first.device.id, now));
+    EXPECT_EQ(hub.authenticate(first.token, now), std::nullopt);
+    EXPECT_EQ(status(claim(code)), 403) << "the group is gone with its last device";
+}
+
+TEST_F(HubTest, aCodeWorksOnceAndForTenMinutes) {
+    const auto first = create();
+    const auto code = hub.createCode(member(first), now);
+    EXPECT_EQ(code.expiresAt, now.unixMs + 600'000);
+    const auto lapsed = hub.createCode(member(first), now).code;
+    EXPECT_EQ(status(claim(code.code)), 200);
+    EXPECT_EQ(status(claim(code.code)), 403);
+    now = now.after(10min);
+    EXPECT_EQ(status(claim(lapsed)), 403);
+    const auto late = hub.createCode(member(first), now).code;
+    now = now.after(10min - 1ms);
+    EXPECT_EQ(status(claim(late)), 200);
+}
+
+TEST_F(HubTest, aGroupHasFourLiveCodesAndTheOldestLapses) {
+    const auto first = create();
+    std::vector<std::string> codes;
+    for (int i = 0; i < 5; ++i)
+        codes.push_back(hub.createCode(member(first), now).code);
+    EXPECT_EQ(status(claim(codes[0])), 403);
+    EXPECT_EQ(status(claim(codes[1])), 200);
+    EXPECT_EQ(status(claim(codes[4])), 200);
+    EXPECT_EQ(status(claim(codes[2])), 409) << "the group is full";
+    const auto full = claim(codes[2]);
+    EXPECT_NE(full.error().text.find('3'), std::string::npos);
+}
+
+TEST_F(HubTest, aRemovedDevicesCodesAreDead) {
+    const auto first = create();
+    const auto second = *claim(hub.createCode(member(first), now).code);
+    const auto code = hub.createCode(member(second), now).code;
+    EXPECT_TRUE(hub.remove(member(first), second.device.id, now));
+    EXPECT_EQ(status(claim(code)), 403);
+}
+
+TEST_F(HubTest, wrongCodesAreLimitedByAddressAndOverall) {
+    const auto first = create();
+    const auto code = hub.createCode(member(first), now).code;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(status(claim("AAAA-AAAA")), 403);
+    const auto blocked = claim(code);
+    ASSERT_EQ(status(blocked), 429) << "even the right code";
+    EXPECT_EQ(blocked.error().retryAfter, 60);
+    EXPECT_EQ(status(claim("AAAA-AAAA", "192.0.2.2")), 403);
+    now = now.after(1min);
+    EXPECT_EQ(status(claim(code)), 200);
+
+    const auto next = hub.createCode(member(first), now).code;
+    for (int i = 0; i < 30; ++i)
+        EXPECT_EQ(status(claim("AAAA-AAAA", ("192.0.3." + std::to_string(i)).c_str())), 403);
+    EXPECT_EQ(status(claim(next, "192.0.4.1")), 429);
+    now = now.after(1min);
+    EXPECT_EQ(status(claim(next, "192.0.4.1")), 200);
+}
+
+TEST_F(HubTest, newGroupsAreLimitedByAddress) {
+    for (int i = 0; i < 6; ++i)
+        create();
+    const NewDevice device{"x", "linux"};
+    const auto refused = hub.createGroup(device, address("192.0.2.1"), now);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().status, 429);
+    EXPECT_EQ(refused.error().retryAfter, 3600);
+    EXPECT_TRUE(hub.createGroup(device, address("192.0.2.2"), now));
+    now = now.after(1h);
+    EXPECT_TRUE(hub.createGroup(device, address("192.0.2.1"), now));
+}
+
+TEST_F(HubTest, theFirstSaltStands) {
+    const auto first = create();
+    EXPECT_EQ(hub.crypto(member(first)), std::nullopt);
+    const CryptoRecord record{1, "pbkdf2-sha256", 600000, "AAAAAAAAAAAAAAAAAAAAAA=="};
+    EXPECT_EQ(hub.setCrypto(member(first), record.salt), record);
+    EXPECT_EQ(hub.setCrypto(member(first), "////////////////////////"), record);
+    EXPECT_EQ(hub.crypto(member(first)), record);
+    EXPECT_EQ(hub.crypto(member(create("stranger"))), std::nullopt);
+}
+
+TEST_F(HubTest, aRepeatedItemCostsNothingAndATooQuickOneIsRefused) {
+    const auto first = create();
+    const auto second = *claim(hub.createCode(member(first), now).code);
+    Listener listener;
+    hub.open(member(second), listener, now);
+    const auto publish = [&](const std::string& id) {
+        const auto answer = hub.publish(member(first), {id, 1, "text/plain", "p"}, now);
+        return answer ? *answer : -answer.error().status;
+    };
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(publish("same"), 1);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(publish(std::to_string(i)), 1);
+    EXPECT_EQ(publish("one too many"), -429);
+    EXPECT_EQ(publish("3"), 1);
+    now = now.after(100ms);
+    EXPECT_EQ(publish("later"), 1);
+}
+
+TEST_F(HubTest, framesAreAnsweredWhereTheyAskForIt) {
+    const auto first = create();
+    Listener listener;
+    hub.open(member(first), listener, now);
+    const struct {
+        const char* frame;
+        const char* answer;
+    } cases[] = {
+        {R"({"type":"publish","item":{"id":"A","ts":1,"mime":"t","payload":"p"}})",
+         R"({"type":"ack","status":200,"ref":"A","recipients":0})"},
+        {R"({"type":"publish","item":{"id":"B","ts":"x","mime":"t","payload":"p"}})",
+         R"({"type":"ack","status":400,"ref":"B"})"},
+        {R"({"type":"publish","item":7})", R"({"type":"ack","status":400})"},
+        {R"({"type":"received","id":"A"})", "{}"},
+        {"rubbish", "{}"},
+    };
+    for (const auto& c : cases) {
+        listener.last = {};
+        hub.frame(member(first), listener, c.frame, now);
+        EXPECT_EQ(listener.last, boost::json::parse(c.answer)) << c.frame;
+    }
+}
+
+TEST_F(HubTest, lastSeenIsKnownAtOnceAndWrittenDownTogether) {
+    const auto first = create();
+    const auto second = *claim(hub.createCode(member(first), now).code);
+    const auto created = now.unixMs;
+    hub.tick(now);
+    now = now.after(10s);
+    EXPECT_TRUE(hub.authenticate(second.token, now));
+    Listener listener;
+    hub.open(member(first), listener, now);
+    const auto seen = listener.last.at("devices").at(1).at("lastSeen").as_int64();
+    EXPECT_EQ(seen, created + 10'000);
+    EXPECT_EQ(store.devices(first.group)[1].lastSeen, created) << "not a write for each request";
+    now = now.after(60s);
+    hub.tick(now);
+    EXPECT_EQ(store.devices(first.group)[1].lastSeen, created + 10'000);
+}
+
+} // namespace
+} // namespace sorrelwind::relay

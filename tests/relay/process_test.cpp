@@ -1,0 +1,204 @@
+// The program as a process: its life, its files, its log.
+
+#include "tests/relay/certificate.h"
+#include "tests/relay/client.h"
+#include "tests/relay/hub_program.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+
+namespace sorrelwind::relay::test {
+namespace {
+
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+unsigned modeOf(const fs::path& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 ? info.st_mode & 0777u : 0;
+}
+
+TEST(Process, keepsItsFilesPrivate) {
+    TemporaryFolder folder;
+    const auto data = folder.path() / "made" / "here";
+    ::umask(0);
+    const HubProgram hub(data);
+    ::umask(0022);
+    createGroup(hub.port());
+    EXPECT_EQ(modeOf(data), 0700u);
+    EXPECT_EQ(modeOf(data.parent_path()), 0700u);
+    for (const auto* file : {"hub.db", "hub.db-wal", "hub.db-shm"})
+        EXPECT_EQ(modeOf(data / file), 0600u) << file;
+}
+
+TEST(Process, losesNoMembershipWhenItIsKilled) {
+    TemporaryFolder folder;
+    std::vector<Device> devices;
+    std::string code;
+    for (int round = 0; round < 3; ++round) {
+        HubProgram hub(folder.path());
+        for (const auto& device : devices)
+            EXPECT_EQ(request(hub.port(), {"GET", "/crypto", {}, device.token}).status, 200);
+        if (!devices.empty()) {
+            const std::string claim = R"({"code":")" + code + R"(","name":"a","platform":"b"})";
+            EXPECT_EQ(request(hub.port(), {"POST", "/pair/claim", claim}).status, 200);
+        }
+        devices.push_back(createGroup(hub.port()));
+        devices.push_back(joinGroup(hub.port(), devices.back()));
+        code = request(hub.port(), {"POST", "/pair", {}, devices[0].token}).text("code");
+        hub.signal(SIGKILL);
+        EXPECT_EQ(hub.wait(), 128 + SIGKILL);
+    }
+}
+
+TEST(Process, leavesPolitelyAndSoon) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        TemporaryFolder folder;
+        HubProgram hub(folder.path());
+        const auto device = createGroup(hub.port());
+        Socket socket(hub.port(), device.token);
+        socket.next("hello");
+        Http idle(hub.port());
+        idle.send({"GET", "/healthz"});
+        RawConnection half(hub.port());
+        half.write("GET /healthz HTTP/1.1\r\nHost: h\r\n");
+        // A peer that never says goodbye must not hold the process up: its reader is never run.
+        Socket silent(hub.port(), device.token);
+        silent.next("hello");
+        Http(hub.port()).send({"GET", "/healthz"}); // by now the half request has been taken up
+        hub.signal(signal);
+        ASSERT_TRUE(hub.waitForLog("stopping"));
+        half.write("\r\n");
+        EXPECT_TRUE(half.readToEnd().starts_with("HTTP/1.1 503 "));
+        EXPECT_EQ(socket.closeCode(), 1001);
+        EXPECT_EQ(hub.wait(5s), 0);
+    }
+}
+
+TEST(Process, aRequestMustBeWholeIn15Seconds) {
+    TemporaryFolder folder;
+    const auto cert = folder.path() / "cert.pem";
+    const auto key = folder.path() / "key.pem";
+    writeCertificate(cert, key, 1);
+    const HubProgram hub(folder.path() / "plain");
+    const HubProgram tlsHub(folder.path() / "tls",
+                            {"--tls-cert", cert.string(), "--tls-key", key.string()});
+    RawConnection head(hub.port());
+    head.write("GET / HTTP/1.1\r\nHost");
+    RawConnection body(hub.port());
+    body.write("POST /groups HTTP/1.1\r\nHost: h\r\nContent-Length: 10\r\n\r\n{");
+    RawConnection silent(hub.port());
+    RawConnection handshake(tlsHub.port());
+    handshake.write("\x16\x03\x01");
+    for (auto* connection : {&head, &body, &silent, &handshake})
+        EXPECT_EQ(connection->readToEnd(), "");
+}
+
+TEST(Process, speaksTlsAndRenewsItsCertificate) {
+    TemporaryFolder folder;
+    const auto cert = folder.path() / "cert.pem";
+    const auto key = folder.path() / "key.pem";
+    writeCertificate(cert, key, 1);
+    HubProgram hub(folder.path(), {"--tls-cert", cert.string(), "--tls-key", key.string()});
+    EXPECT_TRUE(hub.waitForLog("listening on https://127.0.0.1:"));
+
+    const std::string create = R"({"name":"a","platform":"b"})";
+    const auto created = exchangeTls(hub.port(),
+                                     "POST /groups HTTP/1.1\r\nHost: h\r\nContent-Length: " +
+                                         std::to_string(create.size()) + "\r\n\r\n" + create,
+                                     "}");
+    EXPECT_EQ(created.serial, 1);
+    const auto at = created.text.find("\"token\":\"") + 9;
+    const auto token = created.text.substr(at, created.text.find('"', at) - at);
+    const auto socket = exchangeTls(
+        hub.port(),
+        "GET /ws?token=" + token +
+            " HTTP/1.1\r\nHost: h\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+            "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n",
+        "}]}");
+    EXPECT_NE(socket.text.find(R"("type":"hello")"), std::string::npos) << socket.text;
+
+    writeCertificate(cert, key, 2);
+    const std::string health = "GET /healthz HTTP/1.1\r\nHost: h\r\n\r\n";
+    EXPECT_EQ(exchangeTls(hub.port(), health, "}").serial, 1);
+    hub.signal(SIGHUP);
+    ASSERT_TRUE(hub.waitForLog("certificate renewed"));
+    EXPECT_EQ(exchangeTls(hub.port(), health, "}").serial, 2);
+
+    std::ofstream(cert) << "rubbish";
+    hub.signal(SIGHUP);
+    ASSERT_TRUE(hub.waitForLog("the old certificate stays"));
+    EXPECT_EQ(exchangeTls(hub.port(), health, "}").serial, 2);
+}
+
+TEST(Process, saysInOneSentenceWhyItCannotStart) {
+    TemporaryFolder folder;
+    const auto data = (folder.path() / "data").string();
+    const auto file = (folder.path() / "file").string();
+    std::ofstream(file) << "not a database, though long enough to look like one to a careless eye";
+    fs::create_directory(folder.path() / "bad");
+    fs::copy_file(file, folder.path() / "bad" / "hub.db");
+    const HubProgram running(folder.path() / "running");
+    const auto taken = "127.0.0.1:" + std::to_string(running.port());
+    const struct {
+        std::vector<std::string> flags;
+        int status;
+        std::string says;
+    } cases[] = {
+        {{"--data", data, "--listen", taken}, 1, "cannot listen on " + taken},
+        {{"--data", file, "--listen", "127.0.0.1:0"}, 1, "cannot use the directory"},
+        {{"--data", file + "/sub", "--listen", "127.0.0.1:0"}, 1, "cannot make the directory"},
+        {{"--data", (folder.path() / "bad").string()}, 1, "database"},
+        {{"--data", (folder.path() / "running").string()}, 1, "another sorrelwind-hub"},
+        {{"--data", data, "--web", data + "/none"}, 1, "cannot read the folder"},
+        {{"--data", data, "--tls-cert", file, "--tls-key", file}, 1, "cannot use the certificate"},
+        {{"--tls-cert", file}, 2, "--tls-key"},
+        {{"--listen", "localhost"}, 2, "not an IP address and a port"},
+        {{"--trusted-proxy", "10.0.0.0/99"}, 2, "not an address range"},
+        {{"--max-payload", "-1"}, 2, "--max-payload"},
+        {{"--nonsense"}, 2, "--nonsense"},
+    };
+    for (const auto& c : cases) {
+        const auto failure = runToEnd(c.flags);
+        EXPECT_EQ(failure.status, c.status) << failure.text;
+        EXPECT_NE(failure.text.find(c.says), std::string::npos) << failure.text;
+        const auto lines = std::count(failure.text.begin(), failure.text.end(), '\n');
+        EXPECT_TRUE(c.status == 2 || lines == 1) << failure.text;
+    }
+}
+
+TEST(Process, logsNoSecretsAndNoAddresses) {
+    TemporaryFolder folder;
+    HubProgram hub(folder.path(), {"--trusted-proxy", "127.0.0.1"});
+    const auto device = createGroup(hub.port());
+    const auto code = request(hub.port(), {"POST", "/pair", {}, device.token}).text("code");
+    const std::string claim = R"({"code":")" + code + R"(","name":"a secret name","platform":"b"})";
+    const std::map<std::string, std::string> from{{"X-Forwarded-For", "198.51.100.77"}};
+    const auto joined = request(hub.port(), {"POST", "/pair/claim", claim, {}, from});
+    EXPECT_EQ(request(hub.port(), {"POST", "/pair/claim", claim, {}, from}).status, 403);
+    {
+        Socket socket(hub.port(), device.token);
+        socket.publish(item("an-item-id", "sw1.some.ciphertext"));
+        socket.next("ack");
+    }
+    Socket(hub.port(), "wrong.token");
+    request(hub.port(), {"GET", "/ws?token=" + device.token});
+    hub.signal(SIGTERM);
+    EXPECT_EQ(hub.wait(), 0);
+    for (const auto* event : {"group created", "device joined", "claim refused", "socket opened",
+                              "socket closed", "stopped"})
+        EXPECT_NE(hub.log().find(event), std::string::npos) << event << " in " << hub.log();
+    for (const auto& secret :
+         {device.token, joined.text("token"), device.group, code, code.substr(0, 4),
+          std::string("wrong.token"), std::string("198.51.100"), std::string("secret name"),
+          std::string("an-item-id"), std::string("sw1.")})
+        EXPECT_EQ(hub.log().find(secret), std::string::npos) << secret << " in " << hub.log();
+}
+
+} // namespace
+} // namespace sorrelwind::relay::test

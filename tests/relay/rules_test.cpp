@@ -1,0 +1,293 @@
+// What texts from outside are taken for: names, codes, addresses, targets, bodies and frames.
+
+#include "relay/base64.h"
+#include "relay/client_address.h"
+#include "relay/identity.h"
+#include "relay/listen_address.h"
+#include "relay/pairing_code.h"
+#include "relay/requests.h"
+#include "relay/target.h"
+#include "relay/text_rules.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+namespace sorrelwind::relay {
+namespace {
+
+using namespace std::string_literals;
+
+TEST(Base64, knowsTheSizeOfStrictTextOnly) {
+    const struct {
+        const char* text;
+        std::optional<std::size_t> size;
+    } cases[] = {
+        {"", 0},         {"AA==", 1},    {"AAA=", 2},      {"AAAA", 3},  {"+/+/", 3},
+        {"AAAAAAA=", 5}, {"AAA", {}},    {"AAA=AAAA", {}}, {"=AAA", {}}, {"A===", {}},
+        {"====", {}},    {"AA\n==", {}}, {"AA==\n", {}},   {"-_-_", {}}, {"AB==", {}},
+        {"AAB=", {}},    {"AA= ", {}},   {"AAAA====", {}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(base64Size(c.text), c.size) << c.text;
+}
+
+TEST(Base64, writesUrlSafeTextWithoutPadding) {
+    // RFC 4648, section 10, and bytes that tell the two alphabets apart.
+    const auto encode = [](std::string_view bytes) {
+        return base64Url({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
+    };
+    EXPECT_EQ(encode(""), "");
+    EXPECT_EQ(encode("f"), "Zg");
+    EXPECT_EQ(encode("fo"), "Zm8");
+    EXPECT_EQ(encode("foobar"), "Zm9vYmFy");
+    EXPECT_EQ(encode("\xfb\xff\xfe"), "-__-");
+}
+
+TEST(Identity, tokensBeginWithTheirGroup) {
+    const auto group = newId();
+    EXPECT_EQ(group.size(), 22u);
+    EXPECT_EQ(group.find('.'), std::string::npos);
+    const auto token = newToken(group);
+    EXPECT_EQ(token.size(), 22u + 1 + 43);
+    EXPECT_TRUE(token.starts_with(group + '.'));
+    EXPECT_NE(token, newToken(group));
+}
+
+TEST(PairingCode, hasTheShapeAndUsesTheWholeAlphabet) {
+    std::set<char> seen;
+    for (int i = 0; i < 500; ++i) {
+        const auto code = newPairingCode();
+        ASSERT_EQ(code.size(), 9u);
+        ASSERT_EQ(code[4], '-');
+        seen.insert(code.begin(), code.end());
+        ASSERT_TRUE(canonicalCode(code)) << code;
+    }
+    seen.erase('-');
+    EXPECT_EQ(std::string(seen.begin(), seen.end()), "23456789ABCDEFGHJKMNPQRSTUVWXYZ");
+}
+
+TEST(PairingCode, isComparedWithoutSeparatorsAndCase) {
+    for (const auto* typed : {"ABCD-2345", "abcd2345", " aBcD 2345\n", "AB CD-23.45", "ABCD–2345"})
+        EXPECT_EQ(canonicalCode(typed), "ABCD2345") << typed;
+    for (const auto& typed : {""s, "ABCD-234"s, "ABCD-23456"s, "ABCD-234O"s, "ABCD-2341"s,
+                              "ÄBCD-234"s, std::string(100, ' ') + "ABCD2345"})
+        EXPECT_EQ(canonicalCode(typed), std::nullopt) << typed;
+}
+
+TEST(DeviceName, isTrimmedAndBounded) {
+    const std::string wide = "\U0001F4BB"; // one character of four bytes
+    std::string sixtyFour;
+    for (int i = 0; i < 64; ++i)
+        sixtyFour += wide;
+    const struct {
+        std::string text;
+        std::optional<std::string> name;
+    } cases[] = {
+        {"laptop", "laptop"},
+        {" \t\n laptop \r\n", "laptop"},
+        {"\u3000\u00a0手机\u2003", "手机"},
+        {"my  laptop", "my  laptop"},
+        {sixtyFour, sixtyFour},
+        {"  " + sixtyFour + "   ", sixtyFour},
+        {sixtyFour + "x", {}},
+        {"", {}},
+        {" \u3000 ", {}},
+        {"a\nb", {}},
+        {"a\tb", {}},
+        {"a\x1b[31m", {}},
+        {"\0a"s, {}},
+        {"a\0"s, {}},
+        {"a\x7f", {}},
+        {"a\u0085b", {}},
+        {"a\u2028b", {}},
+        {std::string(2000, ' ') + "a", {}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(deviceName(c.text), c.name) << c.text;
+}
+
+TEST(ClientAddress, believesTrustedProxiesOnly) {
+    const std::vector<Cidr> trusted{*Cidr::parse("127.0.0.0/8"), *Cidr::parse("10.1.2.0/23"),
+                                    *Cidr::parse("fd00::/8"), *Cidr::parse("::1")};
+    const struct {
+        const char* peer;
+        const char* forwarded;
+        const char* client;
+    } cases[] = {
+        {"203.0.113.9", "198.51.100.1", "203.0.113.9"}, // an untrusted peer says what it likes
+        {"127.0.0.1", "", "127.0.0.1"},
+        {"127.0.0.1", "198.51.100.1", "198.51.100.1"},
+        {"127.0.0.1", "192.0.2.66, 198.51.100.1", "198.51.100.1"},
+        {"127.0.0.1", "192.0.2.66, 198.51.100.1, 10.1.3.255", "198.51.100.1"},
+        {"127.0.0.1", "192.0.2.66, 10.1.4.0", "10.1.4.0"},
+        {"127.0.0.1", "10.1.2.1,10.1.3.1", "10.1.2.1"},
+        {"127.0.0.1", "198.51.100.1, rubbish", "127.0.0.1"},
+        {"127.0.0.1", "198.51.100.1,,", "127.0.0.1"},
+        {"127.0.0.1", "198.51.100.1:4711", "198.51.100.1"},
+        {"::1", "[2001:db8::7]:443", "2001:db8::7"},
+        {"fd12::1", "2001:db8::7", "2001:db8::7"},
+        {"::ffff:127.0.0.1", "::ffff:198.51.100.1", "198.51.100.1"},
+        {"127.0.0.1", "[2001:db8::7", "127.0.0.1"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(clientAddress(boost::asio::ip::make_address(c.peer), c.forwarded, trusted),
+                  boost::asio::ip::make_address(c.client))
+            << c.peer << " " << c.forwarded;
+    for (const auto* bad : {"", "10.0.0.0/33", "10.0.0.0/", "10.0.0.0/-1", "::/129", "host/8",
+                            "10.0.0.0/8x", "10.0.0.0/8/8"})
+        EXPECT_FALSE(Cidr::parse(bad)) << bad;
+    EXPECT_TRUE(Cidr::parse("0.0.0.0/0")->contains(boost::asio::ip::make_address("8.8.8.8")));
+    EXPECT_FALSE(Cidr::parse("0.0.0.0/0")->contains(boost::asio::ip::make_address("2001:db8::")));
+}
+
+TEST(ClientAddress, isLimitedByNetwork) {
+    const auto key = [](const char* text) { return limitKey(boost::asio::ip::make_address(text)); };
+    EXPECT_NE(key("192.0.2.1"), key("192.0.2.2"));
+    EXPECT_EQ(key("192.0.2.1"), key("::ffff:192.0.2.1"));
+    EXPECT_EQ(key("2001:db8:0:1::1"), key("2001:db8:0:1:ffff::2"));
+    EXPECT_NE(key("2001:db8:0:1::1"), key("2001:db8:0:2::1"));
+}
+
+TEST(ListenAddress, readsLiteralsOnly) {
+    for (const auto* good : {"127.0.0.1:8787", "0.0.0.0:0", "[::1]:65535", "[::]:80"}) {
+        const auto address = ListenAddress::parse(good);
+        ASSERT_TRUE(address) << good;
+        EXPECT_EQ(address->text(), good);
+    }
+    for (const auto* bad :
+         {"", ":", "127.0.0.1", "8787", "localhost:80", "127.0.0.1:65536", "127.0.0.1:-1",
+          "127.0.0.1:", "127.0.0.1:80x", "::1:80", "[::1]", "[127.0.0.1]:80", "[]:80"})
+        EXPECT_FALSE(ListenAddress::parse(bad)) << bad;
+}
+
+TEST(Target, findsPathQueryAndToken) {
+    EXPECT_EQ(pathOf("/ws?token=a?b"), "/ws");
+    EXPECT_EQ(pathOf("/"), "/");
+    EXPECT_EQ(pathOf(""), "");
+    const struct {
+        const char* target;
+        std::optional<std::string> token;
+    } queries[] = {
+        {"/ws?token=g.abc", "g.abc"},
+        {"/ws?x=1&token=g%2Eabc%5f", "g.abc_"},
+        {"/ws?token=a&token=b", "a"},
+        {"/ws?token=a+b", "a+b"},
+        {"/ws?token=", ""},
+        {"/ws", {}},
+        {"/ws?", {}},
+        {"/ws?tokens=a", {}},
+        {"/ws?token", {}},
+        {"/ws?token=%", {}},
+        {"/ws?token=%4", {}},
+        {"/ws?token=%zz", {}},
+        {"/ws?token=%-1", {}},
+        {"/ws?&&token=a", "a"},
+    };
+    for (const auto& q : queries)
+        EXPECT_EQ(queryItem(q.target, "token"), q.token) << q.target;
+    EXPECT_EQ(bearerToken("Bearer abc"), "abc");
+    EXPECT_EQ(bearerToken("bearer   abc"), "abc");
+    for (const auto* none : {"", "Bearer", "Bearer ", "Basic abc", "abc", "Bearerabc"})
+        EXPECT_EQ(bearerToken(none), "") << none;
+}
+
+/// The refusal of a body, "" if it is good.
+template <class T>
+std::string refusalOf(const Answer<T>& answer) {
+    return answer ? "" : std::to_string(answer.error().status) + ' ' + answer.error().text;
+}
+
+TEST(Requests, sayWhichFieldIsWrong) {
+    const auto salt = [](const std::string& text) {
+        return refusalOf(readSalt(R"({"salt":")" + text + "\"}"));
+    };
+    EXPECT_EQ(salt("AAAAAAAAAAA="), "");                // 8 bytes
+    EXPECT_EQ(salt(std::string(84, 'A') + "AA=="), ""); // 64 bytes
+    const struct {
+        std::string refusal;
+        const char* field;
+    } cases[] = {
+        {refusalOf(readNewDevice("")), "JSON"},
+        {refusalOf(readNewDevice("[]")), "JSON"},
+        {refusalOf(readNewDevice("{} x")), "JSON"},
+        {refusalOf(readNewDevice(std::string(10000, '['))), "JSON"},
+        {refusalOf(readNewDevice("{\"name\":\"\xff\",\"platform\":\"linux\"}")), "JSON"},
+        {refusalOf(readNewDevice(R"({"platform":"linux"})")), "name"},
+        {refusalOf(readNewDevice(R"({"name":1,"platform":"linux"})")), "name"},
+        {refusalOf(readNewDevice(R"({"name":"a\u0007","platform":"linux"})")), "name"},
+        {refusalOf(readNewDevice(R"({"name":"a"})")), "platform"},
+        {refusalOf(readNewDevice(R"({"name":"a","platform":"Linux"})")), "platform"},
+        {refusalOf(readNewDevice(R"({"name":"a","platform":""})")), "platform"},
+        {refusalOf(readClaim(R"({"name":"a","platform":"linux"})")), "code"},
+        {refusalOf(readClaim(R"({"code":12345678,"name":"a","platform":"linux"})")), "code"},
+        {refusalOf(readName(R"({"name":null})")), "name"},
+        {salt(""), "salt"},
+        {salt("AAAAAAAAAA=="), "salt"}, // 7 bytes
+        {salt(std::string(84, 'A') + "AAA="), "salt"},
+        {salt("AAAAAAAAAAA"), "salt"},
+        {refusalOf(readSalt("{}")), "salt"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_TRUE(c.refusal.starts_with("400 ")) << c.refusal;
+        EXPECT_NE(c.refusal.find(c.field), std::string::npos) << c.refusal << " / " << c.field;
+    }
+    EXPECT_EQ(readNewDevice(R"({"name":" a ","platform":"x-2","more":[1]})")->name, "a");
+}
+
+TEST(Requests, itemsAreCheckedFieldByField) {
+    const auto read = [](const std::string& id, const std::string& ts, const std::string& mime,
+                         const std::string& payload) {
+        return readItem(R"({"id":)" + id + R"(,"ts":)" + ts + R"(,"mime":)" + mime +
+                            R"(,"payload":)" + payload + "}",
+                        10);
+    };
+    const auto good = read(R"("A-1")", "-5", R"("text/plain")", R"("0123456789")");
+    ASSERT_TRUE(good);
+    EXPECT_EQ(good->ts, -5);
+    EXPECT_EQ(good->payload, "0123456789");
+    EXPECT_EQ(read(R"("A")", "2.0", R"("t")", R"("")")->ts, 2);
+    EXPECT_EQ(read(R"("A")", "1", R"("t")", R"("\u00e9\u00e9\u00e9\u00e9\u00e9")")->payload.size(),
+              10u);
+    const std::string long65 = '"' + std::string(65, 'x') + '"';
+    const std::string long128 = '"' + std::string(128, 'x') + '"';
+    const struct {
+        Answer<Item> answer;
+        const char* refusal;
+    } bad[] = {
+        {read(R"("")", "1", R"("t")", R"("")"), "400 id"},
+        {read(long65, "1", R"("t")", R"("")"), "400 id"},
+        {read(R"("a\nb")", "1", R"("t")", R"("")"), "400 id"},
+        {read("7", "1", R"("t")", R"("")"), "400 id"},
+        {read(R"("A")", "1.5", R"("t")", R"("")"), "400 ts"},
+        {read(R"("A")", R"("1")", R"("t")", R"("")"), "400 ts"},
+        {read(R"("A")", "1e300", R"("t")", R"("")"), "400 ts"},
+        {read(R"("A")", "18446744073709551615", R"("t")", R"("")"), "400 ts"},
+        {read(R"("A")", "1", R"("")", R"("")"), "400 mime"},
+        {read(R"("A")", "1", long128, R"("")"), "400 mime"},
+        {read(R"("A")", "1", R"("t")", "null"), "400 payload"},
+        {read(R"("A")", "1", R"("t")", R"("01234567890")"), "413 the payload is larger than 10 "},
+    };
+    for (const auto& c : bad)
+        EXPECT_TRUE(refusalOf(c.answer).starts_with(c.refusal)) << refusalOf(c.answer);
+}
+
+TEST(Requests, framesThatAreNotKnownAreNothing) {
+    for (const auto* text :
+         {"", "null", "[]", "{}", "{", R"({"type":1})", R"({"type":"hello"})",
+          R"({"type":"received"})", R"({"type":"received","id":7})", R"({"type":"Publish"})"})
+        EXPECT_TRUE(std::holds_alternative<std::monostate>(readFrame(text, 0))) << text;
+    const auto receipt = readFrame(R"({"type":"received","id":"A"})", 0);
+    EXPECT_EQ(std::get<ReceivedFrame>(receipt).id, "A");
+
+    const auto ref = [](const char* text) {
+        return std::get<PublishFrame>(readFrame(text, 0)).ref;
+    };
+    EXPECT_EQ(ref(R"({"type":"publish"})"), "");
+    EXPECT_EQ(ref(R"({"type":"publish","item":{"id":5}})"), "");
+    EXPECT_EQ(ref(R"({"type":"publish","item":{"id":"A"}})"), "A");
+}
+
+} // namespace
+} // namespace sorrelwind::relay

@@ -1,0 +1,71 @@
+// A folder served from memory: what is found, as what, and what never is.
+
+#include "relay/site.h"
+#include "relay/state_directory.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include <cstdlib>
+
+namespace sorrelwind::relay {
+namespace {
+
+namespace fs = std::filesystem;
+
+class SiteTest : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "site-test-XXXXXX").string();
+        ASSERT_NE(::mkdtemp(name.data()), nullptr);
+        folder = name;
+    }
+    void TearDown() override { fs::remove_all(folder); }
+    void write(const fs::path& file, const std::string& content) const {
+        fs::create_directories((folder / file).parent_path());
+        std::ofstream(folder / file) << content;
+    }
+
+    fs::path folder;
+};
+
+TEST_F(SiteTest, servesTheFilesOfItsFolderAndNothingElse) {
+    write("root/index.html", "<p>hi");
+    write("root/assets/app.js", "1");
+    write("root/icon.svg", "<svg/>");
+    write("root/data.xyz", "?");
+    write("root/.secret", "no");
+    write("root/.git/config.txt", "no");
+    write("outside.txt", "no");
+    const Site site(folder / "root");
+    const struct {
+        const char* path;
+        const char* type;
+    } found[] = {
+        {"/", "text/html; charset=utf-8"},
+        {"/index.html", "text/html; charset=utf-8"},
+        {"/assets/app.js", "text/javascript; charset=utf-8"},
+        {"/icon.svg", "image/svg+xml"},
+        {"/data.xyz", "application/octet-stream"},
+    };
+    for (const auto& c : found) {
+        ASSERT_NE(site.find(c.path), nullptr) << c.path;
+        EXPECT_EQ(site.find(c.path)->type, c.type);
+    }
+    EXPECT_EQ(site.find("/")->body, "<p>hi");
+    EXPECT_NE(site.find("/")->etag, site.find("/icon.svg")->etag);
+    for (const auto* path :
+         {"", "/../outside.txt", "/assets/../../outside.txt", "/assets", "/.secret",
+          "/.git/config.txt", "//index.html", "/assets/", "/%2e%2e/outside.txt"})
+        EXPECT_EQ(site.find(path), nullptr) << path;
+}
+
+TEST_F(SiteTest, aFolderWithoutAnIndexIsAMistake) {
+    write("page.html", "x");
+    EXPECT_THROW(Site{folder}, StartError);
+    EXPECT_THROW(Site{folder / "missing"}, StartError);
+}
+
+} // namespace
+} // namespace sorrelwind::relay

@@ -1,0 +1,222 @@
+// The WebSocket of the real program.
+
+#include "tests/relay/client.h"
+#include "tests/relay/hub_program.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <set>
+
+namespace sorrelwind::relay::test {
+namespace {
+
+namespace json = boost::json;
+
+class SocketTest : public testing::Test {
+protected:
+    explicit SocketTest(std::vector<std::string> flags = {}) : hub(folder.path(), flags) {}
+
+    Socket open(const Device& device) { return {hub.port(), device.token}; }
+    Reply send(const Request& wanted) { return request(hub.port(), wanted); }
+
+    TemporaryFolder folder;
+    HubProgram hub;
+    Device anna = createGroup(hub.port(), "Anna");
+    Device bert = joinGroup(hub.port(), anna, "Bert");
+};
+
+std::string idOf(const json::object& frame) {
+    return std::string(frame.at("item").at("id").as_string());
+}
+
+/// Which devices of a list are online.
+std::set<std::string> online(const json::object& frame) {
+    std::set<std::string> ids;
+    for (const auto& device : frame.at("devices").as_array())
+        if (device.at("online").as_bool())
+            ids.insert(std::string(device.at("id").as_string()));
+    return ids;
+}
+
+/// Reads device lists until one shows these online.
+void waitForOnline(Socket& socket, const std::set<std::string>& ids) {
+    while (online(socket.next("devices")) != ids) {
+    }
+}
+
+TEST_F(SocketTest, relaysBetweenTwoDevices) {
+    auto a = open(anna);
+    const auto hello = a.next("hello");
+    EXPECT_FALSE(hello.contains("item"));
+    ASSERT_EQ(hello.at("devices").as_array().size(), 2u);
+    const auto& first = hello.at("devices").at(0).as_object();
+    EXPECT_EQ(first.at("id"), json::string(anna.id));
+    EXPECT_EQ(first.at("name"), "Anna");
+    EXPECT_EQ(first.at("platform"), "linux");
+    EXPECT_TRUE(first.at("online").as_bool());
+    EXPECT_GE(first.at("lastSeen").as_int64(), first.at("createdAt").as_int64());
+    EXPECT_FALSE(hello.at("devices").at(1).at("online").as_bool());
+
+    auto b = open(bert);
+    b.next("hello");
+    waitForOnline(a, {anna.id, bert.id});
+    waitForOnline(b, {anna.id, bert.id});
+
+    a.publish(item("1", "sw1.secret.text"));
+    const auto ack = a.next("ack");
+    EXPECT_EQ(ack.at("ref"), "1");
+    EXPECT_EQ(ack.at("status"), 200);
+    EXPECT_EQ(ack.at("recipients"), 1);
+    auto expected = item("1", "sw1.secret.text");
+    expected["from"] = anna.id;
+    expected["device"] = "Anna";
+    EXPECT_EQ(b.next("item").at("item"), json::value(expected));
+
+    // The fallback of a client that has lost its answer.
+    const auto again = send({"POST", "/items", json::serialize(item("1", "sw1.x.y")), anna.token});
+    EXPECT_EQ(again.body, R"({"recipients":1})");
+    EXPECT_EQ(send({"POST", "/items", json::serialize(item("2")), anna.token}).status, 200);
+    EXPECT_EQ(idOf(b.next("item")), "2") << "item 1 came twice";
+
+    EXPECT_EQ(send({"PATCH", "/devices/" + bert.id, R"({"name":"Berta"})", anna.token}).status,
+              200);
+    EXPECT_EQ(b.next("devices").at("devices").at(1).at("name"), "Berta");
+    EXPECT_EQ(a.next("devices").at("devices").at(1).at("name"), "Berta");
+    for (const auto& file : std::filesystem::directory_iterator(folder.path())) {
+        std::ifstream stream(file.path(), std::ios::binary);
+        const std::string bytes(std::istreambuf_iterator<char>(stream), {});
+        EXPECT_EQ(bytes.find("sw1.secret.text"), std::string::npos) << "an item is on disk";
+    }
+}
+
+TEST_F(SocketTest, itemsKeepTheirOrder) {
+    auto a = open(anna);
+    auto b = open(bert);
+    for (int i = 0; i < 40; ++i) {
+        if (i % 4 == 3)
+            EXPECT_EQ(send({"POST", "/items", json::serialize(item(std::to_string(i))), anna.token})
+                          .status,
+                      200);
+        else
+            a.publish(item(std::to_string(i)));
+        if (i % 4 == 2) // REST and socket are two ways in: order is that of acceptance
+            while (a.next("ack").at("ref") != json::string(std::to_string(i))) {
+            }
+    }
+    for (int i = 0; i < 40; ++i)
+        EXPECT_EQ(idOf(b.next("item")), std::to_string(i));
+}
+
+TEST_F(SocketTest, aLateDeviceGetsTheNewestItemOnce) {
+    auto a = open(anna);
+    a.publish(item("old"));
+    a.publish(item("new"));
+    EXPECT_EQ(a.next("ack").at("recipients"), 0);
+    EXPECT_EQ(a.next("ack").at("recipients"), 0);
+    {
+        auto b = open(bert);
+        EXPECT_EQ(idOf(b.next("hello")), "new");
+    }
+    {
+        auto b = open(bert);
+        EXPECT_EQ(idOf(b.next("hello")), "new") << "no receipt was sent";
+        b.send({{"type", "received"}, {"id", "new"}});
+        b.publish(item("mark")); // answered in order, so the receipt has arrived by then
+        b.next("ack");
+    }
+    auto b = open(bert);
+    EXPECT_FALSE(b.next("hello").contains("item"));
+}
+
+TEST_F(SocketTest, whatItDoesNotUnderstandIsIgnored) {
+    auto a = open(anna);
+    for (const auto* text : {"", "rubbish", "{}", "[1]", R"({"type":"dance"})", R"({"type":5})",
+                             R"({"type":"received"})"})
+        a.sendText(text);
+    a.sendText(R"({"type":"publish","item":{"id":"bad","ts":"now"}})");
+    const auto refused = a.next("ack");
+    EXPECT_EQ(refused.at("ref"), "bad");
+    EXPECT_EQ(refused.at("status"), 400);
+    EXPECT_FALSE(refused.contains("recipients"));
+    a.publish(item("good"));
+    EXPECT_EQ(a.next("ack").at("status"), 200);
+}
+
+TEST_F(SocketTest, aDeadTokenIsRefusedAtTheUpgrade) {
+    EXPECT_EQ(Socket(hub.port(), anna.token + "x").status(), 401);
+    EXPECT_EQ(Socket(hub.port(), "").status(), 401);
+    auto escaped = anna.token;
+    escaped.replace(escaped.find('.'), 1, "%2e");
+    EXPECT_EQ(Socket(hub.port(), escaped).status(), 101);
+}
+
+TEST_F(SocketTest, aRemovedDeviceIsToldAndCutOff) {
+    auto a = open(anna);
+    auto b = open(bert);
+    b.next("hello");
+    waitForOnline(a, {anna.id, bert.id});
+    EXPECT_EQ(send({"DELETE", "/devices/" + bert.id, {}, anna.token}).status, 200);
+    b.next("removed");
+    EXPECT_EQ(b.closeCode(), 1008);
+    EXPECT_EQ(Socket(hub.port(), bert.token).status(), 401);
+    json::object list;
+    do {
+        list = a.next("devices");
+    } while (list.at("devices").as_array().size() != 1);
+    EXPECT_EQ(online(list), std::set<std::string>{anna.id});
+}
+
+TEST_F(SocketTest, aDeviceHoldsFourSockets) {
+    auto b = open(bert);
+    auto oldest = open(anna);
+    std::vector<Socket> others;
+    for (int i = 0; i < 3; ++i)
+        others.push_back(open(anna));
+    for (auto& socket : others)
+        socket.next("hello");
+    auto fifth = open(anna);
+    EXPECT_EQ(oldest.closeCode(), 1008);
+    b.publish(item("1"));
+    EXPECT_EQ(b.next("ack").at("recipients"), 1);
+    EXPECT_EQ(idOf(fifth.next("item")), "1");
+    EXPECT_EQ(idOf(others[0].next("item")), "1");
+}
+
+class SmallPayloadTest : public SocketTest {
+protected:
+    SmallPayloadTest() : SocketTest({"--max-payload", "300000", "--publish-rate", "0"}) {}
+};
+
+TEST_F(SmallPayloadTest, largeItemsAreRefusedAndLargerFramesCloseTheSocket) {
+    auto a = open(anna);
+    a.publish(item("fits", std::string(300'000, '"'))); // each escaped to two bytes
+    EXPECT_EQ(a.closeCode(), 1009);
+    auto again = open(anna);
+    again.publish(item("fits", std::string(300'000, 'x')));
+    EXPECT_EQ(again.next("ack").at("status"), 200);
+    again.publish(item("large", std::string(300'001, 'x')));
+    const auto ack = again.next("ack");
+    EXPECT_EQ(ack.at("ref"), "large");
+    EXPECT_EQ(ack.at("status"), 413);
+}
+
+TEST_F(SmallPayloadTest, aSlowReaderIsClosedAndFindsTheNewestItemLater) {
+    auto a = open(anna);
+    auto slow = open(bert);
+    waitForOnline(a, {anna.id, bert.id});
+    // Nothing is read on `slow` while more is published than its queue and the kernel can hold.
+    int last = 0;
+    for (; last < 400; ++last) {
+        a.publish(item(std::to_string(last), std::string(300'000, 'x')));
+        if (a.next("ack").at("recipients") == 0)
+            break;
+    }
+    EXPECT_LT(last, 400);
+    EXPECT_EQ(slow.closeCode(), 1013);
+    auto back = open(bert);
+    EXPECT_EQ(idOf(back.next("hello")), std::to_string(last));
+}
+
+} // namespace
+} // namespace sorrelwind::relay::test
