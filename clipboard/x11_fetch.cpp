@@ -74,8 +74,8 @@ void X11Fetch::ask(Stage stage, xcb_atom_t target) {
 
 void X11Fetch::handle(const xcb_selection_notify_event_t& event) {
     // An answer bears the time of its request, so one of another time is to an earlier fetch.
-    const bool ours = event.time == m_time || event.time == XCB_CURRENT_TIME ||
-                      m_time == XCB_CURRENT_TIME;
+    const bool ours =
+        event.time == m_time || event.time == XCB_CURRENT_TIME || m_time == XCB_CURRENT_TIME;
     if (!active() || m_answered || !ours || event.target != m_target) {
         return;
     }
