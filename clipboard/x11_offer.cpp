@@ -186,6 +186,7 @@ void X11Offer::handOver() {
     if (!manager || manager->owner == XCB_NONE) {
         return;
     }
+    // The manager reads from here what to save, and asks us for each before it answers.
     putAtoms(m_connection.window(), atoms.handOver, atoms.text);
     xcb_convert_selection(xcb, m_connection.window(), atoms.clipboardManager, atoms.saveTargets,
                           atoms.handOver, m_time);
