@@ -11,9 +11,9 @@
 
 #include <QCoreApplication>
 #include <QNetworkAccessManager>
-#include <QNetworkProxyFactory>
 
 #include <cstdio>
+#include <malloc.h>
 
 namespace sorrelwind {
 
@@ -40,6 +40,11 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
                       u"or name another directory with --config-dir.")
                 .arg(store.dir()));
     }
+
+    // A large copy passes through several buffers; their memory goes back to the system with them
+    // instead of staying with the program, and the text in it too.
+    mallopt(M_MMAP_THRESHOLD, 512 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 1024 * 1024);
 
     const QuitOnSignal quitOnSignal;
     QNetworkAccessManager network;
