@@ -5,6 +5,7 @@
 #include "app/control_client.h"
 #include "app/file_lock.h"
 #include "app/secret_input.h"
+#include "base/printable.h"
 #include "crypto/group_setup.h"
 #include "hub/hub_api.h"
 
@@ -13,6 +14,7 @@
 #include <QNetworkAccessManager>
 #include <QSysInfo>
 
+#include <cerrno>
 #include <cstdio>
 
 namespace sorrelwind {
@@ -34,6 +36,8 @@ public:
                     .arg(m_store.dir(), prepared.error()));
         }
         const auto lock = FileLock::tryLock(m_store.dir() + QStringLiteral("/setup.lock"));
+        if (!lock && lock.error() != EWOULDBLOCK)
+            return fail(lockSentence(m_store.dir(), lock.error(), m_l10n.lang()));
         if (!lock) {
             return fail(text(u"另一个 create 或 join 正在进行，请等它结束",
                              u"Another create or join is under way — wait for it to end"));
@@ -128,7 +132,7 @@ private:
                         : setup.create(server, deviceName(), m_passphrase, progress);
         const auto account = co_await std::move(task);
         if (!account) {
-            finish(fail(setupMessage(account.error(), m_l10n.lang())));
+            finish(fail(printable(setupMessage(account.error(), m_l10n.lang()))));
             co_return;
         }
         if (const auto saved = m_store.save(*account); !saved) {
@@ -152,7 +156,7 @@ private:
                             u"Group made on %2; this device is called “%1”.")
                      : text(u"已加入设备组，本机名为“%1”，服务器 %2",
                             u"Joined the group on %2; this device is called “%1”."))
-                .arg(account.deviceName, account.server));
+                .arg(printable(account.deviceName), account.server));
         if (!account.key)
             say(text(u"这个设备组没有加密密钥，内容不会加密。",
                      u"This group has no encryption key: what is copied is not encrypted."));
