@@ -142,7 +142,7 @@ TEST(WireRecords, RubbishFramesAreNoEnvelopes) {
 TEST(ErrorText, IsTheErrorMemberIfItIsAText) {
     const std::pair<const char*, std::optional<QString>> kTable[] = {
         {R"({"error":"No such group","code":7})", u"No such group"_qs},
-        {R"({"error":""})", QString()},
+        {R"({"error":""})", {}}, // no words at all
         {R"({"error":null})", {}},
         {R"({"error":5})", {}},
         {R"({"message":"x"})", {}},
