@@ -11,7 +11,9 @@ namespace sorrelwind {
 
 bool isComposited() {
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (!x11)
+    // Platforms other than X11 may answer too, without a connection.
+    xcb_connection_t* connection = x11 ? x11->connection() : nullptr;
+    if (!connection)
         return true;
     // EWMH, "_NET_WM_CM_Sn Manager Selection": a compositor owns it.
     int display = 0;
@@ -24,7 +26,6 @@ bool isComposited() {
     struct Free {
         void operator()(void* reply) const { std::free(reply); }
     };
-    xcb_connection_t* connection = x11->connection();
     const std::unique_ptr<xcb_intern_atom_reply_t, Free> atom(xcb_intern_atom_reply(
         connection,
         xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.constData()),

@@ -75,8 +75,8 @@ DeviceRow::DeviceRow(QWidget* parent)
     row->setSpacing(Space::s3);
     row->addWidget(m_badge, 0, Qt::AlignTop);
     row->addLayout(texts, 1);
-    row->addWidget(m_online);
     row->addWidget(m_remove);
+    row->addWidget(m_online);
     showParts();
 }
 
@@ -126,6 +126,10 @@ void DeviceRow::setConfirming(bool confirming) {
 void DeviceRow::showParts() {
     m_subtitle->setVisible(!m_confirming);
     m_question->setVisible(m_confirming);
+    // The buttons of all rows stand in one column, online or not.
+    QSizePolicy room = m_online->sizePolicy();
+    room.setRetainSizeWhenHidden(!m_confirming);
+    m_online->setSizePolicy(room);
     m_online->setVisible(!m_confirming && m_device.online);
     m_remove->setVisible(!m_confirming && !m_isSelf);
     const bool seen = underMouse() || m_remove->hasFocus();

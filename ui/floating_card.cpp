@@ -38,6 +38,7 @@ void FloatingCard::setContent(QWidget* content) {
     delete m_content;
     m_content = content;
     layout()->addWidget(content);
+    content->show(); // at once, also in a card that is seen already
 }
 
 QRect FloatingCard::cardRect() const {
@@ -50,6 +51,7 @@ void FloatingCard::placeUnder(std::optional<QRect> anchor, QSize size, int gap) 
     layout()->setContentsMargins(margin, margin, margin, margin);
     setGeometry(frameUnder(size, anchor, screens(), gap)
                     .marginsAdded(QMargins(margin, margin, margin, margin)));
+    layout()->activate();
     update();
 }
 

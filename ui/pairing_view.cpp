@@ -2,9 +2,9 @@
 
 #include "ui/code_groups.h"
 #include "ui/controls/brand_button.h"
-#include "ui/controls/symbol_badge.h"
 #include "ui/controls/text_label.h"
 #include "ui/countdown_ring.h"
+#include "ui/glyph.h"
 #include "ui/palette.h"
 #include "ui/qr_card.h"
 #include "ui/spring_mark.h"
@@ -34,7 +34,7 @@ TextLabel* centred(int size, QFont::Weight weight, TextRole role) {
 
 QVBoxLayout* columnOf(QWidget* page) {
     auto* column = new QVBoxLayout(page);
-    column->setContentsMargins(Space::s5, Space::s5, Space::s5, Space::s5);
+    column->setContentsMargins(Space::s5, Space::s4, Space::s5, Space::s4);
     column->setSpacing(0);
     return column;
 }
@@ -67,6 +67,8 @@ QWidget* PairingView::codePage() {
             onCopy();
     });
     m_keyWarning = centred(Size::caption, QFont::Normal, TextRole::warning);
+    // Narrower than the page, so that two lines are of like length.
+    m_keyWarning->setContentsMargins(Space::s10, 0, Space::s10, 0);
     m_loopback = centred(Size::caption, QFont::Medium, TextRole::warning);
     m_orType = centred(Size::footnote, QFont::Normal, TextRole::secondary);
 
@@ -95,8 +97,10 @@ QWidget* PairingView::codePage() {
 QLayout* PairingView::codeRow() {
     m_code = new CodeGroups;
     m_ring = new CountdownRing;
+    QSizePolicy keepsRoom = m_ring->sizePolicy();
+    keepsRoom.setRetainSizeWhenHidden(true);
+    m_ring->setSizePolicy(keepsRoom);
     m_valid = new TextLabel({}, Size::caption, QFont::Normal, TextRole::secondary);
-    m_valid->setFixedWidth(116);
     auto* row = new QHBoxLayout;
     row->setSpacing(Space::s3);
     row->addStretch();
@@ -113,7 +117,8 @@ QLayout* PairingView::stepsRow() {
         m_steps.append({zh, en, centred(Size::caption, QFont::Normal, TextRole::secondary)});
         auto* column = new QVBoxLayout;
         column->setSpacing(Space::s1);
-        column->addWidget(new SymbolBadge(QLatin1StringView(symbol), 26), 0, Qt::AlignHCenter);
+        column->addWidget(new Glyph(QLatin1StringView(symbol), 20, TextRole::accent), 0,
+                          Qt::AlignHCenter);
         column->addWidget(m_steps.last().label);
         row->addLayout(column, 1);
     };
@@ -160,8 +165,9 @@ QWidget* PairingView::failedPage() {
 
     auto* column = columnOf(page);
     column->addStretch();
-    column->addWidget(new SymbolBadge(QStringLiteral("exclamationmark.triangle.fill"), kMark), 0,
-                      Qt::AlignHCenter);
+    column->addWidget(
+        new Glyph(QStringLiteral("exclamationmark.triangle.fill"), 48, TextRole::warning), 0,
+        Qt::AlignHCenter);
     column->addSpacing(Space::s4);
     column->addWidget(m_error);
     column->addSpacing(Space::s5);
@@ -218,7 +224,10 @@ void PairingView::renderCode() {
     m_loopback->setVisible(m_state.serverIsLoopback());
     m_orType->setText(m_l10n.text(u"或手动输入配对码", u"Or type the pairing code"));
     m_code->setCode(m_state.code());
+    m_ring->setVisible(!m_state.url().isEmpty());
     m_ring->setTime(m_state.expiresAt(), QDateTime::currentDateTimeUtc(), !ready);
+    // Both break after the comma, or close to it.
+    m_valid->setFixedWidth(m_l10n.lang() == Lang::zh ? 96 : 116);
     m_valid->setText(
         m_l10n.text(u"10 分钟内有效，仅可使用一次", u"Valid for 10 minutes, single use"));
     for (int i = 0; i < m_steps.size(); ++i) {

@@ -14,8 +14,8 @@ namespace {
 
 constexpr int kSide = 220;
 constexpr int kPadding = 8; // light around the code, which readers need
-constexpr int kShadow = 6;
-constexpr double kExpiredOpacity = 0.08;
+constexpr int kShadow = 10;
+constexpr double kVeil = 0.93; // over an expired code
 
 } // namespace
 
@@ -59,28 +59,35 @@ void QrCard::setTexts(const QString& description, const QString& expired, const 
 
 void QrCard::paintEvent(QPaintEvent*) {
     const qreal ratio = devicePixelRatioF();
-    if (!m_url.isEmpty() && m_image.devicePixelRatio() != ratio) {
+    if (!m_url.isEmpty() && (m_image.isNull() || m_image.devicePixelRatio() != ratio)) {
         m_image = QRCode::image(m_url, qRound(kSide * ratio));
         m_image.setDevicePixelRatio(ratio);
     }
-    const bool usable = !m_url.isEmpty() && m_overlay->isHidden();
 
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF card = QRectF(rect()).adjusted(kShadow, kShadow, -kShadow, -kShadow);
     painter.setPen(Qt::NoPen);
     for (int i = kShadow; i > 0; --i) {
-        painter.setBrush(QColor(0, 0, 0, 5));
-        painter.drawRoundedRect(card.adjusted(-i, -i, i, i).translated(0, 1),
+        const double strength = 1 - static_cast<double>(i) / kShadow;
+        painter.setBrush(QColor(0, 0, 0, static_cast<int>(1 + 6 * strength * strength)));
+        painter.drawRoundedRect(card.adjusted(-i, -i, i, i).translated(0, 2),
                                 Palette::Radius::md + i, Palette::Radius::md + i);
     }
-    // Readers want dark on light, whatever the appearance is.
-    painter.setBrush(usable ? QColor(Qt::white) : Palette::Role::surface());
-    painter.drawRoundedRect(card, Palette::Radius::md, Palette::Radius::md);
-    if (m_url.isEmpty())
+    const auto cover = [&](QColor colour, double opacity) {
+        colour.setAlphaF(static_cast<float>(opacity));
+        painter.setBrush(colour);
+        painter.drawRoundedRect(card, Palette::Radius::md, Palette::Radius::md);
+    };
+    if (m_url.isEmpty()) {
+        cover(Palette::Role::surface(), 1);
         return;
-    painter.setOpacity(usable ? 1 : kExpiredOpacity);
+    }
+    // Readers want dark on light, whatever the appearance is.
+    cover(Qt::white, 1);
     painter.drawImage(QRectF(kPadding + kShadow, kPadding + kShadow, kSide, kSide), m_image);
+    if (!m_overlay->isHidden())
+        cover(Palette::Role::surface(), kVeil);
 }
 
 } // namespace sorrelwind

@@ -18,7 +18,7 @@ constexpr double kRest = 1.0; // seconds, by when it no longer moves visibly
 
 } // namespace
 
-SpringMark::SpringMark(int size, QWidget* parent) : QWidget(parent) {
+SpringMark::SpringMark(int size, QWidget* parent) : QWidget(parent), m_seconds(this) {
     const int room = size + size / 5; // it overshoots
     setFixedSize(room, room);
     m_seconds.setStartValue(0.0);

@@ -6,8 +6,8 @@
 #include "ui/controls/text_label.h"
 #include "ui/device_row.h"
 #include "ui/empty_devices.h"
+#include "ui/glyph.h"
 #include "ui/palette.h"
-#include "ui/symbol.h"
 #include "ui/sync_card.h"
 #include "ui/text_button.h"
 
@@ -27,24 +27,6 @@ using Space = Palette::Space;
 constexpr int kWidth = 340;
 constexpr int kEdge = Space::s3;
 constexpr int kLeastList = 3 * 48; // three rows stay in sight on the smallest screen
-
-/// A symbol beside a text, in the text's colour.
-class Glyph final : public QWidget {
-public:
-    Glyph(const QString& symbol, int size, TextRole role) : m_symbol(symbol), m_role(role) {
-        setFixedSize(size, size);
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        paintSymbol(painter, m_symbol, rect(), textColour(m_role), Palette::Role::surface());
-    }
-
-private:
-    QString m_symbol;
-    TextRole m_role;
-};
 
 class Separator final : public QWidget {
 public:
@@ -87,7 +69,9 @@ void settle(QWidget& widget) {
 
 int heightOf(QWidget& widget, int width) {
     settle(widget);
-    return widget.layout()->totalHeightForWidth(width);
+    const QLayout* layout = widget.layout();
+    return layout->hasHeightForWidth() ? layout->totalHeightForWidth(width)
+                                       : layout->totalSizeHint().height();
 }
 
 } // namespace

@@ -22,7 +22,8 @@ TextButton::TextButton(const QString& symbol, QWidget* parent) : Control(parent)
 }
 
 QSize TextButton::sizeHint() const {
-    return {2 * kPadding + kSymbol + Palette::Space::s1 + fontMetrics().horizontalAdvance(text()),
+    return {2 * kPadding + kSymbol + Palette::Space::s1 + fontMetrics().horizontalAdvance(text()) +
+                1,
             kHeight};
 }
 
