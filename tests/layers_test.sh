@@ -23,6 +23,7 @@ allow hub account base
 allow crypto hub account base
 allow clipboard base
 allow core crypto hub clipboard account base
-allow app core crypto hub clipboard account base
+allow ui core crypto hub clipboard account base
+allow app ui core crypto hub clipboard account base
 allow relay
 exit $broken
