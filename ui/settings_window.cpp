@@ -6,14 +6,15 @@
 namespace sorrelwind {
 
 SettingsWindowController::SettingsWindowController(AppModel& model, SettingsServices services)
-    : m_view(std::make_unique<SettingsView>(model, services)) {
-    services.hubHost.refresh();
-}
+    : m_hubHost(services.hubHost), m_view(std::make_unique<SettingsView>(model, services)) {}
 
 SettingsWindowController::~SettingsWindowController() = default;
 
 void SettingsWindowController::present() {
+    m_hubHost.refresh();
     m_view->render();
+    if (!m_view->isVisible())
+        m_view->setFocus(); // no field at first
     m_view->present();
 }
 

@@ -36,6 +36,7 @@ public:
     [[nodiscard]] bool isVisible() const;
 
 private:
+    HubHost& m_hubHost;
     std::unique_ptr<SettingsView> m_view;
 };
 

@@ -19,6 +19,9 @@ ChoiceCard::ChoiceCard(const QString& symbol, QWidget* parent)
     for (QWidget* part : {static_cast<QWidget*>(badge), static_cast<QWidget*>(m_title),
                           static_cast<QWidget*>(m_description)})
         part->setAttribute(Qt::WA_TransparentForMouseEvents);
+    // In a button, texts would take the colour of a button's.
+    for (TextLabel* label : {m_title, m_description})
+        label->setForegroundRole(QPalette::WindowText);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(18, 18, 18, 14);
     column->setSpacing(0);

@@ -61,6 +61,8 @@ void GroupSection::ask(Question question) {
         m_leaveCancel->setFocus(Qt::OtherFocusReason);
     else if (question == Question::stopHub)
         m_hostCancel->setFocus(Qt::OtherFocusReason);
+    if (question != Question::none && onAsked)
+        onAsked();
 }
 
 void GroupSection::switchHub() {

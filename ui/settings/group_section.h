@@ -22,6 +22,9 @@ public:
     /// A question that was not answered is withdrawn.
     void leave();
 
+    /// It grew by a question.
+    std::function<void()> onAsked;
+
 private:
     enum class Question { none, stopHub, leaveGroup };
 

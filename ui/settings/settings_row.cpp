@@ -17,12 +17,12 @@ SettingsRow::SettingsRow(QWidget* control)
     if (control)
         m_line->addWidget(control);
     auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(14, 6, 14, 6);
+    column->setContentsMargins(14, 4, 14, 4);
     column->setSpacing(Palette::Space::s1);
     m_line->setContentsMargins(0, 0, 0, 0);
     column->addLayout(m_line, 1);
     column->addWidget(m_note);
-    setMinimumHeight(48);
+    setMinimumHeight(44);
 }
 
 void SettingsRow::setLabel(const QString& text) {

@@ -8,8 +8,10 @@
 #include "ui/settings/device_section.h"
 #include "ui/settings/display_section.h"
 #include "ui/settings/group_section.h"
+#include "ui/settings/slim_scroll_bar.h"
 
 #include <QScrollArea>
+#include <QTimer>
 
 namespace sorrelwind {
 
@@ -39,7 +41,7 @@ SettingsView::SettingsView(AppModel& model, const SettingsServices& services)
     setWindowTitle(services.l10n.text(u"Sorrelwind 设置", u"Sorrelwind Settings"));
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
-    column->setContentsMargins(24, 16, 24, 24);
+    column->setContentsMargins(24, 12, 14, 16); // the scroll bar adds to the right
     column->setSpacing(Palette::Space::s4);
     column->addWidget(m_title);
     column->addWidget(m_device);
@@ -47,6 +49,8 @@ SettingsView::SettingsView(AppModel& model, const SettingsServices& services)
     column->addWidget(m_group);
     column->addStretch();
     auto* scroll = new QScrollArea;
+    scroll->setVerticalScrollBar(new SlimScrollBar);
+    scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     scroll->setWidget(content);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
@@ -58,6 +62,11 @@ SettingsView::SettingsView(AppModel& model, const SettingsServices& services)
     whole->setContentsMargins(0, 0, 0, 0);
     whole->addWidget(scroll);
 
+    // A question at the lower end is to be seen whole.
+    m_group->onAsked = [this, scroll] {
+        QTimer::singleShot(0, m_group,
+                           [this, scroll] { scroll->ensureWidgetVisible(m_group, 0, 20); });
+    };
     onClosed = [this] {
         m_device->leave();
         m_group->leave();
