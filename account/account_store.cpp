@@ -44,8 +44,11 @@ QString AccountStore::fileUrl() const {
 
 std::optional<Account> AccountStore::load() const {
     const auto bytes = readFile(fileUrl());
-    if (!bytes)
+    if (!bytes) {
+        if (QFile::exists(fileUrl()))
+            qWarning("the account file cannot be read; check its permissions and size");
         return std::nullopt;
+    }
     constexpr auto kOthers = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther |
                              QFile::WriteOther | QFile::ExeGroup | QFile::ExeOther;
     if (QFile::permissions(fileUrl()) & kOthers)

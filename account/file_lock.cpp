@@ -6,17 +6,18 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace sorrelwind {
 
-std::optional<FileLock> FileLock::tryLock(const QString& path) {
+Result<FileLock, int> FileLock::tryLock(const QString& path) {
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (fd < 0)
-        return std::nullopt;
+        return failure(errno);
     FileLock lock(fd);
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0)
-        return std::nullopt;
+        return failure(errno);
     return lock;
 }
 
@@ -25,6 +26,12 @@ FileLock::FileLock(FileLock&& other) noexcept : m_fd(std::exchange(other.m_fd, -
 FileLock::~FileLock() {
     if (m_fd >= 0)
         ::close(m_fd);
+}
+
+QString lockSentence(const QString& dir, int error, Lang lang) {
+    return pick(lang, u"%1 中的文件无法锁定：%2。请检查它们属于谁。",
+                u"The files in %1 cannot be locked: %2. Check whom they belong to.")
+        .arg(dir, qt_error_string(error));
 }
 
 } // namespace sorrelwind

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <QString>
+#include "base/l10n.h"
+#include "base/result.h"
 
-#include <optional>
+#include <QString>
 
 namespace sorrelwind {
 
@@ -10,8 +11,8 @@ namespace sorrelwind {
 /// when the process ends, however it ends.
 class FileLock {
 public:
-    /// None when another process holds it, or the file cannot be made.
-    [[nodiscard]] static std::optional<FileLock> tryLock(const QString& path);
+    /// The error is an errno value: EWOULDBLOCK when another process holds the lock.
+    [[nodiscard]] static Result<FileLock, int> tryLock(const QString& path);
 
     FileLock(FileLock&& other) noexcept;
     FileLock& operator=(FileLock&&) = delete;
@@ -21,5 +22,8 @@ private:
     explicit FileLock(int fd) : m_fd(fd) {}
     int m_fd;
 };
+
+/// What to tell the user when a lock in `dir` failed with another error than EWOULDBLOCK.
+[[nodiscard]] QString lockSentence(const QString& dir, int error, Lang lang);
 
 } // namespace sorrelwind

@@ -10,16 +10,21 @@
 #include "core/app_model.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QNetworkAccessManager>
-#include <QNetworkProxyFactory>
 
+#include <cerrno>
 #include <cstdio>
+#include <malloc.h>
 
 namespace sorrelwind {
 
 int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
-    const auto fail = [](const QString& sentence) {
+    const auto say = [](const QString& sentence) {
         std::fprintf(stderr, "%s\n", qPrintable(sentence));
+    };
+    const auto fail = [&say](const QString& sentence) {
+        say(sentence);
         return kExitFailed;
     };
     const AccountStore store(line.configDir);
@@ -32,6 +37,8 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
                 .arg(store.dir(), prepared.error()));
     }
     const auto lock = FileLock::tryLock(store.dir() + QStringLiteral("/agent.lock"));
+    if (!lock && lock.error() != EWOULDBLOCK)
+        return fail(lockSentence(store.dir(), lock.error(), l10n.lang()));
     if (!lock) {
         return fail(
             l10n.text(u"Sorrelwind 已经在使用 %1 运行。用 sorrelwind status 查看它，或用 "
@@ -41,11 +48,25 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
                 .arg(store.dir()));
     }
 
+    // A large copy passes through several buffers; their memory goes back to the system with them
+    // instead of staying with the program, and the text in it too.
+    mallopt(M_MMAP_THRESHOLD, 512 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 1024 * 1024);
+
     const QuitOnSignal quitOnSignal;
     QNetworkAccessManager network;
     const Prefs prefs(defaults);
     prefs.applyAppearance();
     const auto pasteboard = makePasteboard();
+    if (!pasteboard->available()) {
+        qWarning("no clipboard: %s", qUtf8Printable(pasteboard->unavailableReason()));
+        say(l10n.text(u"这里没有可用的剪贴板，复制的内容不会同步。请在桌面会话中运行。",
+                      u"There is no clipboard here, so nothing you copy is synced — run it in a "
+                      u"desktop session."));
+    }
+    // The desktop has ended; the next one starts an agent of its own on this directory.
+    QObject::connect(pasteboard.get(), &Pasteboard::availabilityChanged,
+                     QCoreApplication::instance(), [] { QCoreApplication::exit(kExitFailed); });
     AppModel model({store, *pasteboard, network, l10n, prefs});
     ControlServer control(model, store, *pasteboard, l10n);
     if (const auto listening = control.listen(controlSocketPath(store.dir())); !listening) {
@@ -61,11 +82,16 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
                      &AppModel::shutdown);
 
     if (model.phase() == AppModel::Phase::onboarding) {
-        std::fprintf(stderr, "%s\n",
-                     qPrintable(l10n.text(
-                         u"还没有加入设备组。新建：sorrelwind create；加入：sorrelwind join",
-                         u"In no group yet. Make one with: sorrelwind create; join one with: "
-                         u"sorrelwind join")));
+        say(QFileInfo::exists(store.fileUrl())
+                ? l10n.text(
+                          u"%1 "
+                          u"无法读取或无法识别，它保持原样。请检查它的权限，或把它移走后重新加入。",
+                          u"%1 cannot be read or understood and stays as it is — check its "
+                          u"permissions, or move it away and join again.")
+                      .arg(store.fileUrl())
+                : l10n.text(u"还没有加入设备组。新建：sorrelwind create；加入：sorrelwind join",
+                            u"In no group yet. Make one with: sorrelwind create; join one with: "
+                            u"sorrelwind join"));
     }
     const int code = QCoreApplication::exec();
     pasteboard->handOver();

@@ -2,6 +2,7 @@
 
 #include "app/control_client.h"
 #include "app/terminal_qr.h"
+#include "base/printable.h"
 #include "core/device_display.h"
 
 #include <QJsonArray>
@@ -31,7 +32,7 @@ QString when(const QJsonValue& milliseconds, Lang lang) {
 void printStatus(const QJsonObject& status, Lang lang) {
     const auto row = [](const QString& name, const QString& value) {
         if (!value.isEmpty())
-            print(name + QStringLiteral(": ") + value);
+            print(name + QStringLiteral(": ") + printable(value));
     };
     const bool running = textOf(status, "phase") == QLatin1StringView("running");
     row(pick(lang, u"状态", u"Status"), running
@@ -76,8 +77,8 @@ void printDevices(const QJsonArray& devices, Lang lang) {
                 : pick(lang, u"%1在线", u"seen %1").arg(when(qint64(device->lastSeen), lang));
         if (entry.toObject().value(QLatin1StringView("self")).toBool())
             state += pick(lang, u" · 本机", u" · this device");
-        print(device->id + QStringLiteral("  ") + device->name + QStringLiteral("  (") +
-              kindLabel(*device, lang) + QStringLiteral(")  ") + state);
+        print(printable(device->id + QStringLiteral("  ") + device->name + QStringLiteral("  (") +
+                        kindLabel(*device, lang) + QStringLiteral(")  ") + state));
     }
 }
 
@@ -87,13 +88,13 @@ void printPairing(const QJsonObject& pairing, Lang lang) {
     print(terminalQr(textOf(pairing, "link"), isatty(STDOUT_FILENO) != 0));
     print(pick(lang, u"配对码：%1", u"Pairing code: %1").arg(textOf(pairing, "code")));
     print(pick(lang, u"配对链接：%1", u"Pairing link: %1").arg(textOf(pairing, "link")));
-    print(pick(lang,
-               u"%1 分钟内有效（至 %2），仅可使用一次。链接里含有加密密钥，只发给自己的设备。",
-               u"Valid for %1 minutes (until %2), for one device. The link contains the encryption "
-               u"key "
-               u"— only send it to your own devices.")
+    print(pick(lang, u"%1 分钟内有效（至 %2），仅可使用一次。",
+               u"Valid for %1 minutes (until %2), for one device.")
               .arg(qMax(qint64(0), (QDateTime::currentDateTime().secsTo(expires) + 30) / 60))
               .arg(expires.toString(QStringLiteral("HH:mm"))));
+    if (textOf(pairing, "link").contains(QLatin1StringView("&k=")))
+        print(pick(lang, u"链接含加密密钥，只发给你自己的设备。",
+                   u"The link contains the encryption key — only send it to your own devices."));
 }
 
 } // namespace
@@ -101,17 +102,17 @@ void printPairing(const QJsonObject& pairing, Lang lang) {
 int runAgentCommand(const CommandLine& line, const L10n& l10n) {
     const Lang lang = l10n.lang();
     const auto reply = askAgent(line.configDir, {line.command, line.argument});
-    QString error;
+    std::optional<QString> error;
     if (reply)
-        error = reply->error.value_or(QString());
+        error = reply->error;
     else if (reply.error() == ControlFailure::notRunning)
         error = pick(lang, u"Sorrelwind 没有在运行，请先启动：sorrelwind",
                      u"Sorrelwind is not running — start it with: sorrelwind");
     else
         error = pick(lang, u"正在运行的 Sorrelwind 没有回答，请重新启动它",
                      u"The running Sorrelwind does not answer — restart it");
-    if (!error.isEmpty()) {
-        std::fprintf(stderr, "%s\n", qPrintable(error));
+    if (error) {
+        std::fprintf(stderr, "%s\n", qPrintable(printable(*error)));
         return kExitFailed;
     }
     const QJsonObject& result = reply->result;

@@ -3,6 +3,8 @@
 #include "account/account_store.h"
 #include "account/server_defaults.h"
 
+#include <QFileInfo>
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -30,7 +32,8 @@ public:
             .add_option(
                 "--config-dir", m_configDir,
                 text(u"存放账户和偏好设置的文件夹", u"Folder of the account and preferences"))
-            ->type_name("DIR");
+            ->type_name("DIR")
+            ->check(notEmpty());
         m_app.add_flag("--headless", m_result.headless,
                        text(u"不显示图标和窗口", u"Run the agent without icon and windows"));
 
@@ -49,10 +52,12 @@ public:
         addJson(command("devices", u"列出组内设备", u"List the devices of the group"));
         command("remove", u"移除组内另一台设备", u"Remove another device from the group")
             ->add_option("ID", m_argument, text(u"设备编号，见 devices", u"Its id, see devices"))
-            ->required();
+            ->required()
+            ->check(notEmpty());
         command("rename", u"重命名本机", u"Rename this device")
             ->add_option("NAME", m_argument, text(u"新名称", u"The new name"))
-            ->required();
+            ->required()
+            ->check(notEmpty());
         command("pause", u"暂停同步", u"Pause syncing");
         command("resume", u"恢复同步", u"Resume syncing");
         command("leave", u"离开设备组", u"Leave the group");
@@ -66,8 +71,10 @@ public:
         } catch (const CLI::ParseError& error) {
             return m_app.exit(error) == 0 ? kExitDone : kExitUsage;
         }
+        // A local socket wants a path that holds from anywhere.
         m_result.configDir =
-            m_configDir.empty() ? AccountStore::defaultDir() : QString::fromStdString(m_configDir);
+            m_configDir.empty() ? AccountStore::defaultDir()
+                                : QFileInfo(QString::fromStdString(m_configDir)).absoluteFilePath();
         m_result.argument = QString::fromStdString(m_argument);
         if (!m_name.empty())
             m_result.name = QString::fromStdString(m_name);
@@ -90,6 +97,17 @@ private:
     QString say(const char16_t* zh, const char16_t* en) const { return pick(m_lang, zh, en); }
     std::string text(const char16_t* zh, const char16_t* en) const { return toUtf8(say(zh, en)); }
 
+    // An unset variable on the command line must not pass for the usual value.
+    CLI::Validator notEmpty() const {
+        const std::string complaint = text(u"不能为空", u"must not be empty");
+        return CLI::Validator(
+            [complaint](const std::string& given) {
+                const bool blank = QString::fromStdString(given).trimmed().isEmpty();
+                return blank ? complaint : std::string();
+            },
+            "");
+    }
+
     CLI::App* command(const char* name, const char16_t* zh, const char16_t* en) {
         return m_app.add_subcommand(name, text(zh, en));
     }
@@ -102,12 +120,14 @@ private:
                 "--server", m_server,
                 text(u"服务器地址（默认取自 SORRELWIND_SERVER 或内置地址）",
                      u"The hub's address (default: SORRELWIND_SERVER or the built-in one)"))
-            ->type_name("URL");
+            ->type_name("URL")
+            ->check(notEmpty());
         command
             ->add_option(
                 "--name", m_name,
                 text(u"本机名称（默认为主机名）", u"This device's name (default: host name)"))
-            ->type_name("NAME");
+            ->type_name("NAME")
+            ->check(notEmpty());
         command->add_flag(
             "--passphrase-stdin", m_result.passphraseFromStdin,
             text(u"从标准输入读取一行口令", u"Read the passphrase, one line, from standard input"));

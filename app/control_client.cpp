@@ -7,7 +7,7 @@ namespace sorrelwind {
 
 Result<ControlReply, ControlFailure> askAgent(const QString& configDir,
                                               const ControlRequest& request) {
-    QDeadlineTimer deadline(30'000); // a request to the hub takes 20 seconds to fail
+    QDeadlineTimer deadline(130'000); // a request to a hub that dribbles takes two minutes to fail
     QLocalSocket socket;
     socket.connectToServer(controlSocketPath(configDir));
     if (!socket.waitForConnected(5'000))

@@ -12,7 +12,7 @@ enum class ControlFailure {
     noAnswer,   // the agent did not answer in time, or not as it should
 };
 
-/// Asks the agent that runs on `configDir` and waits for its answer, for half a minute at most.
+/// Asks the agent that runs on `configDir` and waits for its answer, for about two minutes at most.
 [[nodiscard]] Result<ControlReply, ControlFailure> askAgent(const QString& configDir,
                                                             const ControlRequest& request);
 

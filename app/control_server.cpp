@@ -149,8 +149,12 @@ Task<ControlReply> ControlServer::answer(ControlRequest request) {
         }
         co_return outcome(co_await m_model.removeDevice(request.argument));
     }
-    if (command == QLatin1StringView("rename"))
-        co_return outcome(co_await m_model.renameThisMac(request.argument.trimmed()));
+    if (command == QLatin1StringView("rename")) {
+        const QString name = request.argument.trimmed();
+        if (name.isEmpty())
+            co_return outcome(m_l10n.text(u"名称不能为空", u"A name must not be empty"));
+        co_return outcome(co_await m_model.renameThisMac(name));
+    }
     if (command == QLatin1StringView("pause") || command == QLatin1StringView("resume")) {
         m_model.setPaused(command == QLatin1StringView("pause"));
         co_return done();

@@ -1,5 +1,7 @@
 #include "app/logging.h"
 
+#include "base/printable.h"
+
 #include <QString>
 #include <QtGlobal>
 
@@ -27,7 +29,7 @@ int priorityOf(QtMsgType type) {
 void write(QtMsgType type, const QMessageLogContext&, const QString& message) {
     if (type == QtDebugMsg)
         return;
-    const QByteArray line = message.toUtf8();
+    const QByteArray line = printable(message).toUtf8();
     syslog(priorityOf(type), "%s", line.constData());
     if (g_toStderr)
         std::fprintf(stderr, "sorrelwind: %s\n", line.constData());

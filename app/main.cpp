@@ -10,11 +10,18 @@
 #include <QCoreApplication>
 #include <QNetworkProxyFactory>
 
-#include <clocale>
+#include <QThreadPool>
+
+#include <cstdio>
+#include <sys/resource.h>
+#include <unistd.h>
 
 int main(int argc, char** argv) {
     using namespace sorrelwind;
     std::vector<std::string> arguments = takeArguments(argc, argv);
+    // Keys and clipboard text do not belong into a core dump.
+    const rlimit noCore{0, 0};
+    (void)::setrlimit(RLIMIT_CORE, &noCore);
     QCoreApplication::setApplicationName(QStringLiteral("sorrelwind"));
     QCoreApplication::setApplicationVersion(QStringLiteral(SORRELWIND_VERSION));
 
@@ -32,9 +39,19 @@ int main(int argc, char** argv) {
     QNetworkProxyFactory::setUseSystemConfiguration(true);
     Defaults defaults(line.configDir);
     const L10n l10n(defaults);
+    int code = kExitDone;
     if (line.command.isEmpty())
-        return runAgent(line, defaults, l10n);
-    if (line.command == QLatin1StringView("create") || line.command == QLatin1StringView("join"))
-        return runSetup(line, l10n);
-    return runAgentCommand(line, l10n);
+        code = runAgent(line, defaults, l10n);
+    else if (line.command == QLatin1StringView("create") ||
+             line.command == QLatin1StringView("join"))
+        code = runSetup(line, l10n);
+    else
+        code = runAgentCommand(line, l10n);
+    // A derivation under way may take as long as the hub likes, and the application would wait for
+    // it.
+    if (QThreadPool::globalInstance()->activeThreadCount() > 0) {
+        std::fflush(nullptr);
+        ::_exit(code);
+    }
+    return code;
 }

@@ -34,8 +34,13 @@ QuitOnSignal::QuitOnSignal() : m_notifier(readEndOf(m_pipe), QSocketNotifier::Re
     struct sigaction action = {};
     action.sa_handler = onSignal;
     action.sa_flags = SA_RESTART;
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
-        ::sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction before = {};
+        ::sigaction(signal, nullptr, &before);
+        // Started under nohup, the program outlives its terminal.
+        if (signal != SIGHUP || before.sa_handler != SIG_IGN)
+            ::sigaction(signal, &action, nullptr);
+    }
     // A desktop or a client that goes away in mid-write is an error code, not the end.
     ::signal(SIGPIPE, SIG_IGN);
 }

@@ -2,7 +2,9 @@
 
 #include <QByteArray>
 
+#include <csignal>
 #include <cstdio>
+#include <iterator>
 #include <termios.h>
 #include <unistd.h>
 
@@ -10,10 +12,19 @@ namespace sorrelwind {
 
 namespace {
 
-/// Switches the terminal's echo off for as long as it lives.
+volatile sig_atomic_t g_caught = 0;
+
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGTSTP};
+
+/// Switches the terminal's echo off for as long as it lives, also when a signal ends the program
+/// meanwhile: the read is interrupted, the echo comes back, and then the signal has its way.
 class NoEcho {
 public:
     NoEcho() {
+        struct sigaction action = {};
+        action.sa_handler = [](int signal) { g_caught = signal; };
+        for (size_t i = 0; i < std::size(kEndingSignals); ++i)
+            ::sigaction(kEndingSignals[i], &action, &m_actions[i]);
         if (tcgetattr(STDIN_FILENO, &m_before) != 0)
             return;
         termios silent = m_before;
@@ -25,10 +36,15 @@ public:
     ~NoEcho() {
         if (m_active)
             tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
+        for (size_t i = 0; i < std::size(kEndingSignals); ++i)
+            ::sigaction(kEndingSignals[i], &m_actions[i], nullptr);
+        if (g_caught != 0)
+            ::raise(g_caught);
     }
 
 private:
     termios m_before{};
+    struct sigaction m_actions[std::size(kEndingSignals)] = {};
     bool m_active = false;
 };
 

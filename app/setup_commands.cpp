@@ -4,6 +4,7 @@
 #include "account/server_defaults.h"
 #include "app/control_client.h"
 #include "app/secret_input.h"
+#include "base/printable.h"
 #include "core/membership_flow.h"
 
 #include <QCoreApplication>
@@ -118,7 +119,7 @@ private:
                             u"Group made on %2; this device is called “%1”.")
                      : text(u"已加入设备组，本机名为“%1”，服务器 %2",
                             u"Joined the group on %2; this device is called “%1”."))
-                .arg(account.deviceName, account.server));
+                .arg(printable(account.deviceName), account.server));
         if (!account.key)
             say(text(u"这个设备组没有加密密钥，内容不会加密。",
                      u"This group has no encryption key: what is copied is not encrypted."));

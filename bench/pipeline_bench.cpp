@@ -8,6 +8,7 @@
 #include "tests/support/wait.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 
@@ -72,23 +73,24 @@ Spread xclipOnOneDisplay(const Desktop& desktop, qsizetype size, int copies) {
     }));
 }
 
-long field(qint64 pid, const char* file, const std::function<long(const QByteArray&)>& read) {
-    QFile proc(QStringLiteral("/proc/%1/%2").arg(pid).arg(QLatin1StringView(file)));
-    return proc.open(QIODevice::ReadOnly) ? read(proc.readAll()) : -1;
-}
-
 double residentMegabytes(qint64 pid) {
-    return static_cast<double>(
-               field(pid, "statm",
-                     [](const QByteArray& text) { return text.split(' ').value(1).toLong(); })) *
+    QFile memory(QStringLiteral("/proc/%1/statm").arg(pid));
+    if (!memory.open(QIODevice::ReadOnly))
+        return -1;
+    return memory.readAll().split(' ').value(1).toDouble() *
            static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
-long cpuTicks(qint64 pid) {
-    return field(pid, "stat", [](const QByteArray& text) {
-        const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-        return fields.value(11).toLong() + fields.value(12).toLong();
-    });
+// CPU time of all threads since they started.
+double cpuMilliseconds(qint64 pid) {
+    double nanoseconds = 0;
+    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+    for (const QString& thread : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile statistics(tasks.filePath(thread + QStringLiteral("/schedstat")));
+        if (statistics.open(QIODevice::ReadOnly))
+            nanoseconds += statistics.readAll().split(' ').value(0).toDouble();
+    }
+    return nanoseconds / 1e6;
 }
 
 } // namespace
@@ -126,10 +128,11 @@ int main(int argc, char** argv) {
                 residentMegabytes(agent));
 
     if (idleSeconds > 0) {
-        const long before = cpuTicks(agent);
+        runFor(std::chrono::seconds(2));
+        const double before = cpuMilliseconds(agent);
         runFor(std::chrono::seconds(idleSeconds));
-        std::printf("CPU of an agent in %d s of idling: %ld ms\n", idleSeconds,
-                    (cpuTicks(agent) - before) * 1000 / sysconf(_SC_CLK_TCK));
+        std::printf("CPU time of an agent in %d s of idling: %.1f ms\n", idleSeconds,
+                    cpuMilliseconds(agent) - before);
     }
     return 0;
 }

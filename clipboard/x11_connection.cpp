@@ -117,7 +117,9 @@ bool X11Connection::internAtoms() {
         wanted.push_back({&m_atoms.transfers[i], "SORRELWIND_TRANSFER_" + QByteArray::number(i)});
     }
 
+    // All questions first, then all answers: one round trip to the server.
     std::vector<xcb_intern_atom_cookie_t> cookies;
+    cookies.reserve(wanted.size());
     for (const Wanted& one : wanted) {
         cookies.push_back(xcb_intern_atom(m_xcb, 0, static_cast<uint16_t>(one.name.size()),
                                           one.name.constData()));
@@ -188,9 +190,10 @@ void X11Connection::dispatch() {
     }
     int count = 0;
     while (XcbPtr<xcb_generic_event_t> next{xcb_poll_for_event(m_xcb)}) {
-        Q_EMIT event(*next);
+        Q_EMIT received(*next);
         // What an answer wrote must leave before we wait, and may have brought more events.
         xcb_flush(m_xcb);
+        // The socket says nothing of events that are read already, hence by way of the main loop.
         if (++count == kMaxEventsAtOnce) {
             dispatchSoon();
             break;

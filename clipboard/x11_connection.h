@@ -41,8 +41,9 @@ struct X11Atoms {
 };
 
 /// A connection to the X server with one unmapped window of its own, driven by the main loop. Every
-/// event arrives once through event(), whether the socket announced it or the wait for some reply
-/// took it along. Owned by the pasteboard; after lost() it is silent and accepts requests in vain.
+/// event arrives once through received(), whether the socket announced it or the wait for some
+/// reply took it along. Owned by the pasteboard; after lost() it is silent and accepts requests in
+/// vain.
 class X11Connection final : public QObject {
     Q_OBJECT
 public:
@@ -60,7 +61,7 @@ public:
     [[nodiscard]] QStringList names(std::span<const xcb_atom_t> atoms);
 
     /// Sends the buffered requests. To be called after every batch of them that is not the answer
-    /// to an event().
+    /// to one received().
     void flush();
     /// Dispatches the events that have arrived. A deadline that has passed proves nothing before
     /// this: perhaps it was this program that was held up.
@@ -69,7 +70,7 @@ public:
     void pumpUntil(const std::function<bool()>& done, const QDeadlineTimer& deadline);
 
 Q_SIGNALS:
-    void event(const xcb_generic_event_t& event);
+    void received(const xcb_generic_event_t& event);
     void lost();
 
 private:
@@ -82,8 +83,9 @@ private:
     xcb_window_t m_window = XCB_NONE;
     X11Atoms m_atoms{};
     uint8_t m_selectionEvent = 0;
-    QHash<xcb_atom_t, QString> m_names;
     std::unique_ptr<QSocketNotifier> m_notifier;
+    /// Of atoms met so far; the server never gives one another name.
+    QHash<xcb_atom_t, QString> m_names;
     bool m_dispatchPosted = false;
     bool m_lost = false;
 };

@@ -74,8 +74,8 @@ void X11Fetch::ask(Stage stage, xcb_atom_t target) {
 
 void X11Fetch::handle(const xcb_selection_notify_event_t& event) {
     // An answer bears the time of its request, so one of another time is to an earlier fetch.
-    const bool ours = event.time == m_time || event.time == XCB_CURRENT_TIME ||
-                      m_time == XCB_CURRENT_TIME;
+    const bool ours =
+        event.time == m_time || event.time == XCB_CURRENT_TIME || m_time == XCB_CURRENT_TIME;
     if (!active() || m_answered || !ours || event.target != m_target) {
         return;
     }
@@ -118,6 +118,7 @@ void X11Fetch::takePiece() {
         return;
     }
     m_stalled.start();
+    // Removing the announcement has told the owner to send the first piece.
     if (!m_incremental && reply->type == m_connection.atoms().incr) {
         m_incremental = true;
         return;

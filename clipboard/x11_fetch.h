@@ -41,6 +41,7 @@ Q_SIGNALS:
     void finished(const sorrelwind::ClipboardSnapshot& snapshot, const QString& problem);
 
 private:
+    /// What the owner was asked for last.
     enum class Stage { idle, targets, hint, text };
 
     void ask(Stage stage, xcb_atom_t target);
@@ -53,14 +54,14 @@ private:
 
     X11Connection& m_connection;
     QTimer m_stalled;
-    QDeadlineTimer m_end;
+    QDeadlineTimer m_end; ///< of the whole fetch, however well it gets on
     Stage m_stage = Stage::idle;
     xcb_timestamp_t m_time = XCB_CURRENT_TIME;
     xcb_atom_t m_target = XCB_NONE;
-    size_t m_transfer = 0; ///< index of the property in use
-    bool m_answered = false;
-    bool m_incremental = false;
-    uint8_t m_format = 0;
+    size_t m_transfer = 0;      ///< index of the property in use
+    bool m_answered = false;    ///< the owner has answered the question
+    bool m_incremental = false; ///< and sends the data piece by piece
+    uint8_t m_format = 0;       ///< bits of a unit of the data
     QByteArray m_bytes;
     std::vector<xcb_atom_t> m_targets; ///< parallel to the snapshot's types
     qsizetype m_textType = -1;

@@ -6,7 +6,7 @@ namespace sorrelwind {
 namespace {
 
 constexpr size_t kMaxTransfers = 64;
-constexpr qsizetype kLargestPiece = 256 * 1024;
+constexpr qsizetype kLargestPiece = qsizetype{256} * 1024;
 /// Room for the header of the request that carries a piece.
 constexpr qsizetype kHeaderBytes = 64;
 
@@ -34,6 +34,7 @@ bool X11IncrementalSend::begin(xcb_window_t requestor, xcb_atom_t property, xcb_
     if (m_transfers.size() >= kMaxTransfers) {
         return false;
     }
+    // Before the announcement, or its deletion could go unheard.
     watch(requestor, XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
     const auto size = static_cast<uint32_t>(bytes.size());
     xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_REPLACE, requestor, property,

@@ -46,7 +46,7 @@ private:
 
     X11Connection& m_connection;
     std::chrono::milliseconds m_patience;
-    qsizetype m_pieceSize;
+    qsizetype m_pieceSize; ///< in bytes; what one request to this server carries
     std::vector<Transfer> m_transfers;
     QTimer m_sweep;
 };

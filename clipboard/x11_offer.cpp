@@ -78,7 +78,9 @@ void X11Offer::answer(const xcb_selection_request_event_t& request) {
     bool done = false;
     // A request from before our time is answered as well: whoever pastes while a text from
     // elsewhere arrives wants that text rather than nothing.
-    if (m_owned && request.selection == atoms.clipboard) {
+    // Any program may name our own window as the requestor, whose event mask is not to be changed.
+    if (m_owned && request.selection == atoms.clipboard &&
+        request.requestor != m_connection.window()) {
         done = request.target == atoms.multiple
                    ? convertMultiple(request.requestor, property)
                    : convert(request.requestor, request.target, property);
@@ -186,6 +188,7 @@ void X11Offer::handOver() {
     if (!manager || manager->owner == XCB_NONE) {
         return;
     }
+    // The manager reads from here what to save, and asks us for each before it answers.
     putAtoms(m_connection.window(), atoms.handOver, atoms.text);
     xcb_convert_selection(xcb, m_connection.window(), atoms.clipboardManager, atoms.saveTargets,
                           atoms.handOver, m_time);

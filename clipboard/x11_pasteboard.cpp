@@ -24,7 +24,7 @@ X11Pasteboard::X11Pasteboard(std::unique_ptr<X11Connection> connection,
                              std::chrono::milliseconds patience)
     : m_connection(std::move(connection)), m_fetch(*m_connection, patience),
       m_offer(*m_connection, patience) {
-    connect(m_connection.get(), &X11Connection::event, this, &X11Pasteboard::handle);
+    connect(m_connection.get(), &X11Connection::received, this, &X11Pasteboard::handle);
     connect(m_connection.get(), &X11Connection::lost, this, &X11Pasteboard::connectionLost);
     connect(&m_fetch, &X11Fetch::finished, this, &X11Pasteboard::fetched);
     // What lies there now belongs into the snapshot, but it is not a change.
@@ -96,6 +96,7 @@ void X11Pasteboard::ownerChanged(const xcb_xfixes_selection_notify_event_t& even
         return;
     }
     if (event.owner == XCB_NONE) {
+        // The owner exited or cleared the clipboard, which is not a copy.
         m_fetch.cancel();
         m_snapshot = {};
         return;
@@ -117,6 +118,7 @@ void X11Pasteboard::propertyChanged(const xcb_property_notify_event_t& event) {
 }
 
 void X11Pasteboard::fetched(const ClipboardSnapshot& snapshot, const QString& problem) {
+    // Also when it failed: an old text must not be shown as the present one.
     m_snapshot = snapshot;
     if (m_overlook) {
         return;

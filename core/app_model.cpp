@@ -8,6 +8,8 @@
 #include "crypto/group_setup.h"
 #include "hub/hub_api.h"
 
+#include <QScopeGuard>
+
 namespace sorrelwind {
 
 namespace {
@@ -172,6 +174,8 @@ void AppModel::bubble(bool ok, std::optional<qint64> recipients) {
 }
 
 void AppModel::setPaused(bool paused) {
+    if (paused == m_paused)
+        return; // resuming without a pause would overlook a copy under way
     set(m_paused, paused);
     m_monitor.setPaused(paused);
 }
@@ -238,12 +242,15 @@ Task<std::optional<QString>> AppModel::renameThisMac(QString name) {
 }
 
 Task<> AppModel::leaveGroup() {
+    if (m_leaving)
+        co_return;
+    // Until this flow ends the device stays in its group, so nothing can be joined meanwhile.
+    m_leaving = true;
+    const auto left = qScopeGuard([this] { m_leaving = false; });
     if (m_account && m_client) {
-        m_leaving = true;
         const HubAPI api = apiFor(m_services.network, *m_account);
         const QString self = m_account->deviceId;
         (void)co_await api.deleteDevice(self);
-        m_leaving = false;
     }
     m_keyTasks.cancel();
     if (m_client)

@@ -1,9 +1,12 @@
 #include "core/membership_flow.h"
 
+#include "base/printable.h"
 #include "hub/hub_api.h"
 
 #include <QFileInfo>
 #include <QSysInfo>
+
+#include <cerrno>
 
 namespace sorrelwind {
 
@@ -21,6 +24,8 @@ Result<void, QString> MembershipFlow::prepare() {
                            .arg(store.dir(), prepared.error()));
     }
     auto lock = FileLock::tryLock(store.dir() + QStringLiteral("/setup.lock"));
+    if (!lock && lock.error() != EWOULDBLOCK)
+        return failure(lockSentence(store.dir(), lock.error(), l10n.lang()));
     if (!lock) {
         return failure(l10n.text(u"另一个 create 或 join 正在进行，请等它结束",
                                  u"Another create or join is under way — wait for it to end"));
@@ -69,7 +74,7 @@ Task<> MembershipFlow::run(Wish wish) {
     const auto account = co_await std::move(making);
     const L10n& l10n = m_services.l10n;
     if (!account) {
-        end(failure(setupMessage(account.error(), l10n.lang())));
+        end(failure(printable(setupMessage(account.error(), l10n.lang()))));
         co_return;
     }
     Result<void, QString> kept;

@@ -12,10 +12,8 @@ std::optional<QByteArray> strictBase64Decode(QByteArrayView text) {
         return QByteArray();
     if (text.size() % 4 != 0 || text.size() > std::numeric_limits<int>::max())
         return std::nullopt;
-    // OpenSSL's decoder is fast, but trims white space, reads "-" as an end and "=" as a zero.
-    const auto trimmable = [](char c) { return c == '-' || static_cast<unsigned char>(c) <= ' '; };
-    if (trimmable(text.front()) || trimmable(text.back()))
-        return std::nullopt;
+    // OpenSSL's decoder is fast, but reads "=" as a zero, and trims white space and dashes at the
+    // ends: then it yields fewer bytes than it should.
     const qsizetype firstPad = text.indexOf('=');
     const qsizetype padding = firstPad < 0 ? 0 : text.size() - firstPad;
     if (padding > 2 || (padding == 2 && text.back() != '='))

@@ -5,6 +5,8 @@
 
 #include <QUrl>
 
+#include <openssl/crypto.h>
+
 namespace sorrelwind {
 
 namespace {
@@ -40,7 +42,9 @@ QString setupMessage(const SetupError& error, Lang lang) {
 Task<Result<SymmetricKey, CryptoError>> GroupSetup::derive(QString passphrase,
                                                            CryptoRecord record) {
     auto work = [passphrase = std::move(passphrase), record = std::move(record)] {
-        return Crypto::deriveKey(passphrase, record.salt, record.iters);
+        auto key = Crypto::deriveKey(passphrase, record.salt, record.iters);
+        OPENSSL_thread_stop(); // a pool's thread may end after OpenSSL has cleaned up
+        return key;
     };
     OnThreadPool derivation(std::move(work));
     co_return co_await derivation;

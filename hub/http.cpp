@@ -23,6 +23,9 @@ HttpExchange::HttpExchange(QNetworkAccessManager& network, const HttpRequest& re
     outgoing.setTransferTimeout(static_cast<int>(request.timeout.count()));
     outgoing.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                           QNetworkRequest::ManualRedirectPolicy);
+    // Requests are rare, and a kept connection may have died with the hub: the next request on it
+    // is then sent again by Qt, or waits for its time-out.
+    outgoing.setRawHeader("Connection", "close");
     if (!request.token.isEmpty())
         outgoing.setRawHeader("Authorization", "Bearer " + request.token);
     if (!request.body.isEmpty())

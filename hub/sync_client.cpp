@@ -102,10 +102,7 @@ void SyncClient::perform(const SyncMachine::OpenSocket& action) {
         socket, &QWebSocket::textMessageReceived, this,
         [this, id](const QString& text) { run(m_machine.received(id, text.toUtf8())); });
     QObject::connect(socket, &QWebSocket::binaryMessageReceived, this,
-                     [this, id](const QByteArray& bytes) {
-                         if (bytes.isValidUtf8())
-                             run(m_machine.received(id, bytes));
-                     });
+                     [this, id](const QByteArray& bytes) { run(m_machine.received(id, bytes)); });
     socket->open(socketUrl(m_account.server, m_account.token));
 }
 
@@ -116,7 +113,6 @@ void SyncClient::perform(const SyncMachine::ReleaseSocket&) {
 void SyncClient::perform(const SyncMachine::CloseSocket&) {
     if (!m_socket)
         return;
-    m_socket->disconnect(this);
     m_socket->close(QWebSocketProtocol::CloseCodeNormal);
     m_socket.reset();
 }

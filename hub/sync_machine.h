@@ -72,7 +72,6 @@ public:
     enum class ProbeResult { accepted, unauthorized, otherFailure };
 
     [[nodiscard]] SyncState state() const { return m_state; }
-    [[nodiscard]] int attempts() const { return m_attempts; }
 
     // What the owner asks for.
     [[nodiscard]] Actions connect();

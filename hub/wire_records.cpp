@@ -209,7 +209,7 @@ std::optional<QString> errorText(const QByteArray& body) {
     std::optional<QString> error;
     const QJsonDocument document = QJsonDocument::fromJson(body);
     const bool ok = Reader(document.object()).optional("error", error).ok();
-    return ok ? error : std::nullopt;
+    return ok && error && !error->isEmpty() ? error : std::nullopt;
 }
 
 } // namespace sorrelwind

@@ -101,8 +101,6 @@ private:
     /// Answers what could not be read as a request, if there is someone to answer to.
     net::awaitable<bool> refuse(error_code error, const HttpRequest& request);
     net::awaitable<bool> respond(Response response, const HttpRequest& request, bool keepAlive);
-    /// Ends the connection so that the last answer arrives even if the peer is still sending.
-    net::awaitable<void> sayGoodbye();
     [[nodiscard]] Head headOf(const HttpRequest& request) const;
 
     Service m_service;
@@ -111,7 +109,6 @@ private:
     boost::beast::flat_buffer m_buffer{kMaxHeader + (64u << 10)};
     bool m_idle = false;
     bool m_first = true;
-    bool m_unread = false; ///< the peer may still be sending what nobody will read
 };
 
 void Connections::stopIdle() {
@@ -138,7 +135,7 @@ net::awaitable<void> HttpConnection::serve() {
     while (more)
         more = co_await serveOne();
     if (m_stream)
-        co_await sayGoodbye();
+        co_await m_stream->finish();
 }
 
 net::awaitable<bool> HttpConnection::awaitRequest() {
@@ -215,7 +212,6 @@ net::awaitable<bool> HttpConnection::serveOne() {
     error = co_await readBody(parser, m_service.api.bodyLimit(head, Now::read()));
     if (error && error != http::error::body_limit)
         co_return co_await refuse(error, request);
-    m_unread = bool(error);
     auto response = error      ? m_service.api.tooLarge(head, Now::read())
                     : isSocket ? m_service.api.upgradeNeeded(head, Now::read())
                                : m_service.api.handle(head, request.body(), Now::read());
@@ -231,7 +227,6 @@ net::awaitable<bool> HttpConnection::refuse(error_code error, const HttpRequest&
         response = Api::refused({400, "this is not an HTTP request"});
     else
         co_return false;
-    m_unread = true;
     co_return co_await respond(std::move(response), request, false);
 }
 
@@ -250,22 +245,6 @@ net::awaitable<bool> HttpConnection::respond(Response response, const HttpReques
                                    net::redirect_error(net::use_awaitable, error));
     }
     co_return keepAlive && !error;
-}
-
-net::awaitable<void> HttpConnection::sayGoodbye() {
-    error_code error;
-    m_stream->expiresAfter(kCloseTime);
-    if (!m_stream->isTls())
-        m_stream->endSending();
-    // Closing with unread bytes would reset the connection and take the answer with it.
-    while (m_unread && !error) {
-        m_buffer.clear();
-        const auto room = m_buffer.prepare(kMaxHeader);
-        co_await m_stream->async_read_some(room, net::redirect_error(net::use_awaitable, error));
-    }
-    if (m_stream->isTls() && error != boost::beast::error::timeout)
-        co_await m_stream->asyncShutdown(net::redirect_error(net::use_awaitable, error));
-    m_stream->cut();
 }
 
 void serveConnection(const Service& service, net::ip::tcp::socket socket,

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/flat_stream.hpp>
+#include <boost/beast/core/role.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
-#include <boost/beast/websocket/teardown.hpp>
 
 #include <chrono>
 #include <memory>
@@ -39,12 +41,6 @@ public:
         return m_tls->next_layer().async_handshake(boost::asio::ssl::stream_base::server,
                                                    std::forward<Token>(token));
     }
-    /// Ends the TLS session (close_notify) or the sending side.
-    template <class Token>
-    auto asyncShutdown(Token&& token) {
-        return m_tls->next_layer().async_shutdown(std::forward<Token>(token));
-    }
-
     template <class Buffers, class Token>
     auto async_read_some(const Buffers& buffers, Token&& token) {
         if (m_tls)
@@ -60,21 +56,20 @@ public:
 
     /// Ends the connection at once; what runs on it fails.
     void cut() { m_tcp->close(); }
-    void endSending() {
-        boost::system::error_code ignored;
-        m_tcp->socket().shutdown(boost::asio::ip::tcp::socket::shutdown_send, ignored);
-    }
+    /// Ends the connection so that the last bytes sent arrive, even if the peer is still sending:
+    /// closing with unread bytes would reset it. Takes `kCloseTime` at most.
+    [[nodiscard]] boost::asio::awaitable<void> finish();
 
     friend void beast_close_socket(Stream& stream) { stream.cut(); }
 
-    /// The end of a WebSocket on this connection.
+    /// The end of a WebSocket on this connection. Beast's own does not wait for the peer.
     template <class Handler>
-    friend void async_teardown(boost::beast::role_type role, Stream& stream, Handler&& handler) {
-        using boost::beast::websocket::async_teardown;
-        if (stream.m_tls)
-            stream.asyncShutdown(std::forward<Handler>(handler));
-        else
-            async_teardown(role, *stream.m_tcp, std::forward<Handler>(handler));
+    friend void async_teardown(boost::beast::role_type, Stream& stream, Handler&& handler) {
+        boost::asio::co_spawn(
+            stream.get_executor(), stream.finish(),
+            [done = std::forward<Handler>(handler)](const std::exception_ptr&) mutable {
+                done(boost::beast::error_code());
+            });
     }
 
 private:

@@ -277,9 +277,9 @@ TEST_F(X11PasteboardTest, NewerCopyEndsATransferUnderWay) {
 }
 
 TEST_F(X11PasteboardTest, WaitsForASlowOwnerAsLongAsItGetsOn) {
-    open(1s);
+    open(2s);
     XOwner owner(display());
-    owner.pieceTime = 250ms;
+    owner.pieceTime = 400ms;
     const QByteArray text(300'000, 'x');
     owner.copy({{"UTF8_STRING", text, Answer::incremental}});
     EXPECT_TRUE(holds(QString::fromLatin1(text)));

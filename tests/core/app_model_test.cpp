@@ -294,6 +294,27 @@ TEST_F(AppModelTest, LeavingIsNoRemovalAndNeedsNoHub) {
     }
 }
 
+TEST_F(AppModelTest, SecondLeaveNeverTouchesTheNextMembership) {
+    hub.on("DELETE /devices/me", {Answer{.raw = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n"}});
+    start(account(true));
+    auto hanging = std::make_unique<TaskScope>();
+    hanging->start(model->leaveGroup());
+    TaskScope second;
+    second.start(model->leaveGroup());
+    EXPECT_EQ(onboardings, 0);
+    // The window from which the first was started goes, and the user leaves again.
+    hanging.reset();
+    hub.on("DELETE /devices/me", {Answer{}});
+    TaskScope third;
+    third.start(model->leaveGroup());
+    ASSERT_TRUE(waitFor([&] { return onboardings == 1; }));
+    model->startSync(account(true));
+    (void)store.save(account(true));
+    ASSERT_TRUE(waitFor([&] { return model->connection() == SyncState::connected; }));
+    EXPECT_EQ(onboardings, 1);
+    EXPECT_NE(store.load(), std::nullopt);
+}
+
 TEST_F(AppModelTest, PairingRemovalAndRenameSpeakToTheHub) {
     start(account(true));
     hub.on("POST /pair",

@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
+#include <QThreadPool>
 
 namespace sorrelwind {
 namespace {
@@ -205,7 +206,7 @@ TEST_F(Setup, TheFlowNeedsNeitherItsMakerNorAWaitingOwner) {
         GroupSetup(m_network, m_l10n).create(m_hub.base(), u"my name"_qs, kPassphrase, progress());
     EXPECT_EQ(outcomeOf(std::move(task)).value(), expected(kPassphrase, kSaltText, kDerived));
 
-    m_hub.on("GET /crypto", {{.body = QByteArray(kCrypto).replace(":2,", ":2000000,")}});
+    m_hub.on("GET /crypto", {{.body = QByteArray(kCrypto).replace(":2,", ":200000,")}});
     bool ended = false;
     const auto flow = [](Task<Outcome> joining, bool& end) -> Task<> {
         const auto outcome = co_await std::move(joining);
@@ -217,6 +218,8 @@ TEST_F(Setup, TheFlowNeedsNeitherItsMakerNorAWaitingOwner) {
             flow(m_setup.join(m_hub.base(), {}, u"X"_qs, kPassphrase, u"n"_qs, progress()), ended));
         ASSERT_TRUE(test::waitFor([&] { return m_steps.contains(kDeriving); }));
     }
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
     EXPECT_FALSE(ended);
 }
 

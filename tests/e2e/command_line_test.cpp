@@ -1,13 +1,17 @@
 #include "tests/e2e/programs.h"
 #include "tests/support/print_qt.h"
+#include "tests/support/scripted_hub.h"
 #include "tests/support/wait.h"
 
+#include <QDir>
 #include <QFile>
 #include <QLocalSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
 
 #include <gtest/gtest.h>
+
+#include <csignal>
 
 namespace sorrelwind::test {
 
@@ -53,6 +57,10 @@ TEST(CommandLine, EveryWrongUseHasACodeAndASentence) {
         {"code without passphrase", {"join", "ABCD-EFGH"}, {}, 2, "--passphrase-stdin"},
         {"empty passphrase", {"create", "--passphrase-stdin"}, "\n", 2, "passphrase"},
         {"agent not running", {"status"}, {}, 1, "not running"},
+        {"empty server", {"create", "--server", ""}, {}, 2, "--server"},
+        {"blank name", {"rename", "  "}, {}, 2, "NAME"},
+        {"empty id", {"remove", ""}, {}, 2, "ID"},
+        {"empty config directory", {"--config-dir", "", "leave"}, {}, 2, "--config-dir"},
         {"nobody at the address",
          {"create", "--server", "http://127.0.0.1:9"},
          {},
@@ -118,6 +126,11 @@ TEST(CommandLine, HubsThatAnswerNonsenseAreNamedInASentence) {
          "Server error (302)"},
         {"5 MB of JSON", ok + "\r\n{\"token\":\"" + QByteArray(5'000'000, 'x') + "\"}",
          "Unexpected response"},
+        {"no words", "HTTP/1.1 500 No\r\nConnection: close\r\n\r\n{\"error\":\"\"}",
+         "Server error (500)"},
+        {"words that steer the terminal",
+         "HTTP/1.1 500 No\r\nConnection: close\r\n\r\n{\"error\":\"a\\u001b[2J\\nb\"}",
+         "a\uFFFD[2J\uFFFDb"},
         {"its own words",
          "HTTP/1.1 503 No\r\nConnection: close\r\n\r\n{\"error\":\"closed on Sunday\"}",
          "closed on Sunday"},
@@ -151,6 +164,44 @@ TEST(CommandLine, HubsThatAnswerNonsenseAreNamedInASentence) {
         EXPECT_TRUE(err.contains(c.says)) << c.what << ": " << err.toStdString();
         EXPECT_FALSE(QFile::exists(folder.filePath("account.json"))) << c.what;
     }
+}
+
+TEST(CommandLine, AgentEndsWithItsDesktopAndByASignalInMidDerivation) {
+    QTemporaryDir folder;
+    Desktop desktop(folder.path(), QStringLiteral("alpha"));
+    desktop.endDesktop();
+    EXPECT_TRUE(waitFor([&] { return !desktop.agentRunning(); }));
+
+    // A hub that asks for as many iterations as a record can hold.
+    ScriptedHub hub;
+    hub.on("GET /crypto",
+           {Answer{.body = R"({"crypto":{"v":1,"kdf":"x","iters":2147483647,"salt":"AAAA"}})"}});
+    const QString endless = folder.filePath("endless");
+    ASSERT_TRUE(QDir().mkpath(endless));
+    QByteArray account(kAccount);
+    account.replace("http://127.0.0.1:9", hub.base().toUtf8());
+    account.replace("\"key\":\"AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA=\"",
+                    "\"passphrase\":\"p\"");
+    writeFile(endless + "/account.json", account);
+    Background agent(SORRELWIND_BIN_DIR "/sorrelwind", {"--headless", "--config-dir", endless},
+                     folder.filePath("endless.log"), QProcessEnvironment::systemEnvironment());
+    ASSERT_TRUE(waitFor([&] { return hub.count("GET /crypto") > 0; }));
+    runFor(std::chrono::milliseconds(300)); // the reply arrives and the derivation begins
+    EXPECT_EQ(agent.end(SIGTERM), 0);
+}
+
+TEST(CommandLine, RelativeConfigDirectoryHoldsForAgentAndCommands) {
+    QTemporaryDir folder;
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(folder.path()));
+    {
+        Background agent(SORRELWIND_BIN_DIR "/sorrelwind", {"--headless", "--config-dir", "here"},
+                         folder.filePath("log"), QProcessEnvironment::systemEnvironment());
+        EXPECT_TRUE(waitFor([] {
+            return sorrelwind({"--config-dir", "here", "status"}).code == 0;
+        }));
+    }
+    QDir::setCurrent(before);
 }
 
 TEST(CommandLine, SecondAgentOnADirectoryEndsWithASentence) {

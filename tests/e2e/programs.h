@@ -67,6 +67,8 @@ public:
 
     void startAgent();
     int stopAgent(int signal); // the exit code
+    /// The X server ends, as by a log-out.
+    void endDesktop() { m_xvfb.kill(); }
     [[nodiscard]] bool agentRunning() const { return m_agent && m_agent->running(); }
     [[nodiscard]] QByteArray log() const { return m_agent->log(); }
 

@@ -76,8 +76,8 @@ TEST_F(Sync, HubKilledInMidTrafficComesBackAndSoDoTheAgents) {
                    b.status()[kConnection] != QStringLiteral("connected");
         }));
         hub.start();
-        ASSERT_TRUE(a.ready());
-        ASSERT_TRUE(b.ready());
+        ASSERT_TRUE(a.ready()) << a.log().toStdString() << hub.log().toStdString();
+        ASSERT_TRUE(b.ready()) << b.log().toStdString() << hub.log().toStdString();
         a.copy("SECRET after " + number);
         EXPECT_TRUE(b.pastes("SECRET after " + number));
         b.copy("SECRET back " + number);
