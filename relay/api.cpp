@@ -125,11 +125,16 @@ Response Api::tooLarge(const Head& head, const Now& now) {
     const auto limit = bodyLimit(head, now);
     if (pathOf(head.target) != "/items")
         return refused({413, "the body is larger than " + std::to_string(limit) + " bytes"});
-    const auto member = m_hub.authenticate(bearerToken(head.authorization), now);
-    if (!member)
-        return refused(deadToken());
-    const Answer<Item> unread = payloadTooLarge(m_hub.limits().maxPayload);
-    return refused(m_hub.publish(*member, unread, now).error());
+    try {
+        const auto member = m_hub.authenticate(bearerToken(head.authorization), now);
+        if (!member)
+            return refused(deadToken());
+        const Answer<Item> unread = payloadTooLarge(m_hub.limits().maxPayload);
+        return refused(m_hub.publish(*member, unread, now).error());
+    } catch (const StoreError& error) {
+        logEvent(error.what());
+        return refused(storeDown());
+    }
 }
 
 Answer<Member> Api::admitSocket(const Head& head, const Now& now) {

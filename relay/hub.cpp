@@ -215,15 +215,22 @@ void Hub::tickSoon() {
 void Hub::tick(const Now& now) {
     try {
         m_bus.tick(now);
-        if (now.steady < m_nextSweep)
-            return;
-        m_nextSweep = now.steady + kSweepEvery;
-        m_bus.sweep(now);
-        m_publishes.sweep(now.steady);
-        m_attempts.sweep(now.steady);
-        m_newGroups.sweep(now.steady);
-        m_failedClaims.sweep(now.steady);
-        m_allFailedClaims.sweep(now.steady);
+    } catch (const StoreError& error) {
+        logEvent(error.what());
+    }
+    if (now.steady >= m_nextSweep)
+        sweep(now);
+}
+
+void Hub::sweep(const Now& now) {
+    m_nextSweep = now.steady + kSweepEvery;
+    m_bus.sweep(now);
+    m_publishes.sweep(now.steady);
+    m_attempts.sweep(now.steady);
+    m_newGroups.sweep(now.steady);
+    m_failedClaims.sweep(now.steady);
+    m_allFailedClaims.sweep(now.steady);
+    try {
         flush();
     } catch (const StoreError& error) {
         logEvent(error.what());

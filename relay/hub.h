@@ -77,6 +77,7 @@ private:
     [[nodiscard]] std::optional<Refusal> claimsBlocked(const std::string& key, const Now& now);
     void changed(const std::string& group, const Now& now);
     void tickSoon();
+    void sweep(const Now& now);
 
     Store& m_store;
     Limits m_limits;
