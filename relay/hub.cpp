@@ -145,14 +145,14 @@ Answer<void> Hub::remove(const Member& member, const std::string& device, const 
 
 Answer<int> Hub::publish(const Member& member, const Answer<Item>& item, const Now& now) {
     if (!m_attempts.take(member.device, now.steady))
-        return tooMany("too many items in a short time", 1);
+        return tooMany("too many items in a short time", m_attempts.refillTime());
     if (!item)
         return item.error();
     // Before the rate: who asks again after a lost answer is to get that answer.
     if (const auto recipients = m_bus.repeated(member.group, item->id, now))
         return *recipients;
     if (!m_publishes.take(member.device, now.steady))
-        return tooMany("too many items in a short time", 1);
+        return tooMany("too many items in a short time", m_publishes.refillTime());
     return m_bus.publish(member, *item, now);
 }
 

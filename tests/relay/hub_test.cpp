@@ -206,6 +206,20 @@ TEST_F(HubTest, whatIsNotAcceptedHasAWiderLimit) {
     }
 }
 
+TEST_F(HubTest, aTooQuickPublisherIsToldHowLongToWait) {
+    limits.publishRate = 0.3;
+    limits.publishBurst = 1;
+    Hub slow(store, limits);
+    const auto who = member(create());
+    const auto publish = [&](const char* id) {
+        return slow.publish(who, Item{id, 1, "t", "p"}, now);
+    };
+    EXPECT_TRUE(publish("1"));
+    EXPECT_EQ(publish("2").error().retryAfter, 4);
+    now = now.after(4s);
+    EXPECT_TRUE(publish("2"));
+}
+
 TEST_F(HubTest, aBodyThatIsNotReadCountsAsAnItem) {
     const Site site;
     Api api(hub, site);

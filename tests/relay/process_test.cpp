@@ -161,6 +161,9 @@ TEST(Process, saysInOneSentenceWhyItCannotStart) {
         {{"--listen", "localhost"}, 2, "not an IP address and a port"},
         {{"--trusted-proxy", "10.0.0.0/99"}, 2, "not an address range"},
         {{"--max-payload", "-1"}, 2, "--max-payload"},
+        {{"--publish-burst", "0.5"}, 2, "--publish-burst: must be 0 or at least 1"},
+        {{"--publish-burst", "nan"}, 2, "--publish-burst"},
+        {{"--publish-rate", "nan"}, 2, "--publish-rate"},
         {{"--nonsense"}, 2, "--nonsense"},
     };
     for (const auto& c : cases) {
