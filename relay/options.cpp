@@ -33,7 +33,7 @@ std::variant<Options, int> readCommandLine(int argc, char** argv) {
 
     CLI::App app("Relays encrypted clipboard items between the devices of Sorrelwind groups.",
                  "sorrelwind-hub");
-    app.set_version_flag("--version", SORRELWIND_VERSION);
+    app.set_version_flag("--version", "sorrelwind-hub " SORRELWIND_VERSION);
     app.add_option("--listen", listen, "address and port, [::1]:8787 for IPv6; repeatable")
         ->type_name("ADDRESS:PORT")
         ->check(mustParse(ListenAddress::parse, "an IP address and a port"))

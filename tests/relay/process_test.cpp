@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <regex>
 
 namespace sorrelwind::relay::test {
 namespace {
@@ -173,6 +174,13 @@ TEST(Process, saysInOneSentenceWhyItCannotStart) {
         const auto lines = std::count(failure.text.begin(), failure.text.end(), '\n');
         EXPECT_TRUE(c.status == 2 || lines == 1) << failure.text;
     }
+}
+
+TEST(Process, saysItsNameAndVersion) {
+    const auto outcome = runToEnd({"--version"});
+    EXPECT_EQ(outcome.status, 0);
+    const std::regex nameAndVersion("sorrelwind-hub [0-9]+[.][0-9]+[.][0-9]+\n");
+    EXPECT_TRUE(std::regex_match(outcome.text, nameAndVersion)) << outcome.text;
 }
 
 TEST(Process, logsNoSecretsAndNoAddresses) {
