@@ -11,6 +11,15 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(sorrelwind_flags INTERFACE -Wno-maybe-uninitialized -Wno-restrict)
 endif()
 
+# What is installed reads bytes of strangers: checked buffers, guarded stacks, tables that are read
+# only once the program runs, and an address that nobody knows beforehand.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+target_compile_options(sorrelwind_flags INTERFACE
+  "$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2;-fstack-protector-strong>")
+target_link_options(sorrelwind_flags INTERFACE "$<$<CONFIG:Release>:-Wl,-z,relro,-z,now>")
+
 # sorrelwind_library(NAME SOURCES … LINK …): one static library per folder, called sorrelwind_NAME.
 function(sorrelwind_library name)
   cmake_parse_arguments(ARG "NO_MOC" "" "SOURCES;LINK" ${ARGN})

@@ -125,9 +125,16 @@ Response Api::tooLarge(const Head& head, const Now& now) {
     const auto limit = bodyLimit(head, now);
     if (pathOf(head.target) != "/items")
         return refused({413, "the body is larger than " + std::to_string(limit) + " bytes"});
-    if (!m_hub.authenticate(bearerToken(head.authorization), now))
-        return refused(deadToken());
-    return refused(payloadTooLarge(m_hub.limits().maxPayload));
+    try {
+        const auto member = m_hub.authenticate(bearerToken(head.authorization), now);
+        if (!member)
+            return refused(deadToken());
+        const Answer<Item> unread = payloadTooLarge(m_hub.limits().maxPayload);
+        return refused(m_hub.publish(*member, unread, now).error());
+    } catch (const StoreError& error) {
+        logEvent(error.what());
+        return refused(storeDown());
+    }
 }
 
 Answer<Member> Api::admitSocket(const Head& head, const Now& now) {
@@ -205,9 +212,7 @@ Response Api::remove(const Call& call) {
 
 Response Api::publish(const Call& call) {
     const auto item = readItem(call.body, m_hub.limits().maxPayload);
-    if (!item)
-        return refused(item.error());
-    const auto recipients = m_hub.publish(call.member, *item, call.now);
+    const auto recipients = m_hub.publish(call.member, item, call.now);
     return recipients ? ok(recipientsBody(*recipients)) : refused(recipients.error());
 }
 

@@ -3,6 +3,7 @@
 #include "relay/limits.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 namespace sorrelwind::relay {
@@ -121,7 +122,7 @@ void GroupBus::changed(const std::string& name, const Now& now) {
     if (group == nullptr || group->changed)
         return;
     group->changed = true;
-    m_due.emplace_back(now.steady + kDevicesDelay, name);
+    m_due.emplace(now.steady + kDevicesDelay, name);
 }
 
 void GroupBus::removed(const Member& who, const Now& now) {
@@ -154,25 +155,36 @@ bool GroupBus::isOnline(const Member& who) const {
 }
 
 void GroupBus::tick(const Now& now) {
-    while (!m_due.empty() && m_due.front().first <= now.steady) {
-        const auto name = std::move(m_due.front().second);
-        m_due.pop_front();
+    std::exception_ptr failure;
+    while (!m_due.empty() && m_due.begin()->first <= now.steady) {
+        const auto name = std::move(m_due.extract(m_due.begin()).mapped());
         auto* group = find(name);
         if (group == nullptr)
             continue;
-        group->changed = false;
-        if (group->sockets.empty())
-            continue;
-        const auto frame = share(devicesFrame(view(name, *group)));
-        for (const auto& socket : group->sockets)
-            socket.outlet->send(frame);
+        try {
+            tellDevices(name, *group);
+            group->changed = false;
+        } catch (const std::exception&) {
+            failure = std::current_exception();
+            m_due.emplace(now.steady + kRetryDelay, name);
+        }
     }
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void GroupBus::tellDevices(const std::string& name, const Group& group) const {
+    if (group.sockets.empty())
+        return;
+    const auto frame = share(devicesFrame(view(name, group)));
+    for (const auto& socket : group.sockets)
+        socket.outlet->send(frame);
 }
 
 std::optional<Steady> GroupBus::nextTick() const {
     if (m_due.empty())
         return std::nullopt;
-    return m_due.front().first;
+    return m_due.begin()->first;
 }
 
 void GroupBus::sweep(const Now& now) {

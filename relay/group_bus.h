@@ -6,6 +6,7 @@
 
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -36,10 +37,12 @@ public:
 /// an argument. Owned by the hub, whose store knows the members.
 class GroupBus {
 public:
-    /// All devices of a group, in the order in which they joined.
+    /// All devices of a group, in the order in which they joined. What it throws, the operations
+    /// that ask for it throw on.
     using Roster = std::function<std::vector<DeviceRecord>(const std::string& group)>;
 
     static constexpr std::chrono::milliseconds kDevicesDelay{100};
+    static constexpr std::chrono::seconds kRetryDelay{1};
     /// For how long and how many items of a group a repeated id is recognised.
     static constexpr std::chrono::minutes kRepeatTime{10};
     static constexpr std::size_t kRepeatItems = 1024;
@@ -48,7 +51,8 @@ public:
     GroupBus(Roster roster, std::chrono::seconds itemTtl)
         : m_roster(std::move(roster)), m_itemTtl(itemTtl) {}
 
-    /// A socket opened: greets it. A device's oldest socket makes room for its fifth.
+    /// A socket opened: greets it. A device's oldest socket makes room for its fifth. One whose
+    /// greeting failed by a throw has to leave as well.
     void join(const Member& who, Outlet& outlet, const Now& now);
     /// A socket is gone. One that the bus has forgotten already is no error.
     void leave(const Member& who, const Outlet& outlet, const Now& now);
@@ -68,7 +72,8 @@ public:
     void forget(const std::string& group) { m_groups.erase(group); }
 
     [[nodiscard]] bool isOnline(const Member& who) const;
-    /// Sends the device lists that are due.
+    /// Sends the device lists that are due. One that cannot be read is tried again after
+    /// `kRetryDelay` and holds no other group up; what was thrown is thrown on at the end.
     void tick(const Now& now);
     [[nodiscard]] std::optional<Steady> nextTick() const;
     /// Forgets what is too old. Call it now and then.
@@ -101,12 +106,13 @@ private:
 
     [[nodiscard]] Group* find(const std::string& group);
     [[nodiscard]] std::vector<DeviceView> view(const std::string& name, const Group& group) const;
+    void tellDevices(const std::string& name, const Group& group) const;
     [[nodiscard]] bool expired(const Held& held, const Now& now) const;
 
     Roster m_roster;
     std::chrono::seconds m_itemTtl;
     std::unordered_map<std::string, Group> m_groups;
-    std::deque<std::pair<Steady, std::string>> m_due; ///< groups to tell; the delay is always one
+    std::multimap<Steady, std::string> m_due; ///< groups to tell, each with `changed` set
 };
 
 } // namespace sorrelwind::relay

@@ -15,6 +15,7 @@ constexpr auto kSweepEvery = 60s;
 constexpr auto kProbeEvery = 5s;
 constexpr int kAllAddresses = 10; ///< times the limit of one address
 constexpr std::size_t kMaxToken = 256;
+constexpr double kAttempts = 4; ///< times the limit of accepted items
 
 Refusal tooMany(const char* text, int retryAfter) {
     return {429, text, retryAfter};
@@ -25,8 +26,9 @@ Refusal tooMany(const char* text, int retryAfter) {
 Hub::Hub(Store& store, const Limits& limits)
     : m_store(store), m_limits(limits),
       m_bus([this](const std::string& group) { return roster(group); }, limits.itemTtl),
-      m_publishes(limits.publishRate, limits.publishBurst), m_newGroups(limits.newGroups, 1h),
-      m_failedClaims(limits.claimFailures, 1min),
+      m_publishes(limits.publishRate, limits.publishBurst),
+      m_attempts(limits.publishRate * kAttempts, limits.publishBurst * kAttempts),
+      m_newGroups(limits.newGroups, 1h), m_failedClaims(limits.claimFailures, 1min),
       m_allFailedClaims(limits.claimFailures * kAllAddresses, 1min) {}
 
 std::vector<DeviceRecord> Hub::roster(const std::string& group) {
@@ -141,13 +143,17 @@ Answer<void> Hub::remove(const Member& member, const std::string& device, const 
     return {};
 }
 
-Answer<int> Hub::publish(const Member& member, const Item& item, const Now& now) {
+Answer<int> Hub::publish(const Member& member, const Answer<Item>& item, const Now& now) {
+    if (!m_attempts.take(member.device, now.steady))
+        return tooMany("too many items in a short time", m_attempts.refillTime());
+    if (!item)
+        return item.error();
     // Before the rate: who asks again after a lost answer is to get that answer.
-    if (const auto recipients = m_bus.repeated(member.group, item.id, now))
+    if (const auto recipients = m_bus.repeated(member.group, item->id, now))
         return *recipients;
     if (!m_publishes.take(member.device, now.steady))
-        return tooMany("too many items in a short time", 1);
-    return m_bus.publish(member, item, now);
+        return tooMany("too many items in a short time", m_publishes.refillTime());
+    return m_bus.publish(member, *item, now);
 }
 
 bool Hub::ready(const Now& now) {
@@ -178,8 +184,7 @@ void Hub::frame(const Member& member, Outlet& outlet, std::string_view text, con
     int status = 200;
     std::optional<int> recipients;
     try {
-        const auto answer = publishing->item ? publish(member, *publishing->item, now)
-                                             : Answer<int>(publishing->item.error());
+        const auto answer = publish(member, publishing->item, now);
         if (answer)
             recipients = *answer;
         else
@@ -210,14 +215,22 @@ void Hub::tickSoon() {
 void Hub::tick(const Now& now) {
     try {
         m_bus.tick(now);
-        if (now.steady < m_nextSweep)
-            return;
-        m_nextSweep = now.steady + kSweepEvery;
-        m_bus.sweep(now);
-        m_publishes.sweep(now.steady);
-        m_newGroups.sweep(now.steady);
-        m_failedClaims.sweep(now.steady);
-        m_allFailedClaims.sweep(now.steady);
+    } catch (const StoreError& error) {
+        logEvent(error.what());
+    }
+    if (now.steady >= m_nextSweep)
+        sweep(now);
+}
+
+void Hub::sweep(const Now& now) {
+    m_nextSweep = now.steady + kSweepEvery;
+    m_bus.sweep(now);
+    m_publishes.sweep(now.steady);
+    m_attempts.sweep(now.steady);
+    m_newGroups.sweep(now.steady);
+    m_failedClaims.sweep(now.steady);
+    m_allFailedClaims.sweep(now.steady);
+    try {
         flush();
     } catch (const StoreError& error) {
         logEvent(error.what());

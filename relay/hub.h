@@ -48,8 +48,10 @@ public:
                                       const std::string& name, const Now& now);
     [[nodiscard]] Answer<void> remove(const Member& member, const std::string& device,
                                       const Now& now);
-    /// Relays the item and returns how many other devices had a live socket.
-    [[nodiscard]] Answer<int> publish(const Member& member, const Item& item, const Now& now);
+    /// Relays the item and returns how many other devices had a live socket. What is refused or a
+    /// repetition counts against a wider limit, so hand in the unreadable ones too.
+    [[nodiscard]] Answer<int> publish(const Member& member, const Answer<Item>& item,
+                                      const Now& now);
     /// Whether the store can be read and written; asked of the store every few seconds at most.
     [[nodiscard]] bool ready(const Now& now);
 
@@ -75,13 +77,15 @@ private:
     [[nodiscard]] std::optional<Refusal> claimsBlocked(const std::string& key, const Now& now);
     void changed(const std::string& group, const Now& now);
     void tickSoon();
+    void sweep(const Now& now);
 
     Store& m_store;
     Limits m_limits;
     GroupBus m_bus;
     LastSeen m_lastSeen;
     Pseudonyms m_pseudonyms;
-    TokenBuckets m_publishes;
+    TokenBuckets m_publishes; ///< accepted items
+    TokenBuckets m_attempts;  ///< everything that was meant to be one
     WindowLimit m_newGroups;
     WindowLimit m_failedClaims;
     WindowLimit m_allFailedClaims;

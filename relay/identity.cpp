@@ -17,7 +17,11 @@ Digest sha256(std::string_view text) {
 }
 
 std::string newId() {
-    return base64Url(randomBytes<16>());
+    std::string id;
+    do
+        id = base64Url(randomBytes<16>());
+    while (id.front() == '-');
+    return id;
 }
 
 std::string newToken(std::string_view group) {

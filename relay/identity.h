@@ -11,7 +11,8 @@ using Digest = std::array<unsigned char, 32>;
 /// SHA-256, the only form in which tokens and pairing codes are stored.
 [[nodiscard]] Digest sha256(std::string_view text);
 
-/// A new group or device id: 128 random bits as 22 URL-safe characters.
+/// A new group or device id: 128 random bits as 22 URL-safe characters, of which the first
+/// is not "-": people type ids on command lines.
 [[nodiscard]] std::string newId();
 
 /// A new device token: the group's id, ".", and 256 random bits in URL-safe base64.

@@ -33,7 +33,7 @@ std::variant<Options, int> readCommandLine(int argc, char** argv) {
 
     CLI::App app("Relays encrypted clipboard items between the devices of Sorrelwind groups.",
                  "sorrelwind-hub");
-    app.set_version_flag("--version", SORRELWIND_VERSION);
+    app.set_version_flag("--version", "sorrelwind-hub " SORRELWIND_VERSION);
     app.add_option("--listen", listen, "address and port, [::1]:8787 for IPv6; repeatable")
         ->type_name("ADDRESS:PORT")
         ->check(mustParse(ListenAddress::parse, "an IP address and a port"))
@@ -88,6 +88,11 @@ std::variant<Options, int> readCommandLine(int argc, char** argv) {
 
     try {
         app.parse(argc, argv);
+        // Written so that "nan", which is a number to the parser, is refused as well.
+        if (!(limits.publishRate >= 0))
+            throw CLI::ValidationError("--publish-rate", "must be a number");
+        if (!(limits.publishBurst == 0 || limits.publishBurst >= 1))
+            throw CLI::ValidationError("--publish-burst", "must be 0 or at least 1");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }

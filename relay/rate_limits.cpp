@@ -1,6 +1,7 @@
 #include "relay/rate_limits.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace sorrelwind::relay {
 
@@ -18,6 +19,11 @@ bool TokenBuckets::take(const std::string& key, Steady now) {
         return false;
     bucket.tokens -= 1;
     return true;
+}
+
+int TokenBuckets::refillTime() const {
+    constexpr double kLongest = 86400; // a day says it as well, and fits
+    return m_rate <= 0 ? 0 : static_cast<int>(std::min(kLongest, std::ceil(1 / m_rate)));
 }
 
 void TokenBuckets::sweep(Steady now) {

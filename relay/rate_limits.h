@@ -16,6 +16,9 @@ public:
     /// Takes one token; false when there is none left.
     [[nodiscard]] bool take(const std::string& key, Steady now);
 
+    /// Whole seconds in which an empty bucket has a token again.
+    [[nodiscard]] int refillTime() const;
+
     /// Forgets the keys whose bucket is full again.
     void sweep(Steady now);
 

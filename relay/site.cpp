@@ -49,10 +49,16 @@ std::string typeOf(const fs::path& file) {
     return "application/octet-stream";
 }
 
-std::string contentOf(const fs::path& file) {
+/// The file's content; throws StartError before it reads more than `room` bytes.
+std::string contentOf(const fs::path& file, std::size_t room) {
+    std::error_code error;
+    const auto size = fs::file_size(file, error);
+    if (!error && size > room)
+        throw StartError(file.string() + " is too large: the files of a site may have " +
+                         std::to_string(Site::kMaxBytes) + " bytes together");
+    std::string content(error ? 0 : size, '\0');
     std::ifstream stream(file, std::ios::binary);
-    std::string content(std::istreambuf_iterator<char>(stream), {});
-    if (!stream.good() && !stream.eof())
+    if (error || !stream.read(content.data(), static_cast<std::streamsize>(content.size())))
         throw StartError("cannot read " + file.string());
     return content;
 }
@@ -75,12 +81,11 @@ Site::Site(const fs::path& folder) : m_policy(kFolderPolicy) {
             entry.disable_recursion_pending();
             continue;
         }
-        if (!entry->is_regular_file())
+        std::error_code deadEnd; // such as a link to nowhere, or to itself
+        if (!entry->is_regular_file(deadEnd))
             continue;
-        auto content = contentOf(file);
+        auto content = contentOf(file, kMaxBytes - total);
         total += content.size();
-        if (total > kMaxBytes)
-            throw StartError("the files of " + folder.string() + " are too large to serve");
         add('/' + fs::relative(file, folder).generic_string(), typeOf(file), std::move(content));
     }
     if (error)

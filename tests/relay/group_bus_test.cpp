@@ -206,6 +206,34 @@ TEST_F(GroupBusTest, tellsOfChangesOnceIn100Milliseconds) {
     EXPECT_EQ(device.at("lastSeen").as_int64(), 2);
 }
 
+TEST_F(GroupBusTest, aListThatCannotBeReadIsSentASecondLater) {
+    std::string broken = "g";
+    GroupBus frail(
+        [&](const std::string& group) {
+            return group == broken ? throw std::runtime_error("no roster") : groups[group];
+        },
+        3600s);
+    EXPECT_THROW(frail.join(member("a"), a, now), std::runtime_error);
+    frail.join({"other", "x"}, x, now);
+    now = now.after(100ms);
+    x.take();
+    EXPECT_THROW(frail.tick(now), std::runtime_error);
+    EXPECT_EQ(x.take(), Said{"devices x*"}) << "held up by another group";
+    EXPECT_EQ(frail.nextTick(), now.steady + 1s);
+
+    frail.changed("other", now); // due before what waits already
+    EXPECT_EQ(frail.nextTick(), now.steady + 100ms);
+    now = now.after(500ms);
+    frail.tick(now);
+    EXPECT_EQ(x.take(), Said{"devices x*"});
+    broken.clear();
+    frail.changed("g", now);
+    now = now.after(500ms);
+    frail.tick(now);
+    EXPECT_EQ(a.take(), Said{"devices a*,b,c"});
+    EXPECT_EQ(frail.nextTick(), std::nullopt) << "once is enough";
+}
+
 TEST_F(GroupBusTest, aDevicesFifthSocketClosesItsOldest) {
     Recorder sockets[5];
     bus.join(member("b"), b, now);

@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 struct Child {
     pid_t pid;
-    int errors;
+    int output;
 };
 
 Child start(const std::vector<std::string>& flags) {
@@ -36,6 +36,7 @@ Child start(const std::vector<std::string>& flags) {
     const pid_t pid = ::fork();
     if (pid == 0) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL); // also when the test itself is killed
+        ::dup2(ends[1], STDOUT_FILENO);
         ::dup2(ends[1], STDERR_FILENO);
         ::execv(argv[0], argv.data());
         ::_exit(127);
@@ -72,7 +73,7 @@ HubProgram::HubProgram(const std::filesystem::path& data, std::vector<std::strin
     flags.insert(flags.end(), {"--listen", "127.0.0.1:0", "--data", data.string()});
     const auto child = start(flags);
     m_pid = child.pid;
-    m_stderr = child.errors;
+    m_output = child.output;
     m_pidfd = static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));
     const std::string mark = "listening on http";
     if (waitForLog(mark) && waitForLog("\n"))
@@ -86,7 +87,7 @@ HubProgram::~HubProgram() {
         ::waitpid(m_pid, nullptr, 0);
     }
     ::close(m_pidfd);
-    ::close(m_stderr);
+    ::close(m_output);
 }
 
 void HubProgram::signal(int number) const {
@@ -95,9 +96,9 @@ void HubProgram::signal(int number) const {
 
 bool HubProgram::readMore(Clock::time_point deadline) {
     char buffer[4096];
-    if (!readable(m_stderr, deadline))
+    if (!readable(m_output, deadline))
         return false;
-    const auto size = ::read(m_stderr, buffer, sizeof buffer);
+    const auto size = ::read(m_output, buffer, sizeof buffer);
     if (size <= 0)
         return false;
     m_log.append(buffer, static_cast<std::size_t>(size));
@@ -123,20 +124,20 @@ int HubProgram::wait(std::chrono::milliseconds time) {
     return statusOf(state);
 }
 
-Failure runToEnd(const std::vector<std::string>& flags) {
+Outcome runToEnd(const std::vector<std::string>& flags) {
     const auto child = start(flags);
     std::string text;
     const auto deadline = Clock::now() + kPatience;
     char buffer[4096];
     ssize_t size = 0;
-    while (readable(child.errors, deadline) &&
-           (size = ::read(child.errors, buffer, sizeof buffer)) > 0)
+    while (readable(child.output, deadline) &&
+           (size = ::read(child.output, buffer, sizeof buffer)) > 0)
         text.append(buffer, static_cast<std::size_t>(size));
     if (Clock::now() >= deadline)
         ::kill(child.pid, SIGKILL);
     int state = 0;
     ::waitpid(child.pid, &state, 0);
-    ::close(child.errors);
+    ::close(child.output);
     return {statusOf(state), text};
 }
 

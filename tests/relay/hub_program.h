@@ -35,28 +35,28 @@ public:
 
     [[nodiscard]] unsigned short port() const { return m_port; }
     void signal(int number) const;
-    /// Reads stderr until it has `text`; false when time or the program is over before.
+    /// Reads on until it has `text`; false when time or the program is over before.
     bool waitForLog(const std::string& text);
     /// Waits for the end; the exit status, 128 + the signal that killed it, or -1 in time.
     int wait(std::chrono::milliseconds time = kPatience);
-    /// All of stderr so far.
+    /// All of stdout and stderr so far.
     [[nodiscard]] const std::string& log() const { return m_log; }
 
 private:
     bool readMore(std::chrono::steady_clock::time_point deadline);
 
     pid_t m_pid = -1;
-    int m_stderr = -1;
+    int m_output = -1;
     int m_pidfd = -1;
     unsigned short m_port = 0;
     std::string m_log;
 };
 
-/// What a run of the program that is to fail said, and its exit status.
-struct Failure {
+/// What a run of the program that ends by itself said, and its exit status.
+struct Outcome {
     int status;
     std::string text;
 };
-[[nodiscard]] Failure runToEnd(const std::vector<std::string>& flags);
+[[nodiscard]] Outcome runToEnd(const std::vector<std::string>& flags);
 
 } // namespace sorrelwind::relay::test

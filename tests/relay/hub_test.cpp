@@ -1,5 +1,6 @@
 // The hub on a real store in memory, with a clock of its own.
 
+#include "relay/api.h"
 #include "relay/hub.h"
 #include "relay/sqlite_store.h"
 
@@ -10,6 +11,7 @@ namespace sorrelwind::relay {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 
 class Listener : public Outlet {
 public:
@@ -42,6 +44,7 @@ protected:
         some.newGroups = 6;
         some.claimFailures = 3;
         some.publishBurst = 5;
+        some.maxPayload = 98;
         return some;
     }();
     SqliteStore store{":memory:"};
@@ -148,16 +151,16 @@ TEST_F(HubTest, theFirstSaltStands) {
     EXPECT_EQ(hub.crypto(member(create("stranger"))), std::nullopt);
 }
 
-TEST_F(HubTest, aRepeatedItemCostsNothingAndATooQuickOneIsRefused) {
+TEST_F(HubTest, aRepeatedItemIsNoNewOneAndATooQuickOneIsRefused) {
     const auto first = create();
     const auto second = *claim(hub.createCode(member(first), now).code);
     Listener listener;
     hub.open(member(second), listener, now);
     const auto publish = [&](const std::string& id) {
-        const auto answer = hub.publish(member(first), {id, 1, "text/plain", "p"}, now);
+        const auto answer = hub.publish(member(first), Item{id, 1, "text/plain", "p"}, now);
         return answer ? *answer : -answer.error().status;
     };
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 10; ++i)
         EXPECT_EQ(publish("same"), 1);
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(publish(std::to_string(i)), 1);
@@ -165,6 +168,67 @@ TEST_F(HubTest, aRepeatedItemCostsNothingAndATooQuickOneIsRefused) {
     EXPECT_EQ(publish("3"), 1);
     now = now.after(100ms);
     EXPECT_EQ(publish("later"), 1);
+}
+
+TEST_F(HubTest, whatIsNotAcceptedHasAWiderLimit) {
+    const Site site;
+    Api api(hub, site);
+    const auto good = R"({"id":"A","ts":1,"mime":"t","payload":"p"})"s;
+    const auto large =
+        R"({"id":"B","ts":1,"mime":"t","payload":")" + std::string(99, 'x') + R"("})";
+    const struct {
+        const char* what;
+        std::string item;
+        int status;
+    } cases[] = {{"repeated", good, 200}, {"malformed", "{}", 400}, {"too large", large, 413}};
+    for (const bool overRest : {true, false}) {
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.what + (overRest ? " over REST"s : " over the socket"s));
+            const auto who = create();
+            const auto authorization = "Bearer " + who.token;
+            const Head head{"POST", "/items", authorization, "", address("192.0.2.1")};
+            Listener listener;
+            hub.open(member(who), listener, now);
+            const auto send = [&](const std::string& item) {
+                if (overRest)
+                    return api.handle(head, item, now).status;
+                hub.frame(member(who), listener, R"({"type":"publish","item":)" + item + '}', now);
+                return static_cast<int>(listener.last.at("status").as_int64());
+            };
+            EXPECT_EQ(send(good), 200);
+            for (int i = 1; i < 20; ++i)
+                ASSERT_EQ(send(c.item), c.status) << i;
+            EXPECT_EQ(send(c.item), 429);
+            EXPECT_EQ(send(good), 429);
+            now = now.after(3s);
+            EXPECT_EQ(send(good), 200) << "asked again after its answer was lost";
+        }
+    }
+}
+
+TEST_F(HubTest, aTooQuickPublisherIsToldHowLongToWait) {
+    limits.publishRate = 0.3;
+    limits.publishBurst = 1;
+    Hub slow(store, limits);
+    const auto who = member(create());
+    const auto publish = [&](const char* id) {
+        return slow.publish(who, Item{id, 1, "t", "p"}, now);
+    };
+    EXPECT_TRUE(publish("1"));
+    EXPECT_EQ(publish("2").error().retryAfter, 4);
+    now = now.after(4s);
+    EXPECT_TRUE(publish("2"));
+}
+
+TEST_F(HubTest, aBodyThatIsNotReadCountsAsAnItem) {
+    const Site site;
+    Api api(hub, site);
+    const auto who = create();
+    const auto authorization = "Bearer " + who.token;
+    const Head head{"POST", "/items", authorization, "", address("192.0.2.1")};
+    for (int i = 0; i < 20; ++i)
+        ASSERT_EQ(api.tooLarge(head, now).status, 413) << i;
+    EXPECT_EQ(api.tooLarge(head, now).status, 429);
 }
 
 TEST_F(HubTest, framesAreAnsweredWhereTheyAskForIt) {

@@ -27,6 +27,9 @@ TEST(TokenBuckets, allowABurstAndThenTheRate) {
     EXPECT_EQ(taken("a", kStart + 1h), 3);
     buckets.sweep(kStart + 1h + 200ms);
     EXPECT_EQ(taken("a", kStart + 1h + 200ms), 2) << "swept though it was not full";
+    for (auto [rate, seconds] :
+         {std::pair(10.0, 1), std::pair(1.0, 1), std::pair(0.4, 3), std::pair(1e-300, 86400)})
+        EXPECT_EQ(TokenBuckets(rate, 1).refillTime(), seconds) << rate;
     for (auto [rate, burst] : {std::pair(0.0, 3.0), std::pair(10.0, 0.0)}) {
         TokenBuckets open(rate, burst);
         for (int i = 0; i < 100; ++i)

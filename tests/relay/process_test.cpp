@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <regex>
 
 namespace sorrelwind::relay::test {
 namespace {
@@ -161,6 +162,9 @@ TEST(Process, saysInOneSentenceWhyItCannotStart) {
         {{"--listen", "localhost"}, 2, "not an IP address and a port"},
         {{"--trusted-proxy", "10.0.0.0/99"}, 2, "not an address range"},
         {{"--max-payload", "-1"}, 2, "--max-payload"},
+        {{"--publish-burst", "0.5"}, 2, "--publish-burst: must be 0 or at least 1"},
+        {{"--publish-burst", "nan"}, 2, "--publish-burst"},
+        {{"--publish-rate", "nan"}, 2, "--publish-rate"},
         {{"--nonsense"}, 2, "--nonsense"},
     };
     for (const auto& c : cases) {
@@ -170,6 +174,13 @@ TEST(Process, saysInOneSentenceWhyItCannotStart) {
         const auto lines = std::count(failure.text.begin(), failure.text.end(), '\n');
         EXPECT_TRUE(c.status == 2 || lines == 1) << failure.text;
     }
+}
+
+TEST(Process, saysItsNameAndVersion) {
+    const auto outcome = runToEnd({"--version"});
+    EXPECT_EQ(outcome.status, 0);
+    const std::regex nameAndVersion("sorrelwind-hub [0-9]+[.][0-9]+[.][0-9]+\n");
+    EXPECT_TRUE(std::regex_match(outcome.text, nameAndVersion)) << outcome.text;
 }
 
 TEST(Process, logsNoSecretsAndNoAddresses) {

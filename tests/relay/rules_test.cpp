@@ -55,6 +55,11 @@ TEST(Identity, tokensBeginWithTheirGroup) {
     EXPECT_NE(token, newToken(group));
 }
 
+TEST(Identity, idsCannotBeTakenForOptions) {
+    for (int i = 0; i < 5000; ++i)
+        ASSERT_NE(newId().front(), '-') << i;
+}
+
 TEST(PairingCode, hasTheShapeAndUsesTheWholeAlphabet) {
     std::set<char> seen;
     for (int i = 0; i < 500; ++i) {

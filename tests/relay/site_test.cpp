@@ -61,6 +61,28 @@ TEST_F(SiteTest, servesTheFilesOfItsFolderAndNothingElse) {
         EXPECT_EQ(site.find(path), nullptr) << path;
 }
 
+TEST_F(SiteTest, linksThatLeadNowhereAreNoPages) {
+    write("index.html", "x");
+    fs::create_symlink("circle", folder / "circle");
+    fs::create_symlink("missing", folder / "dangling");
+    const Site site(folder);
+    EXPECT_NE(site.find("/"), nullptr);
+    EXPECT_EQ(site.find("/circle"), nullptr);
+    EXPECT_EQ(site.find("/dangling"), nullptr);
+}
+
+TEST_F(SiteTest, filesTogetherAreAtMost64MiB) {
+    write("index.html", "x");
+    write("large", "");
+    fs::resize_file(folder / "large", Site::kMaxBytes - 1); // a hole, which takes no room on disk
+    EXPECT_NE(Site(folder).find("/large"), nullptr);
+    write("one-more", "x");
+    EXPECT_THROW(Site{folder}, StartError);
+    fs::remove(folder / "one-more");
+    fs::resize_file(folder / "large", std::uintmax_t{1} << 40); // would not fit into memory
+    EXPECT_THROW(Site{folder}, StartError);
+}
+
 TEST_F(SiteTest, aFolderWithoutAnIndexIsAMistake) {
     write("page.html", "x");
     EXPECT_THROW(Site{folder}, StartError);
