@@ -1,0 +1,85 @@
+#include "ui/activity_row.h"
+
+#include "core/device_display.h"
+#include "ui/controls/text_label.h"
+#include "ui/palette.h"
+#include "ui/symbol.h"
+
+#include <QHBoxLayout>
+#include <QPainter>
+
+namespace sorrelwind {
+
+namespace {
+
+using Direction = Activity::Direction;
+
+constexpr int kHeight = 25;
+constexpr int kSymbol = 16;
+constexpr int kTextAt = kSymbol + Palette::Space::s2;
+
+} // namespace
+
+ActivityRow::ActivityRow(QWidget* parent)
+    : QWidget(parent), m_text(new TextLabel({}, Palette::TextSize::footnote)),
+      m_time(new TextLabel({}, Palette::TextSize::caption, QFont::Normal, TextRole::tertiary)) {
+    setFixedHeight(kHeight);
+    m_text->setElided(true);
+    m_time->setWordWrap(false);
+    m_time->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(kTextAt, 0, 0, 0);
+    row->setSpacing(Palette::Space::s2);
+    row->addWidget(m_text, 1);
+    row->addWidget(m_time);
+}
+
+QString ActivityRow::symbol(const Activity& activity) {
+    switch (activity.direction) {
+    case Direction::sent:
+        return QStringLiteral("arrow.up.circle.fill");
+    case Direction::received:
+        return QStringLiteral("arrow.down.circle.fill");
+    case Direction::failed:
+        break;
+    }
+    return QStringLiteral("exclamationmark.circle.fill");
+}
+
+QString ActivityRow::text(const Activity& activity, Lang lang) {
+    switch (activity.direction) {
+    case Direction::sent:
+        if (!activity.recipients)
+            return pick(lang, u"已发送", u"Sent");
+        if (*activity.recipients == 0)
+            return pick(lang, u"已复制，但还没有其他设备", u"Copied, but no other devices yet");
+        if (*activity.recipients == 1)
+            return pick(lang, u"已发送到 1 台设备", u"Sent to 1 device");
+        return pick(lang, u"已发送到 %1 台设备", u"Sent to %1 devices").arg(*activity.recipients);
+    case Direction::received: {
+        const QString device = activity.device.value_or(QString());
+        return pick(lang, u"收到来自 ", u"Received from ") +
+               (device.isEmpty() ? QStringLiteral("?") : device);
+    }
+    case Direction::failed:
+        break;
+    }
+    return pick(lang, u"上次复制未能发送", u"Last copy wasn't sent");
+}
+
+void ActivityRow::setActivity(const Activity& activity, const QDateTime& now, Lang lang) {
+    m_activity = activity;
+    m_text->setText(text(activity, lang));
+    m_time->setText(relativeTime(activity.date, now, lang));
+    update();
+}
+
+void ActivityRow::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    paintSymbol(
+        painter, symbol(m_activity), QRectF(0, (height() - kSymbol) / 2.0, kSymbol, kSymbol),
+        m_activity.direction == Direction::failed ? Palette::Role::warning() : Brand::accentText(),
+        Palette::Role::surface());
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,123 @@
+#include "ui/floating_card.h"
+
+#include "ui/compositor.h"
+#include "ui/palette.h"
+#include "ui/placement.h"
+
+#include <QBitmap>
+#include <QGuiApplication>
+#include <QPainter>
+#include <QScreen>
+#include <QVBoxLayout>
+
+namespace sorrelwind {
+
+namespace {
+
+constexpr int kEdge = 8; // what a card leaves free at the edges of the screen
+
+QList<ScreenGeometry> screens() {
+    QList<ScreenGeometry> all;
+    // The primary screen comes first.
+    for (const QScreen* screen : QGuiApplication::screens())
+        all.append({screen->geometry(), screen->availableGeometry()});
+    return all;
+}
+
+} // namespace
+
+FloatingCard::FloatingCard(Qt::WindowFlags flags, int radius, int shadow)
+    : QWidget(nullptr, flags | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint),
+      m_radius(radius), m_shadow(shadow), m_fade(this, "windowOpacity") {
+    setAttribute(Qt::WA_TranslucentBackground);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(shadow, shadow, shadow, shadow);
+}
+
+void FloatingCard::setContent(QWidget* content) {
+    delete m_content;
+    m_content = content;
+    layout()->addWidget(content);
+    content->show(); // at once, also in a card that is seen already
+}
+
+QRect FloatingCard::cardRect() const {
+    return rect().marginsRemoved(layout()->contentsMargins());
+}
+
+void FloatingCard::placeUnder(std::optional<QRect> anchor, QSize size, int gap) {
+    m_composited = isComposited();
+    const int margin = m_composited ? m_shadow : 0;
+    layout()->setContentsMargins(margin, margin, margin, margin);
+    setGeometry(frameUnder(size, anchor, screens(), gap)
+                    .marginsAdded(QMargins(margin, margin, margin, margin)));
+    layout()->activate();
+    update();
+}
+
+int FloatingCard::tallestUnder(std::optional<QRect> anchor, int gap) {
+    const QScreen* screen = anchor ? QGuiApplication::screenAt(anchor->center()) : nullptr;
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    const QRect free = screen->availableGeometry().adjusted(0, kEdge, 0, -kEdge);
+    if (!anchor)
+        return free.height();
+    // The card hangs below an icon in the upper half and stands on one in the lower half.
+    return anchor->center().y() < free.center().y()
+               ? free.bottom() + 1 - std::max(free.top(), anchor->bottom() + 1 + gap)
+               : std::min(free.bottom() + 1, anchor->top() - gap) - free.top();
+}
+
+void FloatingCard::fadeTo(double opacity, std::chrono::milliseconds duration,
+                          std::function<void()> done) {
+    m_fade.stop();
+    m_fade.disconnect();
+    m_fade.setStartValue(windowOpacity());
+    m_fade.setEndValue(opacity);
+    m_fade.setDuration(static_cast<int>(duration.count()));
+    if (done)
+        connect(&m_fade, &QPropertyAnimation::finished, this, std::move(done));
+    m_fade.start();
+}
+
+void FloatingCard::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (m_composited) {
+        clearMask();
+        return;
+    }
+    QBitmap shape(size());
+    shape.clear();
+    QPainter painter(&shape);
+    painter.setBrush(Qt::color1);
+    painter.setPen(Qt::color1);
+    painter.drawRoundedRect(rect().adjusted(0, 0, -1, -1), m_radius, m_radius);
+    painter.end();
+    setMask(shape);
+}
+
+void FloatingCard::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    const QRectF card = cardRect();
+    const int reach = card.left() > 0 ? m_shadow : 0;
+    // Many faint layers, each smaller than the one below, add up to a blur; it falls downwards.
+    for (int i = reach; i > 0; --i) {
+        const double strength = 1 - static_cast<double>(i) / reach;
+        painter.setBrush(QColor(0, 0, 0, static_cast<int>(1 + 5 * strength * strength)));
+        const double grow = i * 0.8;
+        painter.drawRoundedRect(card.adjusted(-grow, -grow, grow, grow).translated(0, reach / 5.0),
+                                m_radius + grow, m_radius + grow);
+    }
+    painter.setBrush(Palette::Role::surface());
+    QColor line = Palette::Role::text();
+    line.setAlphaF(0.1F);
+    painter.drawRoundedRect(card, m_radius, m_radius);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(line, 0.5));
+    painter.drawRoundedRect(card.adjusted(0.25, 0.25, -0.25, -0.25), m_radius - 0.25,
+                            m_radius - 0.25);
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,105 @@
+#include "ui/pairing_state.h"
+
+#include "account/pairing_link.h"
+
+#include <QHostAddress>
+#include <QUrl>
+
+namespace sorrelwind {
+
+namespace {
+
+QSet<QString> idsOf(const QList<DeviceInfo>& devices) {
+    QSet<QString> ids;
+    for (const DeviceInfo& device : devices)
+        ids.insert(device.id);
+    return ids;
+}
+
+} // namespace
+
+bool isLoopbackServer(const QString& server) {
+    const QString host = QUrl(server).host();
+    return host == QLatin1StringView("localhost") ||
+           host.endsWith(QLatin1StringView(".localhost")) || QHostAddress(host).isLoopback();
+}
+
+PairingState::PairingState(AppModel& model, QObject* parent) : QObject(parent), m_model(model) {
+    m_timer.setInterval(std::chrono::seconds(1));
+    connect(&m_timer, &QTimer::timeout, this, [this] { tick(QDateTime::currentDateTimeUtc()); });
+}
+
+bool PairingState::linkHoldsKey() const {
+    const auto link = PairingLink::parse(m_pairing.url);
+    return link && link->keyB64;
+}
+
+bool PairingState::serverIsLoopback() const {
+    return m_model.account() && isLoopbackServer(m_model.account()->server);
+}
+
+void PairingState::generate() {
+    m_tasks.cancel();
+    m_pairing = {};
+    m_linkCopied = false;
+    m_known = idsOf(m_model.devices());
+    m_phase = Loading();
+    Q_EMIT changed();
+    m_tasks.start(request());
+}
+
+Task<> PairingState::request() {
+    const auto pairing = co_await m_model.createPairing();
+    if (!pairing) {
+        setPhase(Failed{pairing.error()});
+        co_return;
+    }
+    m_pairing = *pairing;
+    setPhase(Ready());
+    watch();
+}
+
+void PairingState::watch() {
+    disconnect(m_devices);
+    m_devices = connect(&m_model, &AppModel::changed, this, &PairingState::lookForNewDevice);
+    m_timer.start();
+    lookForNewDevice();
+}
+
+void PairingState::lookForNewDevice() {
+    if (!std::holds_alternative<Ready>(m_phase))
+        return;
+    const QList<DeviceInfo>& devices = m_model.devices();
+    // The list always holds this device, so an empty one had not come from the hub yet.
+    if (m_known.isEmpty())
+        m_known = idsOf(devices);
+    const auto joined = std::find_if(devices.rbegin(), devices.rend(), [this](const auto& device) {
+        return !m_known.contains(device.id);
+    });
+    if (joined != devices.rend())
+        setPhase(Joined{joined->name});
+}
+
+void PairingState::setLinkCopied() {
+    m_linkCopied = true;
+    Q_EMIT changed();
+}
+
+void PairingState::tick(const QDateTime& now) {
+    if (std::holds_alternative<Ready>(m_phase) && now >= m_pairing.expiresAt)
+        m_phase = Expired();
+    Q_EMIT changed();
+}
+
+void PairingState::stop() {
+    m_timer.stop();
+    disconnect(m_devices);
+    m_tasks.cancel();
+}
+
+void PairingState::setPhase(Phase phase) {
+    m_phase = std::move(phase);
+    Q_EMIT changed();
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QImage>
+#include <QWidget>
+
+namespace sorrelwind {
+
+class BrandButton;
+class TextLabel;
+
+/// The QR code of a pairing link on a light card. An expired one is faint and offers a new code.
+class QrCard final : public QWidget {
+    Q_OBJECT
+public:
+    explicit QrCard(QWidget* parent = nullptr);
+
+    /// Empty while there is no link yet.
+    void setUrl(const QString& url);
+    void setExpired(bool expired);
+    void setTexts(const QString& description, const QString& expired, const QString& renew);
+
+Q_SIGNALS:
+    void renew();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QString m_url;
+    QImage m_image; // of m_url, for the device pixel ratio that it carries
+    QWidget* m_overlay;
+    TextLabel* m_expiredText;
+    BrandButton* m_renew;
+};
+
+} // namespace sorrelwind
