@@ -2,7 +2,7 @@
 
 #include "account/account_store.h"
 #include "app/control_server.h"
-#include "app/file_lock.h"
+#include "account/file_lock.h"
 #include "app/quit_on_signal.h"
 #include "app/wake_notifier.h"
 #include "base/prefs.h"

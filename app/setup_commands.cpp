@@ -3,15 +3,11 @@
 #include "account/account_store.h"
 #include "account/server_defaults.h"
 #include "app/control_client.h"
-#include "app/file_lock.h"
 #include "app/secret_input.h"
-#include "crypto/group_setup.h"
-#include "hub/hub_api.h"
+#include "core/membership_flow.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
 #include <QNetworkAccessManager>
-#include <QSysInfo>
 
 #include <cstdio>
 
@@ -33,28 +29,13 @@ public:
                     u"the disk, or name another with --config-dir.")
                     .arg(m_store.dir(), prepared.error()));
         }
-        const auto lock = FileLock::tryLock(m_store.dir() + QStringLiteral("/setup.lock"));
-        if (!lock) {
-            return fail(text(u"另一个 create 或 join 正在进行，请等它结束",
-                             u"Another create or join is under way — wait for it to end"));
-        }
-        if (m_store.load()) {
-            return fail(
-                text(u"本机已在一个设备组中。要换一个，请先运行 sorrelwind leave",
-                     u"This device is in a group already — to change it, run first: sorrelwind "
-                     u"leave"));
-        }
-        if (QFileInfo::exists(m_store.fileUrl())) {
-            return fail(
-                text(u"%1 无法识别，为避免丢失内容不会覆盖它。请先把它移走。",
-                     u"%1 cannot be understood and is not overwritten — move it away first.")
-                    .arg(m_store.fileUrl()));
-        }
+        if (const auto ready = m_flow.prepare(); !ready)
+            return fail(ready.error());
         const int ready =
             m_line.command == QLatin1StringView("join") ? readInvitation() : readPassphrase();
         if (ready != kExitDone)
             return ready;
-        m_tasks.start(makeMembership());
+        makeMembership();
         return QCoreApplication::exec();
     }
 
@@ -68,8 +49,9 @@ private:
     }
 
     QString deviceName() const {
-        const QString name = m_line.name.value_or(QSysInfo::machineHostName()).trimmed();
-        return name.isEmpty() ? QStringLiteral("Linux") : name.left(64);
+        const QString name = m_line.name.value_or(QString()).trimmed();
+        return name.isEmpty() ? MembershipFlow::hostDeviceName()
+                              : name.left(MembershipFlow::kMaxDeviceName);
     }
 
     int readPassphrase() {
@@ -118,32 +100,16 @@ private:
                    : kExitDone;
     }
 
-    Task<> makeMembership() {
-        const GroupSetup setup(m_network, m_l10n);
-        const GroupSetup::Progress progress = [](const QString& line) { say(line); };
-        const QString server = m_line.server.value_or(ServerDefaults::initial());
-        const bool joining = m_line.command == QLatin1StringView("join");
-        auto task = joining
-                        ? setup.join(server, m_link, m_code, m_passphrase, deviceName(), progress)
-                        : setup.create(server, deviceName(), m_passphrase, progress);
-        const auto account = co_await std::move(task);
-        if (!account) {
-            finish(fail(setupMessage(account.error(), m_l10n.lang())));
-            co_return;
-        }
-        if (const auto saved = m_store.save(*account); !saved) {
-            // A membership that cannot be kept is given back.
-            const HubAPI api{&m_network, account->server, account->token};
-            (void)co_await api.deleteDevice(account->deviceId);
-            finish(
-                fail(text(u"账户无法保存：%1。没有加入任何设备组，请腾出磁盘空间后重试。",
-                          u"The account could not be saved: %1. No group was joined — make room on "
-                          u"the disk and try again.")
-                         .arg(saved.error())));
-            co_return;
-        }
-        report(*account);
-        finish(kExitDone);
+    void makeMembership() {
+        m_flow.onProgress = [](const QString& line) { say(line); };
+        m_flow.onEnd = [this](const MembershipFlow::Outcome& outcome) {
+            if (outcome)
+                report(*outcome);
+            finish(outcome ? kExitDone : fail(outcome.error()));
+        };
+        m_flow.start({m_line.command == QLatin1StringView("join"),
+                      m_line.server.value_or(ServerDefaults::initial()), deviceName(), m_passphrase,
+                      m_link, m_code});
     }
 
     void report(const Account& account) const {
@@ -185,7 +151,7 @@ private:
     std::optional<PairingLink> m_link;
     QString m_code;
     QString m_passphrase;
-    TaskScope m_tasks;
+    MembershipFlow m_flow{{m_store, m_network, m_l10n}};
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "app/file_lock.h"
+#include "account/file_lock.h"
 
 #include <QFile>
 

@@ -1,0 +1,102 @@
+#include "core/membership_flow.h"
+
+#include "hub/hub_api.h"
+
+#include <QFileInfo>
+#include <QSysInfo>
+
+namespace sorrelwind {
+
+QString MembershipFlow::hostDeviceName() {
+    const QString name = QSysInfo::machineHostName().trimmed();
+    return name.isEmpty() ? QStringLiteral("Linux") : name.left(kMaxDeviceName);
+}
+
+Result<void, QString> MembershipFlow::prepare() {
+    const auto& [store, network, l10n] = m_services;
+    if (const auto prepared = store.prepare(); !prepared) {
+        return failure(l10n.text(u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间。",
+                                 u"The config directory %1 cannot be used: %2. Check its "
+                                 u"permissions and the disk.")
+                           .arg(store.dir(), prepared.error()));
+    }
+    auto lock = FileLock::tryLock(store.dir() + QStringLiteral("/setup.lock"));
+    if (!lock) {
+        return failure(l10n.text(u"另一个 create 或 join 正在进行，请等它结束",
+                                 u"Another create or join is under way — wait for it to end"));
+    }
+    m_lock.emplace(*std::move(lock));
+    if (store.load()) {
+        return failure(
+            l10n.text(u"本机已在一个设备组中。要换一个，请先运行 sorrelwind leave",
+                      u"This device is in a group already — to change it, run first: sorrelwind "
+                      u"leave"));
+    }
+    if (QFileInfo::exists(store.fileUrl())) {
+        return failure(l10n.text(u"%1 无法识别，为避免丢失内容不会覆盖它。请先把它移走。",
+                                 u"%1 cannot be understood and is not overwritten — move it away "
+                                 u"first.")
+                           .arg(store.fileUrl()));
+    }
+    return {};
+}
+
+void MembershipFlow::start(const Wish& wish) {
+    m_started = true;
+    m_tasks.start(run(wish));
+}
+
+void MembershipFlow::abandon(QObject* keeper) {
+    m_abandoned = true;
+    onProgress = {};
+    onEnd = {};
+    m_lock.reset(); // nothing is saved any more
+    setParent(keeper);
+    if (!m_started)
+        deleteLater();
+}
+
+Task<> MembershipFlow::run(Wish wish) {
+    const GroupSetup setup(m_services.network, m_services.l10n);
+    const GroupSetup::Progress progress = [this](const QString& text) {
+        if (onProgress)
+            onProgress(text);
+    };
+    auto making = wish.joins
+                      ? setup.join(wish.server, wish.link, wish.code, wish.passphrase,
+                                   wish.deviceName, progress)
+                      : setup.create(wish.server, wish.deviceName, wish.passphrase, progress);
+    const auto account = co_await std::move(making);
+    const L10n& l10n = m_services.l10n;
+    if (!account) {
+        end(failure(setupMessage(account.error(), l10n.lang())));
+        co_return;
+    }
+    Result<void, QString> kept;
+    if (!m_abandoned) {
+        kept = m_services.store.save(*account);
+        if (kept) {
+            end(*account);
+            co_return;
+        }
+    }
+    const HubAPI api{&m_services.network, account->server, account->token};
+    (void)co_await api.deleteDevice(account->deviceId);
+    const QString reason = kept ? QString() : kept.error();
+    end(failure(
+        l10n.text(
+                u"账户无法保存：%1。没有加入任何设备组，请腾出磁盘空间后重试。",
+                u"The account could not be saved: %1. No group was joined — make room on the disk "
+                u"and try again.")
+            .arg(reason)));
+}
+
+void MembershipFlow::end(const Outcome& outcome) {
+    m_lock.reset();
+    if (m_abandoned)
+        deleteLater();
+    else if (onEnd)
+        onEnd(outcome);
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,101 @@
+#include "ui/onboarding/done_page.h"
+
+#include "core/app_model.h"
+#include "ui/controls/brand_button.h"
+#include "ui/controls/brand_switch.h"
+#include "ui/controls/card.h"
+#include "ui/controls/text_label.h"
+#include "ui/launch_at_login.h"
+#include "ui/palette.h"
+#include "ui/symbol_view.h"
+
+#include <QHBoxLayout>
+
+namespace sorrelwind {
+
+DonePage::DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launchAtLogin)
+    : m_model(model), m_l10n(l10n), m_launchAtLogin(launchAtLogin),
+      m_title(new TextLabel({}, Palette::TextSize::title2, QFont::Bold)),
+      m_text(new TextLabel({}, Palette::TextSize::callout, QFont::Normal, TextRole::secondary)),
+      m_warning(new TextLabel({}, Palette::TextSize::footnote, QFont::Normal, TextRole::warning)),
+      m_launchLabel(new TextLabel({}, Palette::TextSize::footnote)), m_launch(new BrandSwitch),
+      m_launchError(new TextLabel({}, Palette::TextSize::caption, QFont::Normal, TextRole::danger)),
+      m_done(new BrandButton(BrandButton::Kind::secondary)),
+      m_addDevice(new BrandButton(BrandButton::Kind::primary, true)) {
+    for (TextLabel* label : {m_title, m_text, m_warning, m_launchError})
+        label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    m_launchLabel->setElided(true);
+    m_launch->setObjectName(QStringLiteral("launchAtLogin"));
+    m_launch->setChecked(m_launchAtLogin.enabled());
+    m_launchError->hide();
+    m_addDevice->setFixedWidth(180);
+    m_addDevice->setSymbol(QStringLiteral("plus"));
+    connect(m_launch, &BrandSwitch::clicked, this, [this](bool on) { flipLaunch(on); });
+    connect(m_done, &BrandButton::clicked, this, [this] { onDone(); });
+    connect(m_addDevice, &BrandButton::clicked, this, [this] { onAddDevice(); });
+
+    auto* row = new QWidget;
+    auto* rowLine = new QHBoxLayout(row);
+    rowLine->setContentsMargins(16, 9, 16, 9);
+    rowLine->setSpacing(Palette::Space::s8);
+    rowLine->addWidget(m_launchLabel, 1);
+    rowLine->addWidget(m_launch);
+    auto* card = new Card;
+    card->addRow(row);
+    auto* buttons = new QHBoxLayout;
+    buttons->setSpacing(Palette::Space::s3);
+    buttons->addStretch();
+    buttons->addWidget(m_done);
+    buttons->addWidget(m_addDevice);
+    buttons->addStretch();
+
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(64, 0, 64, 40);
+    column->setSpacing(0);
+    column->addStretch();
+    column->addWidget(
+        new SymbolView(72, TextRole::success, QStringLiteral("checkmark.circle.fill")), 0,
+        Qt::AlignHCenter);
+    column->addSpacing(Palette::Space::s5);
+    column->addWidget(m_title);
+    column->addSpacing(Palette::Space::s3);
+    column->addWidget(m_text);
+    column->addWidget(m_warning);
+    column->addSpacing(Palette::Space::s5);
+    column->addWidget(card, 0, Qt::AlignHCenter);
+    column->addWidget(m_launchError);
+    column->addSpacing(Palette::Space::s5);
+    column->addLayout(buttons);
+    column->addStretch();
+}
+
+void DonePage::flipLaunch(bool on) {
+    const auto set = m_launchAtLogin.setEnabled(on);
+    m_launchError->setText(set ? QString() : set.error());
+    m_launchError->setVisible(!set);
+    m_launch->setChecked(m_launchAtLogin.enabled());
+}
+
+void DonePage::render() {
+    m_title->setText(m_l10n.text(u"一切就绪", u"You’re all set"));
+    m_text->setText(
+        m_l10n.text(u"在这台设备上复制，到其他设备上粘贴。\nSorrelwind 就在菜单栏里。",
+                    u"Copy on this device and paste on your other devices.\nSorrelwind lives in "
+                    u"the menu bar."));
+    const bool unencrypted =
+        m_model.account() && m_model.crypto() == AppModel::CryptoStatus::plaintext;
+    m_warning->setVisible(unencrypted);
+    m_warning->setText(m_l10n.text(u"这个设备组没有加密密钥，内容不会加密。",
+                                   u"This group has no encryption key: what is copied is not "
+                                   u"encrypted."));
+    m_launchLabel->setText(m_l10n.text(u"登录时启动", u"Open at login"));
+    m_launch->setAccessibleName(m_launchLabel->text());
+    m_done->setText(m_l10n.text(u"完成", u"Done"));
+    m_addDevice->setText(m_l10n.text(u"添加设备", u"Add a Device"));
+}
+
+QWidget* DonePage::firstFocus() {
+    return m_addDevice;
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "base/l10n.h"
+#include "ui/onboarding/onboarding_page.h"
+
+#include <functional>
+
+namespace sorrelwind {
+
+class AppModel;
+class BrandButton;
+class BrandSwitch;
+class LaunchAtLogin;
+class TextLabel;
+
+/// The device is in its group; what to do next.
+class DonePage final : public OnboardingPage {
+    Q_OBJECT
+public:
+    DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launchAtLogin);
+
+    void render() override;
+    [[nodiscard]] QWidget* firstFocus() override;
+
+    std::function<void()> onDone;
+    std::function<void()> onAddDevice;
+
+private:
+    void flipLaunch(bool on);
+
+    const AppModel& m_model;
+    const L10n& m_l10n;
+    LaunchAtLogin& m_launchAtLogin;
+    TextLabel* m_title;
+    TextLabel* m_text;
+    TextLabel* m_warning;
+    TextLabel* m_launchLabel;
+    BrandSwitch* m_launch;
+    TextLabel* m_launchError;
+    BrandButton* m_done;
+    BrandButton* m_addDevice;
+};
+
+} // namespace sorrelwind

@@ -1,0 +1,145 @@
+#include "ui/onboarding_window.h"
+
+#include "account/server_defaults.h"
+#include "core/app_model.h"
+#include "ui/hub_host.h"
+#include "ui/onboarding/done_page.h"
+#include "ui/onboarding/join_page.h"
+#include "ui/onboarding/onboarding_view.h"
+
+#include <QPointer>
+
+namespace sorrelwind {
+
+OnboardingWindowController::OnboardingWindowController(AppModel& model, OnboardingServices services)
+    : m_model(model), m_services(std::move(services)) {
+    const CreatePage::Prefill prefill{
+        MembershipFlow::hostDeviceName(),
+        m_services.store.legacyPassphrase().value_or(Crypto::randomPassphrase()),
+        ServerDefaults::initial(), m_services.hubHost.hosts()};
+    m_view = std::make_unique<OnboardingView>(OnboardingView::Parts{
+        m_model, m_services.l10n, m_services.launchAtLogin, prefill, m_services.copyText});
+    m_view->createPage().onSubmit = [this] { create(); };
+    m_view->createPage().onCancel = [this] { cancel(); };
+    m_view->joinPage().onSubmit = [this] { join(); };
+    m_view->joinPage().onCancel = [this] { cancel(); };
+    m_view->donePage().onDone = [this] { m_view->close(); };
+    m_view->donePage().onAddDevice = [this] { finish(true); };
+    m_view->onClosed = [this] { finish(false); };
+}
+
+OnboardingWindowController::~OnboardingWindowController() {
+    m_view->onClosed = {};
+    cancel();
+}
+
+void OnboardingWindowController::present() {
+    m_finished = false;
+    m_view->present();
+}
+
+void OnboardingWindowController::close() {
+    m_view->close();
+}
+
+bool OnboardingWindowController::prepare(FormPage& page) {
+    m_flow = std::make_unique<MembershipFlow>(
+        MembershipFlow::Services{m_services.store, m_services.network, m_services.l10n});
+    const auto ready = m_flow->prepare();
+    if (!ready)
+        fail(page, ready.error());
+    return ready.has_value();
+}
+
+void OnboardingWindowController::create() {
+    CreatePage& page = m_view->createPage();
+    MembershipFlow::Wish wish;
+    wish.server = page.server().value_or(QString());
+    wish.deviceName = page.deviceName();
+    wish.passphrase = page.passphrase();
+    if (!prepare(page))
+        return;
+    if (!page.hosts()) {
+        makeMembership(page, wish);
+        return;
+    }
+    page.showProgress(m_services.l10n.text(u"正在启动服务器…", u"Starting the hub…"));
+    m_startedHub = m_startedHub || !m_services.hubHost.hosts();
+    m_services.hubHost.start(
+        [self = QPointer(this), wish](const Result<QString, QString>& address) {
+            if (!self || !self->m_flow)
+                return;
+            CreatePage& form = self->m_view->createPage();
+            if (!address) {
+                self->fail(form, address.error());
+                return;
+            }
+            MembershipFlow::Wish hosted = wish;
+            hosted.server = *address;
+            self->makeMembership(form, hosted);
+        });
+}
+
+void OnboardingWindowController::join() {
+    JoinPage& page = m_view->joinPage();
+    const Invitation invitation = page.invitation();
+    if (!prepare(page))
+        return;
+    makeMembership(page, {true, page.server().value_or(QString()), page.deviceName(),
+                          page.passphrase(), invitation.link, invitation.code});
+}
+
+void OnboardingWindowController::makeMembership(FormPage& page, const MembershipFlow::Wish& wish) {
+    m_flow->onProgress = [&page](const QString& text) { page.showProgress(text); };
+    m_flow->onEnd = [this, &page](const MembershipFlow::Outcome& outcome) { ended(page, outcome); };
+    m_flow->start(wish);
+}
+
+void OnboardingWindowController::ended(FormPage& page, const MembershipFlow::Outcome& outcome) {
+    if (!outcome) {
+        fail(page, outcome.error());
+        return;
+    }
+    m_flow.release()->deleteLater();
+    page.showNothing();
+    if (&page == &m_view->createPage() && m_view->createPage().hosts())
+        m_startedHub = false; // the group lives there
+    cancel();
+    m_model.clearNotice();
+    m_model.startSync(*outcome);
+}
+
+void OnboardingWindowController::fail(FormPage& page, const QString& sentence) {
+    m_flow.release()->deleteLater(); // it may be what tells of the failure
+    page.showError(sentence);
+}
+
+void OnboardingWindowController::cancel() {
+    if (m_flow)
+        m_flow.release()->abandon(&m_model);
+    if (std::exchange(m_startedHub, false))
+        m_services.hubHost.stop();
+    m_view->createPage().showNothing();
+    m_view->joinPage().showNothing();
+    m_view->render();
+}
+
+void OnboardingWindowController::finish(bool addDevice) {
+    if (std::exchange(m_finished, true))
+        return;
+    m_view->hide();
+    cancel();
+    m_model.clearNotice();
+    // The coordinator may delete this; the click that led here is still being handled.
+    QMetaObject::invokeMethod(
+        this,
+        [finished = onFinish, add = addDevice ? onAddDevice : nullptr] {
+            if (finished)
+                finished();
+            if (add)
+                add();
+        },
+        Qt::QueuedConnection);
+}
+
+} // namespace sorrelwind

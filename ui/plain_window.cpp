@@ -1,0 +1,63 @@
+#include "ui/plain_window.h"
+
+#include "ui/palette.h"
+
+#include <QCloseEvent>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QWindow>
+
+namespace sorrelwind {
+
+PlainWindow::PlainWindow(QSize size) : QWidget(nullptr, Qt::Window) {
+    setFixedSize(size);
+    setAttribute(Qt::WA_QuitOnClose, false); // the agent goes on without windows
+    setFocusPolicy(Qt::ClickFocus);
+}
+
+void PlainWindow::present() {
+    if (!isVisible()) {
+        const QRect area = screen()->availableGeometry();
+        move(area.center() - rect().center());
+    }
+    if (isMinimized())
+        showNormal();
+    show();
+    raise();
+    activateWindow();
+}
+
+void PlainWindow::paintEvent(QPaintEvent*) {
+    QPainter(this).fillRect(rect(), Palette::Role::bg());
+}
+
+void PlainWindow::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        update();
+}
+
+void PlainWindow::closeEvent(QCloseEvent* event) {
+    event->accept();
+    hide();
+    if (onClosed)
+        onClosed();
+}
+
+void PlainWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape)
+        close();
+    else
+        QWidget::keyPressEvent(event);
+}
+
+void PlainWindow::mousePressEvent(QMouseEvent* event) {
+    QWidget::mousePressEvent(event);
+    if (event->button() == Qt::LeftButton && windowHandle())
+        windowHandle()->startSystemMove();
+}
+
+} // namespace sorrelwind

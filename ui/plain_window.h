@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QWidget>
+
+#include <functional>
+
+namespace sorrelwind {
+
+/// An ordinary window of fixed size in the program's colours: moved by its background, closed by
+/// Escape. Its owner shows it with present() and is told when a person closes it.
+class PlainWindow : public QWidget {
+    Q_OBJECT
+public:
+    explicit PlainWindow(QSize size);
+
+    /// Shows it in the middle of the screen, or brings it to the front.
+    void present();
+
+    /// After the window has gone from the screen.
+    std::function<void()> onClosed;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+};
+
+} // namespace sorrelwind

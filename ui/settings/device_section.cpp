@@ -1,0 +1,160 @@
+#include "ui/settings/device_section.h"
+
+#include "core/app_model.h"
+#include "core/membership_flow.h"
+#include "ui/controls/brand_switch.h"
+#include "ui/controls/card.h"
+#include "ui/controls/icon_button.h"
+#include "ui/controls/text_field.h"
+#include "ui/controls/text_label.h"
+#include "ui/launch_at_login.h"
+#include "ui/palette.h"
+#include "ui/settings/settings_row.h"
+#include "ui/settings/settings_view.h"
+#include "ui/text_font.h"
+
+#include <QTimer>
+
+#include <chrono>
+
+namespace sorrelwind {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kCopiedFor = 1500ms;
+const QString kDots = QStringLiteral("•••••-•••••-•••••-•••••"); // tells nothing of its length
+
+} // namespace
+
+DeviceSection::DeviceSection(AppModel& model, const SettingsServices& services)
+    : m_model(model), m_services(services), m_header(newSettingsHeader()), m_name(new TextField),
+      m_passphrase(new TextLabel({}, Palette::TextSize::footnote)),
+      m_reveal(new IconButton(QStringLiteral("eye"), {},
+                              [this] {
+                                  m_revealed = !m_revealed;
+                                  renderPassphrase();
+                              })),
+      m_copy(new IconButton(QStringLiteral("doc.on.doc"), {}, [this] { copyPassphrase(); })),
+      m_launch(new BrandSwitch) {
+    m_name->setObjectName(QStringLiteral("deviceName"));
+    m_name->setFixedWidth(200);
+    m_name->setMaxLength(MembershipFlow::kMaxDeviceName);
+    m_passphrase->setObjectName(QStringLiteral("passphrase"));
+    m_passphrase->setFont(codeFont(Palette::TextSize::footnote));
+    m_passphrase->setElided(true);
+    m_reveal->setObjectName(QStringLiteral("reveal"));
+    m_copy->setObjectName(QStringLiteral("copy"));
+    m_launch->setObjectName(QStringLiteral("launchAtLogin"));
+
+    m_nameRow = new SettingsRow(m_name);
+    m_passphraseRow = new SettingsRow(m_passphrase);
+    m_passphraseRow->addControl(m_reveal);
+    m_passphraseRow->addControl(m_copy);
+    m_launchRow = new SettingsRow(m_launch);
+    auto* card = new Card;
+    for (SettingsRow* row : {m_nameRow, m_passphraseRow, m_launchRow})
+        card->addRow(row);
+    fillSettingsSection(*this, m_header, card);
+
+    connect(m_name, &TextField::editingFinished, this, &DeviceSection::saveName);
+    connect(m_launch, &BrandSwitch::clicked, this, [this](bool on) { flipLaunch(on); });
+    render();
+}
+
+void DeviceSection::leave() {
+    saveName();
+    m_revealed = false;
+    renderPassphrase();
+}
+
+void DeviceSection::saveName() {
+    const QString name = m_name->text().trimmed();
+    if (!m_model.account() || name == m_model.account()->deviceName || name.isEmpty()) {
+        m_shownName.reset();
+        renderName();
+        return;
+    }
+    if (!m_name->isModified()) // it is on its way already
+        return;
+    m_name->setModified(false);
+    m_tasks.start(rename(name));
+}
+
+Task<> DeviceSection::rename(QString name) {
+    const auto error = co_await m_model.renameThisMac(name);
+    m_nameError = error.value_or(QString());
+    m_shownName.reset();
+    renderName();
+}
+
+void DeviceSection::copyPassphrase() {
+    if (!m_model.account() || !m_model.account()->passphrase)
+        return;
+    m_services.copyText(*m_model.account()->passphrase);
+    m_copy->setSymbol(QStringLiteral("checkmark"));
+    QTimer::singleShot(kCopiedFor, m_copy,
+                       [this] { m_copy->setSymbol(QStringLiteral("doc.on.doc")); });
+}
+
+void DeviceSection::flipLaunch(bool on) {
+    const auto set = m_services.launchAtLogin.setEnabled(on);
+    m_launchError = set ? QString() : set.error();
+    render();
+}
+
+void DeviceSection::renderName() {
+    // What a person is typing stays, whatever else of the model changes.
+    const QString name = m_model.account() ? m_model.account()->deviceName : QString();
+    if (m_shownName != name) {
+        m_shownName = name;
+        m_name->setText(name);
+    }
+    m_name->setFaulty(!m_nameError.isEmpty());
+    m_nameRow->setNote(m_nameError, TextRole::danger);
+}
+
+void DeviceSection::renderPassphrase() {
+    const L10n& l10n = m_services.l10n;
+    const auto& account = m_model.account();
+    const bool has = account && account->passphrase;
+    m_revealed = m_revealed && has;
+    m_passphrase->setVisible(has);
+    m_reveal->setVisible(has);
+    m_copy->setVisible(has);
+    m_passphrase->setText(!has ? QString() : m_revealed ? *account->passphrase : kDots);
+    m_passphrase->setAccessibleName(m_revealed ? *account->passphrase
+                                               : l10n.text(u"口令已隐藏", u"Passphrase, hidden"));
+    m_reveal->setSymbol(m_revealed ? QStringLiteral("eye.slash") : QStringLiteral("eye"));
+    m_reveal->setHelp(m_revealed ? l10n.text(u"隐藏口令", u"Hide the passphrase")
+                                 : l10n.text(u"显示口令", u"Show the passphrase"));
+    m_copy->setHelp(l10n.text(u"复制口令", u"Copy the passphrase"));
+    QString note;
+    if (account && !has) {
+        note = account->key
+                   ? l10n.text(u"这台 Mac 是通过配对链接加入的，因此只保存了密钥，没有保存口令。",
+                               u"This Mac joined with a pairing link, so only the key is stored — "
+                               u"not the passphrase.")
+                   : l10n.text(u"这个设备组没有加密密钥。", u"This group has no encryption key.");
+    }
+    m_passphraseRow->setNote(note);
+}
+
+void DeviceSection::render() {
+    const L10n& l10n = m_services.l10n;
+    if (std::exchange(m_epoch, m_model.languageEpoch()) != m_model.languageEpoch()) {
+        m_nameError.clear();
+        m_launchError.clear();
+    }
+    m_header->setText(l10n.text(u"这台设备", u"This device"));
+    m_nameRow->setLabel(l10n.text(u"设备名称", u"Device name"));
+    renderName();
+    m_passphraseRow->setLabel(l10n.text(u"设备组口令", u"Group passphrase"));
+    renderPassphrase();
+    m_launchRow->setLabel(l10n.text(u"登录时启动", u"Open at login"));
+    m_launch->setChecked(m_services.launchAtLogin.enabled());
+    m_launchRow->setNote(m_launchError, TextRole::danger);
+}
+
+} // namespace sorrelwind

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "base/l10n.h"
+#include "base/task.h"
+#include "ui/settings_window.h"
+
+#include <QWidget>
+
+#include <optional>
+
+namespace sorrelwind {
+
+class BrandSwitch;
+class IconButton;
+class SettingsRow;
+class TextField;
+class TextLabel;
+
+/// What belongs to this device: its name, the passphrase it holds, whether it starts at login.
+class DeviceSection final : public QWidget {
+    Q_OBJECT
+public:
+    DeviceSection(AppModel& model, const SettingsServices& services);
+
+    void render();
+    /// The window goes: a name that was typed is saved, the passphrase is covered again.
+    void leave();
+
+private:
+    void saveName();
+    Task<> rename(QString name);
+    void copyPassphrase();
+    void flipLaunch(bool on);
+    void renderName();
+    void renderPassphrase();
+
+    AppModel& m_model;
+    SettingsServices m_services;
+    TextLabel* m_header;
+    SettingsRow* m_nameRow;
+    TextField* m_name;
+    SettingsRow* m_passphraseRow;
+    TextLabel* m_passphrase;
+    IconButton* m_reveal;
+    IconButton* m_copy;
+    SettingsRow* m_launchRow;
+    BrandSwitch* m_launch;
+
+    std::optional<QString> m_shownName; // the model's, as it was last put into the field
+    QString m_nameError;
+    QString m_launchError;
+    bool m_revealed = false;
+    int m_epoch = 0; // of the language that the errors are in
+    TaskScope m_tasks;
+};
+
+} // namespace sorrelwind

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "base/l10n.h"
+#include "base/task.h"
+#include "ui/settings_window.h"
+
+#include <QWidget>
+
+namespace sorrelwind {
+
+class BrandButton;
+class SettingsRow;
+class TextLabel;
+
+/// What belongs to the group: its hub, which may run here, and the way out.
+class GroupSection final : public QWidget {
+    Q_OBJECT
+public:
+    GroupSection(AppModel& model, const SettingsServices& services);
+
+    void render();
+    /// A question that was not answered is withdrawn.
+    void leave();
+
+private:
+    enum class Question { none, stopHub, leaveGroup };
+
+    void ask(Question question);
+    void switchHub();
+    Task<> leaveGroup();
+    void renderHost();
+    void renderLeave();
+    [[nodiscard]] bool hubGoesWithGroup() const;
+
+    AppModel& m_model;
+    SettingsServices m_services;
+    TextLabel* m_header;
+    SettingsRow* m_hubRow;
+    TextLabel* m_hub;
+    SettingsRow* m_hostRow;
+    BrandButton* m_hostCancel;
+    BrandButton* m_host;
+    SettingsRow* m_leaveRow;
+    BrandButton* m_leaveCancel;
+    BrandButton* m_leave;
+
+    Question m_question = Question::none;
+    bool m_switching = false;
+    bool m_leaving = false;
+    QString m_hostError;
+    int m_epoch = 0; // of the language that the error is in
+    TaskScope m_tasks;
+};
+
+} // namespace sorrelwind
