@@ -60,12 +60,16 @@ QPalette widgetPalette() {
 
 } // namespace
 
-Appearance::Appearance(std::optional<QDBusConnection> bus) : m_platformDark(Palette::isDark()) {
+Appearance::Appearance(std::optional<QDBusConnection> bus) {
     QApplication::setStyle(QStringLiteral("Fusion"));
+    QApplication::setPalette(QPalette());
+    m_platformDark = Palette::isDark();
     QApplication::setFont(textFont(Palette::TextSize::footnote));
     render();
     if (!bus)
         return;
+    // The library finds the slot's parameter by its name, which it has not learnt at this time.
+    qRegisterMetaType<QDBusVariant>();
     bus->connect(kService, kPath, kInterface, QStringLiteral("SettingChanged"), this,
                  SLOT(onSettingChanged(QString, QString, QDBusVariant)));
     QDBusMessage read =

@@ -30,7 +30,7 @@ private:
     void setDesktopScheme(const QVariant& value);
 
     Prefs::Appearance m_wanted = Prefs::Appearance::system;
-    bool m_platformDark;
+    bool m_platformDark = false;
     std::optional<bool> m_desktopDark; // none until the desktop has said so
     std::optional<bool> m_shownDark;
 };

@@ -28,8 +28,10 @@ QList<ScreenGeometry> screens() {
 
 FloatingCard::FloatingCard(Qt::WindowFlags flags, int radius, int shadow)
     : QWidget(nullptr, flags | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint),
-      m_radius(radius), m_shadow(shadow), m_fade(this, "windowOpacity") {
+      m_radius(radius), m_shadow(shadow) {
     setAttribute(Qt::WA_TranslucentBackground);
+    connect(&m_fade, &QVariantAnimation::valueChanged, this,
+            [this](const QVariant& opacity) { setOpacity(opacity.toDouble()); });
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(shadow, shadow, shadow, shadow);
 }
@@ -68,15 +70,21 @@ int FloatingCard::tallestUnder(std::optional<QRect> anchor, int gap) {
                : std::min(free.bottom() + 1, anchor->top() - gap) - free.top();
 }
 
+void FloatingCard::setOpacity(double opacity) {
+    setWindowOpacity(opacity);
+    // On X11 the new value stays in Qt's buffer until something is drawn.
+    update(0, 0, 1, 1);
+}
+
 void FloatingCard::fadeTo(double opacity, std::chrono::milliseconds duration,
                           std::function<void()> done) {
     m_fade.stop();
-    m_fade.disconnect();
+    disconnect(&m_fade, &QVariantAnimation::finished, this, nullptr);
     m_fade.setStartValue(windowOpacity());
     m_fade.setEndValue(opacity);
     m_fade.setDuration(static_cast<int>(duration.count()));
     if (done)
-        connect(&m_fade, &QPropertyAnimation::finished, this, std::move(done));
+        connect(&m_fade, &QVariantAnimation::finished, this, std::move(done));
     m_fade.start();
 }
 
@@ -105,7 +113,7 @@ void FloatingCard::paintEvent(QPaintEvent*) {
     // Many faint layers, each smaller than the one below, add up to a blur; it falls downwards.
     for (int i = reach; i > 0; --i) {
         const double strength = 1 - static_cast<double>(i) / reach;
-        painter.setBrush(QColor(0, 0, 0, static_cast<int>(1 + 5 * strength * strength)));
+        painter.setBrush(QColor(0, 0, 0, static_cast<int>(1 + 4 * strength * strength)));
         const double grow = i * 0.8;
         painter.drawRoundedRect(card.adjusted(-grow, -grow, grow, grow).translated(0, reach / 5.0),
                                 m_radius + grow, m_radius + grow);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QPropertyAnimation>
+#include <QVariantAnimation>
 #include <QWidget>
 
 #include <chrono>
@@ -27,6 +27,8 @@ public:
     /// The tallest card that placeUnder can show whole.
     [[nodiscard]] static int tallestUnder(std::optional<QRect> anchor, int gap);
 
+    /// Of the whole window, at once on the screen.
+    void setOpacity(double opacity);
     /// Animates the opacity from what it is; `done` follows only when nothing else came between.
     void fadeTo(double opacity, std::chrono::milliseconds duration,
                 std::function<void()> done = {});
@@ -40,7 +42,7 @@ private:
     int m_shadow;
     bool m_composited = true;
     QWidget* m_content = nullptr;
-    QPropertyAnimation m_fade;
+    QVariantAnimation m_fade;
 };
 
 } // namespace sorrelwind

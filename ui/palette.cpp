@@ -108,7 +108,7 @@ QColor Palette::Role::separatorStrong() {
     return adaptive(Neutral::s300(), Neutral::s700());
 }
 QColor Palette::Role::focus() {
-    return adaptive(Teal::s500(), Teal::s400());
+    return adaptive(Teal::s600(), Teal::s400());
 }
 QColor Palette::Role::success() {
     return adaptive(Green::s700(), Green::s400());

@@ -72,7 +72,7 @@ void StatusPanelController::show() {
     m_resize.stop();
     place();
     m_shown = true;
-    m_panel->setWindowOpacity(0);
+    m_panel->setOpacity(0);
     m_panel->show();
     m_panel->raise();
     m_panel->activateWindow();

@@ -317,6 +317,9 @@ void StatusView::reset() {
     m_removeError.clear();
     for (DeviceRow* row : std::as_const(m_rowOf))
         row->setConfirming(false);
+    if (QWidget* focused = focusWidget())
+        focused->clearFocus();
+    window()->setAttribute(Qt::WA_KeyboardFocusChange, false);
     m_scroll->verticalScrollBar()->setValue(0);
 }
 

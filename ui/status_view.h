@@ -40,7 +40,7 @@ public:
     /// The size that shows everything, or, where that is taller than `tallest`, the one in which
     /// the devices scroll.
     [[nodiscard]] QSize fit(int tallest);
-    /// Forgets open questions and old errors.
+    /// Forgets open questions, old errors and where the focus was.
     void reset();
 
     /// The menu behind the "more" button, as it is now.

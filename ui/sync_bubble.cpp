@@ -107,7 +107,7 @@ void SyncBubble::step() {
         m_panel->hide();
         return;
     }
-    m_panel->setWindowOpacity(m_timeline.opacity(time));
+    m_panel->setOpacity(m_timeline.opacity(time));
     m_panel->show();
     m_timer.start(std::max(*steady, kFrame));
 }

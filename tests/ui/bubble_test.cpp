@@ -69,7 +69,7 @@ TEST(BubbleTimeline, AShowStartsTheCountAnewFromTheOpacityOfTheMoment) {
 }
 
 TEST(SyncBubble, OneWindowShowsTheLastTextAndGoesByItself) {
-    SyncBubble bubble(50ms);
+    SyncBubble bubble(500ms);
     EXPECT_FALSE(bubble.isVisible());
     const QRect icon(300, 0, 24, 24);
     bubble.show(QStringLiteral("first"), BubbleKind::failure, icon);
@@ -90,6 +90,7 @@ TEST(SyncBubble, OneWindowShowsTheLastTextAndGoesByItself) {
     EXPECT_TRUE(shown[0]->windowFlags().testFlags(Qt::WindowTransparentForInput |
                                                   Qt::WindowDoesNotAcceptFocus));
     EXPECT_NE(QApplication::activeWindow(), shown[0]);
+    EXPECT_TRUE(waitFor([&] { return shown[0]->windowOpacity() == 1; }));
     EXPECT_TRUE(waitFor([&] { return !bubble.isVisible(); }));
 }
 

@@ -5,6 +5,7 @@
 #include "ui/text_font.h"
 
 #include <QPainter>
+#include <QtMath>
 
 namespace sorrelwind {
 
@@ -32,10 +33,10 @@ void BrandButton::setSymbol(const QString& name) {
 }
 
 int BrandButton::contentWidth() const {
-    const int text = fontMetrics().horizontalAdvance(this->text());
+    const int text = qCeil(QFontMetricsF(font()).horizontalAdvance(this->text())) + 1;
     if (m_symbol.isEmpty())
         return text;
-    return kSymbolSize + (text > 0 ? kSymbolGap + text : 0);
+    return kSymbolSize + kSymbolGap + text;
 }
 
 QSize BrandButton::sizeHint() const {
@@ -59,11 +60,9 @@ QColor BrandButton::background() const {
     case Kind::destructive:
         break;
     }
-    const QColor soft = Palette::isDark()
-                            ? mixed(Palette::Role::surface(), Palette::Role::danger(), 0.14)
-                            : Palette::Red::s100();
-    return mixed(soft, Palette::isDark() ? Palette::Red::s700() : Palette::Neutral::s0(),
-                 isDown() ? 0.5 : (hovered() ? 0.25 : 0));
+    const qreal tint = Palette::isDark() ? 0.14 : 0.09;
+    return mixed(Palette::Role::surface(), Palette::Role::danger(),
+                 tint + (isDown() ? 0.1 : (hovered() ? 0.04 : 0)));
 }
 
 QColor BrandButton::foreground() const {

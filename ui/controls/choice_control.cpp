@@ -33,6 +33,7 @@ void ChoiceControl::setChoices(const QStringList& choices) {
     if (m_choices == choices)
         return;
     m_choices = choices;
+    setAccessibleDescription(m_choices.value(m_current));
     updateGeometry();
     update();
 }
@@ -41,6 +42,7 @@ void ChoiceControl::setCurrent(int index) {
     if (m_current == index)
         return;
     m_current = index;
+    setAccessibleDescription(m_choices.value(m_current));
     update();
 }
 
@@ -48,7 +50,6 @@ void ChoiceControl::choose(int index) {
     if (index < 0 || index >= m_choices.size() || index == m_current)
         return;
     setCurrent(index);
-    setAccessibleDescription(m_choices.at(index));
     if (onChosen)
         onChosen(index);
 }

@@ -8,7 +8,7 @@
 namespace sorrelwind {
 
 /// A few choices side by side, of which one holds. Tab reaches it as one control, the arrow keys
-/// choose. Give it an accessible name.
+/// choose. Give it an accessible name; its description is the choice that holds.
 class ChoiceControl final : public QWidget {
     Q_OBJECT
 public:

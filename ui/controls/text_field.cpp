@@ -42,10 +42,13 @@ void TextField::recolour() {
     QPalette own;
     own.setColor(QPalette::Base, Qt::transparent);
     own.setColor(QPalette::Text, Palette::Role::text());
+    own.setColor(QPalette::Disabled, QPalette::Text, Palette::Role::textTertiary());
     own.setColor(QPalette::PlaceholderText, Palette::Role::textTertiary());
     own.setColor(QPalette::Highlight, Brand::accent());
     own.setColor(QPalette::HighlightedText, Brand::onAccent());
-    if (palette().color(QPalette::Text) != own.color(QPalette::Text) ||
+    // Comparing first ends the round that setting a palette starts.
+    if (palette().color(QPalette::Active, QPalette::Text) !=
+            own.color(QPalette::Active, QPalette::Text) ||
         palette().color(QPalette::Base) != QColor(Qt::transparent))
         setPalette(own);
 }
