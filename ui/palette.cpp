@@ -16,7 +16,7 @@ Palette::Accent accentOf() {
         .accentStrong = dark ? Family::s400() : Family::s700(),
         .onAccent = dark ? Palette::Neutral::s975() : Palette::Neutral::s0(),
         .accentText = dark ? Family::s300() : Family::s700(),
-        .accentSoft = dark ? Family::s900() : Family::s50(),
+        .accentSoft = dark ? Family::s900() : Family::s100(),
         .tintFrom = dark ? Family::s400() : Family::s500(),
         .tintTo = dark ? Family::s600() : Family::s700(),
         .iconTop = Family::s400(),

@@ -17,7 +17,7 @@
 #include <QDir>
 #include <QGridLayout>
 #include <QHBoxLayout>
-#include <QPainter>
+#include <QTimer>
 
 // The controls and the symbols, each on one sheet in all their states.
 
@@ -192,8 +192,12 @@ std::unique_ptr<QWidget> focusSheet(const std::function<QWidget*()>& make) {
     layout->setContentsMargins(16, 16, 16, 16);
     QWidget* control = make();
     layout->addWidget(control, 0, Qt::AlignLeft);
-    sheet->setAttribute(Qt::WA_KeyboardFocusChange);
-    control->setFocus(Qt::TabFocusReason);
+    control->setFocus();
+    // Showing a window forgets that the keyboard moved the focus in it.
+    QTimer::singleShot(0, control, [control] {
+        control->window()->setAttribute(Qt::WA_KeyboardFocusChange);
+        control->update();
+    });
     return sheet;
 }
 

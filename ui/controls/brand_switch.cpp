@@ -10,6 +10,7 @@ namespace {
 
 constexpr QSize kSize(38, 22);
 constexpr int kInset = 2;
+constexpr int kFocusedInset = 4; // the ring needs room
 constexpr int kSlideMs = 120;
 constexpr qreal kDisabledOpacity = 0.45;
 
@@ -60,8 +61,9 @@ void BrandSwitch::paintEvent(QPaintEvent*) {
     painter.setBrush(mixed(off, on, at));
     painter.drawRoundedRect(rect(), radius, radius);
 
-    const int knob = height() - 2 * kInset;
-    const QRectF box(kInset + at * (width() - knob - 2 * kInset), kInset, knob, knob);
+    const int inset = showsFocus(*this) ? kFocusedInset : kInset;
+    const int knob = height() - 2 * inset;
+    const QRectF box(inset + at * (width() - knob - 2 * inset), inset, knob, knob);
     painter.setBrush(QColor(0, 0, 0, 40));
     painter.drawEllipse(box.translated(0, 0.75));
     painter.setBrush(Palette::Neutral::s0());
