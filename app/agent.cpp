@@ -1,27 +1,54 @@
 #include "app/agent.h"
 
 #include "account/account_store.h"
-#include "app/control_server.h"
 #include "account/file_lock.h"
+#include "app/control_client.h"
+#include "app/control_server.h"
+#include "app/coordinator.h"
 #include "app/quit_on_signal.h"
 #include "app/wake_notifier.h"
 #include "base/prefs.h"
 #include "clipboard/make_pasteboard.h"
 #include "core/app_model.h"
+#include "ui/appearance.h"
+#include "ui/hub_host.h"
+#include "ui/launch_at_login.h"
+#include "ui/session_bus.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QFileInfo>
 #include <QNetworkAccessManager>
-#include <QNetworkProxyFactory>
 
 #include <cstdio>
 
 namespace sorrelwind {
 
-int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
+namespace {
+
+void say(const QString& sentence) {
+    std::fprintf(stderr, "%s\n", qPrintable(sentence));
+}
+
+bool shown(const ControlReply& reply) {
+    return !reply.error;
+}
+
+// What starts this program again on the same directory.
+QStringList startCommand(const CommandLine& line) {
+    QStringList command = LaunchAtLogin::thisProgram();
+    if (line.configDir != AccountStore::defaultDir())
+        command << QStringLiteral("--config-dir") << QFileInfo(line.configDir).absoluteFilePath();
+    return command;
+}
+
+} // namespace
+
+int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     const auto fail = [](const QString& sentence) {
-        std::fprintf(stderr, "%s\n", qPrintable(sentence));
+        say(sentence);
         return kExitFailed;
     };
+    const bool hasFace = !line.headless;
     const AccountStore store(line.configDir);
     if (const auto prepared = store.prepare(); !prepared) {
         return fail(
@@ -32,6 +59,12 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
                 .arg(store.dir(), prepared.error()));
     }
     const auto lock = FileLock::tryLock(store.dir() + QStringLiteral("/agent.lock"));
+    if (!lock && hasFace &&
+        askAgent(store.dir(), {QStringLiteral("show"), {}}).map(shown) == true) {
+        say(l10n.text(u"Sorrelwind 已经在运行，正在显示它的窗口。",
+                      u"Sorrelwind is running already and shows itself now."));
+        return kExitDone;
+    }
     if (!lock) {
         return fail(
             l10n.text(u"Sorrelwind 已经在使用 %1 运行。用 sorrelwind status 查看它，或用 "
@@ -43,7 +76,10 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
 
     const QuitOnSignal quitOnSignal;
     QNetworkAccessManager network;
-    const Prefs prefs(defaults);
+    std::optional<Appearance> appearance;
+    if (hasFace)
+        appearance.emplace();
+    Prefs prefs(defaults, appearance ? appearance->applier() : Prefs::Applier());
     prefs.applyAppearance();
     const auto pasteboard = makePasteboard();
     AppModel model({store, *pasteboard, network, l10n, prefs});
@@ -60,12 +96,20 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
     QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &model,
                      &AppModel::shutdown);
 
-    if (model.phase() == AppModel::Phase::onboarding) {
-        std::fprintf(stderr, "%s\n",
-                     qPrintable(l10n.text(
-                         u"还没有加入设备组。新建：sorrelwind create；加入：sorrelwind join",
-                         u"In no group yet. Make one with: sorrelwind create; join one with: "
-                         u"sorrelwind join")));
+    HubHost hubHost(defaults, l10n);
+    hubHost.resume();
+    LaunchAtLogin launchAtLogin(l10n, startCommand(line));
+    std::optional<AppCoordinator> coordinator;
+    if (hasFace) {
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+        coordinator.emplace(
+            AppCoordinator::Services{model, store, network, l10n, prefs, hubHost, launchAtLogin},
+            makeStatusItem(sessionBus()));
+        control.onShow = [&coordinator] { coordinator->show(); };
+    } else if (model.phase() == AppModel::Phase::onboarding) {
+        say(l10n.text(u"还没有加入设备组。新建：sorrelwind create；加入：sorrelwind join",
+                      u"In no group yet. Make one with: sorrelwind create; join one with: "
+                      u"sorrelwind join"));
     }
     const int code = QCoreApplication::exec();
     pasteboard->handOver();
