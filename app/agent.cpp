@@ -16,7 +16,6 @@
 #include "ui/session_bus.h"
 
 #include <QApplication>
-#include <QFileInfo>
 #include <QNetworkAccessManager>
 
 #include <cstdio>
@@ -37,7 +36,7 @@ bool shown(const ControlReply& reply) {
 QStringList startCommand(const CommandLine& line) {
     QStringList command = LaunchAtLogin::thisProgram();
     if (line.configDir != AccountStore::defaultDir())
-        command << QStringLiteral("--config-dir") << QFileInfo(line.configDir).absoluteFilePath();
+        command << QStringLiteral("--config-dir") << line.configDir;
     return command;
 }
 
