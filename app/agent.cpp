@@ -1,15 +1,21 @@
 #include "app/agent.h"
 
 #include "account/account_store.h"
-#include "app/control_server.h"
 #include "account/file_lock.h"
+#include "app/control_client.h"
+#include "app/control_server.h"
+#include "app/coordinator.h"
 #include "app/quit_on_signal.h"
 #include "app/wake_notifier.h"
 #include "base/prefs.h"
 #include "clipboard/make_pasteboard.h"
 #include "core/app_model.h"
+#include "ui/appearance.h"
+#include "ui/hub_host.h"
+#include "ui/launch_at_login.h"
+#include "ui/session_bus.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 
@@ -19,14 +25,32 @@
 
 namespace sorrelwind {
 
-int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
-    const auto say = [](const QString& sentence) {
-        std::fprintf(stderr, "%s\n", qPrintable(sentence));
-    };
-    const auto fail = [&say](const QString& sentence) {
+namespace {
+
+void say(const QString& sentence) {
+    std::fprintf(stderr, "%s\n", qPrintable(sentence));
+}
+
+bool shown(const ControlReply& reply) {
+    return !reply.error;
+}
+
+// What starts this program again on the same directory.
+QStringList startCommand(const CommandLine& line) {
+    QStringList command = LaunchAtLogin::thisProgram();
+    if (line.configDir != AccountStore::defaultDir())
+        command << QStringLiteral("--config-dir") << line.configDir;
+    return command;
+}
+
+} // namespace
+
+int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
+    const auto fail = [](const QString& sentence) {
         say(sentence);
         return kExitFailed;
     };
+    const bool hasFace = !line.headless;
     const AccountStore store(line.configDir);
     if (const auto prepared = store.prepare(); !prepared) {
         return fail(
@@ -39,6 +63,12 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
     const auto lock = FileLock::tryLock(store.dir() + QStringLiteral("/agent.lock"));
     if (!lock && lock.error() != EWOULDBLOCK)
         return fail(lockSentence(store.dir(), lock.error(), l10n.lang()));
+    if (!lock && hasFace &&
+        askAgent(store.dir(), {QStringLiteral("show"), {}}).map(shown) == true) {
+        say(l10n.text(u"Sorrelwind 已经在运行，正在显示它的窗口。",
+                      u"Sorrelwind is running already and shows itself now."));
+        return kExitDone;
+    }
     if (!lock) {
         return fail(
             l10n.text(u"Sorrelwind 已经在使用 %1 运行。用 sorrelwind status 查看它，或用 "
@@ -55,7 +85,10 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
 
     const QuitOnSignal quitOnSignal;
     QNetworkAccessManager network;
-    const Prefs prefs(defaults);
+    std::optional<Appearance> appearance;
+    if (hasFace)
+        appearance.emplace();
+    Prefs prefs(defaults, appearance ? appearance->applier() : Prefs::Applier());
     prefs.applyAppearance();
     const auto pasteboard = makePasteboard();
     if (!pasteboard->available()) {
@@ -81,17 +114,29 @@ int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n) {
     QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &model,
                      &AppModel::shutdown);
 
+    HubHost hubHost(defaults, l10n);
+    hubHost.resume();
+    LaunchAtLogin launchAtLogin(l10n, startCommand(line));
+    std::optional<AppCoordinator> coordinator;
+    if (hasFace) {
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+        coordinator.emplace(
+            AppCoordinator::Services{model, store, network, l10n, prefs, hubHost, launchAtLogin},
+            makeStatusItem(sessionBus()));
+        control.onShow = [&coordinator] { coordinator->show(); };
+    }
     if (model.phase() == AppModel::Phase::onboarding) {
-        say(QFileInfo::exists(store.fileUrl())
-                ? l10n.text(
-                          u"%1 "
+        if (QFileInfo::exists(store.fileUrl())) {
+            say(l10n.text(u"%1 "
                           u"无法读取或无法识别，它保持原样。请检查它的权限，或把它移走后重新加入。",
                           u"%1 cannot be read or understood and stays as it is — check its "
                           u"permissions, or move it away and join again.")
-                      .arg(store.fileUrl())
-                : l10n.text(u"还没有加入设备组。新建：sorrelwind create；加入：sorrelwind join",
-                            u"In no group yet. Make one with: sorrelwind create; join one with: "
-                            u"sorrelwind join"));
+                    .arg(store.fileUrl()));
+        } else if (!hasFace) {
+            say(l10n.text(u"还没有加入设备组。新建：sorrelwind create；加入：sorrelwind join",
+                          u"In no group yet. Make one with: sorrelwind create; join one with: "
+                          u"sorrelwind join"));
+        }
     }
     const int code = QCoreApplication::exec();
     pasteboard->handOver();

@@ -7,8 +7,9 @@ namespace sorrelwind {
 class Defaults;
 class L10n;
 
-/// Runs the agent on one config directory until it is asked to end. Needs a QCoreApplication; puts
-/// together everything that lives as long as the program. Returns the program's exit code.
-[[nodiscard]] int runAgent(const CommandLine& line, Defaults& defaults, const L10n& l10n);
+/// Runs the agent on one config directory until it is asked to end. Needs a QApplication, or with
+/// --headless a QCoreApplication; puts together everything that lives as long as the program.
+/// Returns the program's exit code.
+[[nodiscard]] int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n);
 
 } // namespace sorrelwind

@@ -129,6 +129,8 @@ Task<ControlReply> ControlServer::answer(ControlRequest request) {
         co_return ControlReply{status(), {}};
     if (command == QLatin1StringView("quit"))
         co_return done();
+    if (command == QLatin1StringView("show"))
+        co_return show();
     if (command == QLatin1StringView("reload"))
         co_return takeUpAccount();
     if (m_model.phase() != AppModel::Phase::running) {
@@ -176,6 +178,14 @@ Task<ControlReply> ControlServer::pair() {
                      {QStringLiteral("link"), pairing->url},
                      {QStringLiteral("expiresAt"), pairing->expiresAt.toMSecsSinceEpoch()}};
     co_return ControlReply{json, {}};
+}
+
+ControlReply ControlServer::show() {
+    if (!onShow)
+        return outcome(m_l10n.text(u"正在运行的 Sorrelwind 没有窗口",
+                                   u"The running Sorrelwind has no windows"));
+    onShow();
+    return done();
 }
 
 ControlReply ControlServer::takeUpAccount() {

@@ -8,6 +8,8 @@
 #include <QObject>
 #include <QPointer>
 
+#include <functional>
+
 class QLocalSocket;
 
 namespace sorrelwind {
@@ -25,6 +27,9 @@ public:
     ControlServer(AppModel& model, const AccountStore& store, const Pasteboard& pasteboard,
                   const L10n& l10n);
 
+    /// The program was started again: it is to show itself. Empty without windows.
+    std::function<void()> onShow;
+
     /// Listens in the config directory; the error is the system's reason.
     [[nodiscard]] Result<void, QString> listen(const QString& path);
 
@@ -34,6 +39,7 @@ private:
     Task<> serve(QPointer<QLocalSocket> socket, ControlRequest request);
     Task<ControlReply> answer(ControlRequest request);
     Task<ControlReply> pair();
+    ControlReply show();
     ControlReply takeUpAccount();
     [[nodiscard]] QJsonObject status() const;
     [[nodiscard]] QJsonObject devices() const;

@@ -2,17 +2,18 @@
 #include "app/agent.h"
 #include "app/agent_commands.h"
 #include "app/command_line.h"
+#include "app/display.h"
 #include "app/logging.h"
 #include "app/setup_commands.h"
 #include "base/defaults.h"
 #include "base/l10n.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QNetworkProxyFactory>
-
 #include <QThreadPool>
 
 #include <cstdio>
+#include <memory>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -34,11 +35,27 @@ int main(int argc, char** argv) {
         return *exitCode;
     const auto& line = std::get<CommandLine>(parsed);
 
-    QCoreApplication app(argc, argv);
+    const bool hasFace = line.command.isEmpty() && !line.headless;
+    std::unique_ptr<QCoreApplication> app;
+    if (hasFace) {
+        if (!chooseDisplay()) {
+            Defaults chosen(line.configDir);
+            std::fprintf(stderr, "%s\n",
+                         qPrintable(L10n(chosen).text(
+                             u"这里没有桌面可以显示图标和窗口。只在后台运行：sorrelwind --headless",
+                             u"There is no desktop here to show the icon and the windows on — to "
+                             u"run without them: sorrelwind --headless")));
+            return kExitFailed;
+        }
+        QGuiApplication::setDesktopFileName(QStringLiteral("sorrelwind"));
+        app = std::make_unique<QApplication>(argc, argv);
+    } else {
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    }
     installLogging();
     QNetworkProxyFactory::setUseSystemConfiguration(true);
     Defaults defaults(line.configDir);
-    const L10n l10n(defaults);
+    L10n l10n(defaults);
     int code = kExitDone;
     if (line.command.isEmpty())
         code = runAgent(line, defaults, l10n);

@@ -38,6 +38,10 @@ std::optional<QString> AppModel::selfId() const {
     return m_account ? std::optional(m_account->deviceId) : std::nullopt;
 }
 
+void AppModel::copyHere(const QString& text) {
+    m_monitor.writeRemote(text);
+}
+
 void AppModel::startSync(const Account& account) {
     m_keyTasks.cancel();
     if (m_client)

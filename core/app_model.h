@@ -86,6 +86,9 @@ public:
     /// After the language was toggled: every view draws itself again.
     void languageChanged();
 
+    /// Puts a secret of this program on the clipboard, without sending it to the other devices.
+    void copyHere(const QString& text);
+
     /// (Re)builds the connection for an account, new or changed.
     void startSync(const Account& account);
     /// The computer woke or the network came back: connect now.
