@@ -44,6 +44,9 @@ void SyncClient::connect() {
 void SyncClient::nudge() {
     run(m_machine.nudge());
 }
+void SyncClient::check() {
+    run(m_machine.check());
+}
 void SyncClient::shutdown() {
     run(m_machine.shutdown());
 }
@@ -138,6 +141,11 @@ void SyncClient::perform(const SyncMachine::SendPublish& action) {
 void SyncClient::perform(const SyncMachine::SendPing&) {
     if (m_socket)
         m_socket->ping();
+}
+
+void SyncClient::perform(const SyncMachine::StartCheckTimer& action) {
+    QTimer::singleShot(m_intervals.checkTimeout, Qt::PreciseTimer, this,
+                       [this, id = action.connection] { run(m_machine.checkDue(id)); });
 }
 
 void SyncClient::perform(const SyncMachine::StartHeartbeat&) {

@@ -21,6 +21,7 @@ namespace sorrelwind {
 struct SyncIntervals {
     std::chrono::milliseconds heartbeat = SyncMachine::kHeartbeat;
     std::chrono::milliseconds ackTimeout = SyncMachine::kAckTimeout;
+    std::chrono::milliseconds checkTimeout = SyncMachine::kCheckTimeout;
 };
 
 /// Keeps one WebSocket to the hub open for one account: delivers items and device lists, publishes
@@ -49,6 +50,9 @@ public:
     void publish(const QString& payload, Completion completion);
     /// Reconnects now, without waiting for the back-off.
     void nudge();
+    /// Asks the hub for a sign of life, and reconnects at once when none comes; does nothing unless
+    /// connected.
+    void check();
     /// Closes for good with code 1000; publishes under way still complete over REST.
     void shutdown();
 
@@ -64,6 +68,7 @@ private:
     void perform(const SyncMachine::SendReceipt& action);
     void perform(const SyncMachine::SendPublish& action);
     void perform(const SyncMachine::SendPing& action);
+    void perform(const SyncMachine::StartCheckTimer& action);
     void perform(const SyncMachine::StartHeartbeat& action);
     void perform(const SyncMachine::StopHeartbeat& action);
     void perform(const SyncMachine::Probe& action);

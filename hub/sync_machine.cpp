@@ -53,6 +53,19 @@ SyncMachine::Actions SyncMachine::nudge() {
     return actions;
 }
 
+SyncMachine::Actions SyncMachine::check() {
+    if (m_closed || m_state != SyncState::connected || !m_connection)
+        return {};
+    m_awaitingPong = true;
+    return {SendPing{}, StartCheckTimer{*m_connection}};
+}
+
+SyncMachine::Actions SyncMachine::checkDue(quint64 connection) {
+    if (connection != m_connection || !m_awaitingPong)
+        return {};
+    return connect();
+}
+
 void SyncMachine::close(Actions& actions) {
     m_closed = true;
     actions.push_back(CancelReconnect{});

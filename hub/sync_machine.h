@@ -19,6 +19,7 @@ public:
     using Milliseconds = std::chrono::milliseconds;
     static constexpr Milliseconds kHeartbeat{20'000};
     static constexpr Milliseconds kAckTimeout{4'000};
+    static constexpr Milliseconds kCheckTimeout{1'000};
     static constexpr Milliseconds kMaxReconnectDelay{30'000};
 
     // What the driver is to do.
@@ -34,6 +35,9 @@ public:
         OutgoingItem item;
     };
     struct SendPing {};
+    struct StartCheckTimer {
+        quint64 connection;
+    };                        // then answer with checkDue()
     struct StartHeartbeat {}; // tick every kHeartbeat, from now
     struct StopHeartbeat {};
     struct Probe {}; // fetch the crypto record, answer with probed()
@@ -65,9 +69,9 @@ public:
         std::optional<qint64> recipients;
     };
     using Action = std::variant<OpenSocket, ReleaseSocket, CloseSocket, SendReceipt, SendPublish,
-                                SendPing, StartHeartbeat, StopHeartbeat, Probe, ScheduleReconnect,
-                                CancelReconnect, StartAckTimer, CancelAckTimer, PostItem,
-                                ReportState, ReportDevices, ReportItem, Complete>;
+                                SendPing, StartCheckTimer, StartHeartbeat, StopHeartbeat, Probe,
+                                ScheduleReconnect, CancelReconnect, StartAckTimer, CancelAckTimer,
+                                PostItem, ReportState, ReportDevices, ReportItem, Complete>;
     using Actions = std::vector<Action>;
     enum class ProbeResult { accepted, unauthorized, otherFailure };
 
@@ -77,6 +81,8 @@ public:
     [[nodiscard]] Actions connect();
     [[nodiscard]] Actions publish(OutgoingItem item);
     [[nodiscard]] Actions nudge();
+    /// Asks the peer of an open connection for a sign of life; without one it is replaced.
+    [[nodiscard]] Actions check();
     [[nodiscard]] Actions shutdown();
 
     // What happened.
@@ -84,6 +90,7 @@ public:
     [[nodiscard]] Actions lost(quint64 connection); // closed, failed, or never came up
     [[nodiscard]] Actions received(quint64 connection, const QByteArray& utf8);
     [[nodiscard]] Actions heartbeatDue();
+    [[nodiscard]] Actions checkDue(quint64 connection);
     [[nodiscard]] Actions ponged(quint64 connection);
     [[nodiscard]] Actions probed(ProbeResult result);
     [[nodiscard]] Actions reconnectDue();

@@ -346,6 +346,19 @@ TEST_F(Sync, APeerThatGoesSilentIsLeft) {
     ASSERT_TRUE(reaches(State::disconnected));
 }
 
+TEST_F(Sync, ACheckKeepsWhoAnswersAndReplacesWhoDoesNot) {
+    start({.checkTimeout = 300ms});
+    connect();
+    m_client->check();
+    ASSERT_TRUE(waitFor([&] { return m_hub.pings == 1; }));
+    test::runFor(500ms);
+    EXPECT_EQ(m_hub.sockets, 1);
+    m_hub.answersPings = false;
+    m_client->check();
+    ASSERT_TRUE(waitFor([&] { return m_hub.sockets == 2; }));
+    ASSERT_TRUE(reaches(State::connected));
+}
+
 TEST_F(Sync, RemovedMeansRevokedForGood) {
     connect();
     m_hub.send(R"({"type":"removed"})");

@@ -20,6 +20,9 @@ struct Describe {
     Text operator()(const Machine::SendReceipt& a) const { return "receipt " + text(a.itemId); }
     Text operator()(const Machine::SendPublish& a) const { return "send " + text(a.item.id); }
     Text operator()(const Machine::SendPing&) const { return "ping"; }
+    Text operator()(const Machine::StartCheckTimer& a) const {
+        return "check " + std::to_string(a.connection);
+    }
     Text operator()(const Machine::StartHeartbeat&) const { return "heart on"; }
     Text operator()(const Machine::StopHeartbeat&) const { return "heart off"; }
     Text operator()(const Machine::Probe&) const { return "probe"; }
@@ -59,6 +62,10 @@ Machine::Actions happen(Machine& machine, const std::string& event) {
         return machine.connect();
     if (what == "nudge")
         return machine.nudge();
+    if (what == "check")
+        return machine.check();
+    if (what == "unchecked")
+        return machine.checkDue(connection);
     if (what == "shutdown")
         return machine.shutdown();
     if (what == "opened")
@@ -177,6 +184,22 @@ const Story kStories[] = {
       {"due", "connecting, open 4, heart on"},
       {"opened 4", "connected"},
       {"nudge", ""}}},
+    {"ACheckReplacesAConnectionThatGivesNoSignOfLife",
+     {{"check", ""},
+      kConnect,
+      {"check", ""},
+      kOpened,
+      {"check", "ping, check 1"},
+      {"ponged 1", ""},
+      {"unchecked 1", ""},
+      {"check", "ping, check 1"},
+      {"unchecked 1", "connecting, open 2, heart on"},
+      {"unchecked 1", ""},
+      {"opened 2", "connected"},
+      {"tick", "ping"}, // what the old one owed is not asked of the new one
+      {"shutdown", "no reconnect, heart off, close"},
+      {"unchecked 2", ""},
+      {"check", ""}}},
     {"AProbeThatEndsAfterANudgeStillReplacesTheConnection",
      {kConnect,
       kLost,
