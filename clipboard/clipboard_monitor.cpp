@@ -11,7 +11,11 @@ using namespace std::chrono_literals;
 ClipboardMonitor::ClipboardMonitor(Pasteboard& pasteboard, QObject* parent)
     : QObject(parent), m_pasteboard(pasteboard), m_lastChangeCount(pasteboard.changeCount()) {
     m_timer.setInterval(500ms);
-    connect(&m_timer, &QTimer::timeout, this, &ClipboardMonitor::poll);
+    connect(&m_timer, &QTimer::timeout, this, [this] {
+        poll();
+        if (onTick)
+            onTick();
+    });
 }
 
 void ClipboardMonitor::start() {

@@ -22,6 +22,9 @@ public:
     /// Called for each new local text with the text and its sha256Hex.
     std::function<void(const QString& text, const QString& hash)> onLocalText;
 
+    /// Called every half second, with the poll; for what else is to be looked at now and then.
+    std::function<void()> onTick;
+
     /// Polls from now on: every half second, and at once when the pasteboard says that it changed.
     void start();
     /// One look at the pasteboard.

@@ -24,6 +24,10 @@ AppModel::AppModel(Services services) : m_services(services), m_monitor(services
     m_account = m_services.store.load();
     m_phase = m_account ? Phase::running : Phase::onboarding;
     m_monitor.onLocalText = [this](const QString& text, const QString&) { handleLocal(text); };
+    m_monitor.onTick = [this] {
+        if (m_clockJump.seen(ClockJump::Wall::now(), ClockJump::Steady::now()))
+            nudge();
+    };
     m_monitor.start();
     if (m_account)
         startSync(Account(*m_account));
@@ -93,18 +97,55 @@ Task<> AppModel::resolveKey(Account account) {
 void AppModel::handleLocal(const QString& text) {
     if (!m_client || m_phase != Phase::running)
         return;
+    const bool allowed = m_loopGuard.allows(text, LoopGuard::Clock::now());
+    noteLoop();
+    if (!allowed)
+        return;
+    publish(text, [](bool, std::optional<qint64>) {});
+}
+
+void AppModel::noteLoop() {
+    if (m_loopGuard.stopped() && !m_loopStopped)
+        qWarning("the same text keeps coming back from another program: it is not sent any more");
+    set(m_loopStopped, m_loopGuard.stopped());
+}
+
+void AppModel::publish(const QString& text, SyncClient::Completion done) {
     QString payload = text;
     if (m_key) {
         auto sealed = Crypto::encryptText(text, *m_key);
-        if (!sealed)
+        if (!sealed) {
+            done(false, std::nullopt);
             return;
+        }
         payload = *std::move(sealed);
     } else if (m_crypto != CryptoStatus::plaintext) {
         published(false, std::nullopt);
+        done(false, std::nullopt);
         return;
     }
-    m_client->publish(
-        payload, [this](bool ok, std::optional<qint64> recipients) { published(ok, recipients); });
+    m_client->publish(payload, [this, done](bool ok, std::optional<qint64> recipients) {
+        published(ok, recipients);
+        done(ok, recipients);
+    });
+}
+
+void AppModel::send(const QString& text, std::function<void(Sent)> done) {
+    const L10n& l10n = m_services.l10n;
+    if (m_paused || !m_client) {
+        done(failure(m_paused ? l10n.text(u"同步已暂停，请先运行 sorrelwind resume",
+                                          u"Syncing is paused — run: sorrelwind resume")
+                              : HubError{HubError::Kind::status, 401, {}}.message(l10n.lang())));
+        return;
+    }
+    publish(text, [done, &l10n](bool ok, std::optional<qint64> recipients) {
+        if (ok)
+            done(recipients);
+        else
+            done(failure(l10n.text(u"未能发送，请用 sorrelwind status 查看连接状态后重试",
+                                   u"Couldn't send — see how things stand with: sorrelwind "
+                                   u"status, and try again")));
+    });
 }
 
 void AppModel::published(bool ok, std::optional<qint64> recipients) {
@@ -133,8 +174,13 @@ void AppModel::handleRemote(const CloudItem& item) {
     m_lastAppliedId = item.id;
     set(m_lastReceived, Activity{Activity::Direction::received, QDateTime::currentDateTimeUtc(),
                                  item.device, std::nullopt});
-    if (!m_paused)
-        m_monitor.writeRemote(text);
+    if (m_paused)
+        return;
+    m_loopGuard.received(text);
+    noteLoop();
+    m_monitor.writeRemote(text);
+    m_lastReceivedText = text;
+    Q_EMIT textReceived(text);
 }
 
 void AppModel::handleState(SyncState state) {
@@ -150,6 +196,7 @@ void AppModel::handleState(SyncState state) {
     set(m_account, std::nullopt);
     set(m_devices, QList<DeviceInfo>());
     m_key.reset();
+    m_lastReceivedText.reset();
     set(m_notice,
         m_services.l10n.text(u"这台 Mac 已被移出设备组。重新创建或加入一个设备组即可继续使用。",
                              u"This Mac was removed from its group. Create or join a group to "
@@ -193,8 +240,10 @@ void AppModel::languageChanged() {
 }
 
 void AppModel::nudge() {
-    if (m_client)
-        m_client->nudge();
+    if (!m_client)
+        return;
+    m_client->nudge();
+    m_client->check();
 }
 
 void AppModel::shutdown() {
@@ -268,6 +317,7 @@ Task<> AppModel::leaveGroup() {
     set(m_crypto, CryptoStatus::unknown);
     set(m_lastSent, std::nullopt);
     set(m_lastReceived, std::nullopt);
+    m_lastReceivedText.reset();
     set(m_phase, Phase::onboarding);
     if (onNeedsOnboarding)
         onNeedsOnboarding();

@@ -7,6 +7,8 @@
 #include "base/task.h"
 #include "clipboard/clipboard_monitor.h"
 #include "core/activity.h"
+#include "core/clock_jump.h"
+#include "core/loop_guard.h"
 #include "crypto/symmetric_key.h"
 #include "hub/hub_error.h"
 #include "hub/sync_client.h"
@@ -68,6 +70,10 @@ public:
     [[nodiscard]] const QList<DeviceInfo>& devices() const { return m_devices; }
     [[nodiscard]] const std::optional<Activity>& lastSent() const { return m_lastSent; }
     [[nodiscard]] const std::optional<Activity>& lastReceived() const { return m_lastReceived; }
+    /// The newest text that came from the hub and was put on the clipboard, if there is one.
+    [[nodiscard]] const std::optional<QString>& lastReceivedText() const {
+        return m_lastReceivedText;
+    }
     [[nodiscard]] bool decryptFailed() const { return m_decryptFailed; }
     [[nodiscard]] bool paused() const { return m_paused; }
     [[nodiscard]] const std::optional<QString>& notice() const { return m_notice; }
@@ -86,12 +92,18 @@ public:
     /// After the language was toggled: every view draws itself again.
     void languageChanged();
 
+    using Sent = Result<std::optional<qint64>, QString>;
+    /// Sends a text that is not on the clipboard. `done` is called once: with the number of devices
+    /// that it reached, where the hub says so, or with a sentence.
+    void send(const QString& text, std::function<void(Sent)> done);
+
     /// Puts a secret of this program on the clipboard, without sending it to the other devices.
     void copyHere(const QString& text);
 
     /// (Re)builds the connection for an account, new or changed.
     void startSync(const Account& account);
-    /// The computer woke or the network came back: connect now.
+    /// The computer woke or the network came back: connect now, or make sure that the connection
+    /// still stands.
     void nudge();
     /// The program ends: the hub sees a clean close.
     void shutdown();
@@ -110,6 +122,8 @@ public:
 
 Q_SIGNALS:
     void changed();
+    /// A text came from the hub and was put on the clipboard; not raised during a pause.
+    void textReceived(const QString& text);
 
 private:
     struct DiscardClient {
@@ -126,6 +140,8 @@ private:
 
     Task<> resolveKey(Account account);
     void handleLocal(const QString& text);
+    void publish(const QString& text, SyncClient::Completion done);
+    void noteLoop();
     void handleRemote(const CloudItem& item);
     void handleState(SyncState state);
     void published(bool ok, std::optional<qint64> recipients);
@@ -141,7 +157,9 @@ private:
     QList<DeviceInfo> m_devices;
     std::optional<Activity> m_lastSent;
     std::optional<Activity> m_lastReceived;
+    std::optional<QString> m_lastReceivedText;
     bool m_decryptFailed = false;
+    bool m_loopStopped = false;
     bool m_paused = false;
     std::optional<QString> m_notice;
     int m_languageEpoch = 0;
@@ -150,6 +168,8 @@ private:
     std::unique_ptr<SyncClient, DiscardClient> m_client;
     std::optional<SymmetricKey> m_key;
     std::optional<QString> m_lastAppliedId;
+    LoopGuard m_loopGuard;
+    ClockJump m_clockJump{ClockJump::Wall::now(), ClockJump::Steady::now()};
     bool m_leaving = false;
     TaskScope m_keyTasks;
 };

@@ -57,6 +57,11 @@ std::optional<QString> AppModel::warning() const {
                          u"Received content that can't be decrypted — passphrase mismatch on "
                          u"another device?");
     }
+    if (m_loopStopped) {
+        return l10n.text(u"另一个程序在来回传递同一段文字，已停止发送它。复制其他内容即可恢复。",
+                         u"Another program keeps passing the same text back and forth, so it is "
+                         u"no longer sent — copy something else to go on.");
+    }
     return std::nullopt;
 }
 
