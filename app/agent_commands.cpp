@@ -8,7 +8,9 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocale>
+#include <QStringDecoder>
 
+#include <array>
 #include <cstdio>
 #include <unistd.h>
 
@@ -97,24 +99,99 @@ void printPairing(const QJsonObject& pairing, Lang lang) {
                    u"The link contains the encryption key — only send it to your own devices."));
 }
 
+QString sentence(ControlFailure reason, Lang lang) {
+    if (reason == ControlFailure::notRunning)
+        return pick(lang, u"Sorrelwind 没有在运行，请先启动：sorrelwind",
+                    u"Sorrelwind is not running — start it with: sorrelwind");
+    return pick(lang, u"正在运行的 Sorrelwind 没有回答，请重新启动它",
+                u"The running Sorrelwind does not answer — restart it");
+}
+
+int fail(const QString& reason, int code = kExitFailed) {
+    std::fprintf(stderr, "%s\n", qPrintable(printable(reason)));
+    return code;
+}
+
+// What is to be sent: the argument, or standard input.
+int readText(QString& text, Lang lang) {
+    if (text.isEmpty() || text == QLatin1StringView("-")) {
+        QByteArray bytes;
+        std::array<char, 65536> chunk;
+        while (const size_t length = std::fread(chunk.data(), 1, chunk.size(), stdin)) {
+            bytes.append(chunk.data(), static_cast<qsizetype>(length));
+            if (bytes.size() > kMaxClipboardBytes)
+                break;
+        }
+        if (bytes.size() > kMaxClipboardBytes)
+            return fail(
+                pick(lang, u"文本超过 16 MiB，太大了", u"The text is over 16 MiB — too large"));
+        QStringDecoder decoder(QStringDecoder::Utf8);
+        text = decoder(bytes);
+        if (decoder.hasError())
+            return fail(
+                pick(lang, u"标准输入不是 UTF-8 文本", u"Standard input is not text in UTF-8"));
+    }
+    if (text.isEmpty())
+        return fail(pick(lang, u"没有要发送的文本", u"There is no text to send"), kExitUsage);
+    return kExitDone;
+}
+
+// One text alone is written as it is, for files and pipes; several need an end each.
+void printText(const QString& text, const CommandLine& line, bool endLine) {
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stdout);
+    if (line.nullEnded)
+        std::fputc('\0', stdout);
+    else if (endLine && !bytes.endsWith('\n'))
+        std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
+void printSent(const QJsonObject& result, Lang lang) {
+    const QJsonValue recipients = result.value(QLatin1StringView("recipients"));
+    if (!recipients.isDouble())
+        print(pick(lang, u"已发送", u"Sent"));
+    else if (recipients.toInt() == 0)
+        print(pick(lang, u"已发送；其他设备都不在线，上线后会收到",
+                   u"Sent — no other device is online; they get it when they are"));
+    else
+        print(pick(lang, u"已发送到 %1 台设备", u"Sent to %1 of the other devices")
+                  .arg(recipients.toInt()));
+}
+
+int follow(const CommandLine& line, Lang lang) {
+    std::optional<QString> refused;
+    const ControlFailure reason = followAgent(
+        line.configDir, {line.command, QStringLiteral("follow")}, [&](const ControlReply& reply) {
+            if (reply.error)
+                refused = reply.error;
+            else
+                printText(textOf(reply.result, "text"), line, true);
+        });
+    if (refused)
+        return fail(*refused);
+    return fail(reason == ControlFailure::notRunning
+                    ? sentence(reason, lang)
+                    : pick(lang, u"Sorrelwind 已结束，或本机已离开设备组",
+                           u"Sorrelwind has ended, or this device is no longer in the group"));
+}
+
 } // namespace
 
 int runAgentCommand(const CommandLine& line, const L10n& l10n) {
     const Lang lang = l10n.lang();
-    const auto reply = askAgent(line.configDir, {line.command, line.argument});
-    std::optional<QString> error;
-    if (reply)
-        error = reply->error;
-    else if (reply.error() == ControlFailure::notRunning)
-        error = pick(lang, u"Sorrelwind 没有在运行，请先启动：sorrelwind",
-                     u"Sorrelwind is not running — start it with: sorrelwind");
-    else
-        error = pick(lang, u"正在运行的 Sorrelwind 没有回答，请重新启动它",
-                     u"The running Sorrelwind does not answer — restart it");
-    if (error) {
-        std::fprintf(stderr, "%s\n", qPrintable(printable(*error)));
-        return kExitFailed;
+    if (line.command == QLatin1StringView("receive") && line.follow)
+        return follow(line, lang);
+    ControlRequest request{line.command, line.argument};
+    if (line.command == QLatin1StringView("send")) {
+        if (const int ready = readText(request.argument, lang); ready != kExitDone)
+            return ready;
     }
+    const auto reply = askAgent(line.configDir, request);
+    if (!reply)
+        return fail(sentence(reply.error(), lang));
+    if (reply->error)
+        return fail(*reply->error);
     const QJsonObject& result = reply->result;
     const QJsonArray devices = result.value(QLatin1StringView("devices")).toArray();
     const bool isDevices = line.command == QLatin1StringView("devices");
@@ -127,6 +204,10 @@ int runAgentCommand(const CommandLine& line, const L10n& l10n) {
         printStatus(result, lang);
     } else if (line.command == QLatin1StringView("pair")) {
         printPairing(result, lang);
+    } else if (line.command == QLatin1StringView("receive")) {
+        printText(textOf(result, "text"), line, isatty(STDOUT_FILENO) != 0);
+    } else if (line.command == QLatin1StringView("send")) {
+        printSent(result, lang);
     }
     return kExitDone;
 }

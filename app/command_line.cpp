@@ -58,6 +58,17 @@ public:
             ->add_option("NAME", m_argument, text(u"新名称", u"The new name"))
             ->required()
             ->check(notEmpty());
+        command("send", u"把文本发给组内其他设备", u"Send a text to the other devices")
+            ->add_option("TEXT", m_argument,
+                         text(u"要发送的文本；省略或“-”表示从标准输入读取，这样其他用户看不到",
+                              u"The text; without it, or as \"-\", it is read from standard "
+                              u"input, where no other user can see it"));
+        auto* receive = command("receive", u"输出最近收到的文本",
+                                u"Print the newest text received from another device");
+        receive->add_flag("-f,--follow", m_result.follow,
+                          text(u"继续输出之后收到的每段文本", u"Go on with every further text"));
+        receive->add_flag("-0,--null", m_result.nullEnded,
+                          text(u"每段文本以 NUL 结尾", u"End each text with NUL"));
         command("pause", u"暂停同步", u"Pause syncing");
         command("resume", u"恢复同步", u"Resume syncing");
         command("leave", u"离开设备组", u"Leave the group");
@@ -150,11 +161,11 @@ std::variant<CommandLine, int> parseCommandLine(std::vector<std::string> argumen
 
 std::vector<std::string> takeArguments(int argc, char** argv) {
     std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
-    bool joining = false;
+    bool secret = false;
     for (int i = 1; i < argc; ++i) {
-        if (joining)
+        if (secret)
             std::memset(argv[i], 'x', std::strlen(argv[i]));
-        joining = joining || std::strcmp(argv[i], "join") == 0;
+        secret = secret || std::strcmp(argv[i], "join") == 0 || std::strcmp(argv[i], "send") == 0;
     }
     return arguments;
 }

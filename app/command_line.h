@@ -18,10 +18,12 @@ struct CommandLine {
     QString configDir;
     bool headless = false;
     bool json = false;
+    bool follow = false;    // receive goes on with every further text
+    bool nullEnded = false; // receive ends each text with NUL
     bool passphraseFromStdin = false;
     std::optional<QString> server; // canonical
     std::optional<QString> name;
-    QString argument; // of join, remove, rename
+    QString argument; // of join, remove, rename, send
 };
 
 /// Exit codes of the program.

@@ -5,6 +5,8 @@
 
 #include <QString>
 
+#include <functional>
+
 namespace sorrelwind {
 
 enum class ControlFailure {
@@ -15,5 +17,9 @@ enum class ControlFailure {
 /// Asks the agent that runs on `configDir` and waits for its answer, for about two minutes at most.
 [[nodiscard]] Result<ControlReply, ControlFailure> askAgent(const QString& configDir,
                                                             const ControlRequest& request);
+
+/// Asks, and hands over every reply until the agent closes the connection. Returns why it ended.
+[[nodiscard]] ControlFailure followAgent(const QString& configDir, const ControlRequest& request,
+                                         const std::function<void(const ControlReply&)>& onReply);
 
 } // namespace sorrelwind

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "clipboard/pasteboard.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QString>
@@ -9,10 +11,13 @@
 namespace sorrelwind {
 
 // What the command line and the running agent say to each other over the local socket control.sock
-// in the config directory (mode 0600): one line of JSON each way, then the connection closes.
+// in the config directory (mode 0600): one line of JSON each way, then the connection closes. The
+// one exception is "receive" with the argument "follow": a reply for each text, until either
+// leaves.
 
-inline constexpr qint64 kMaxControlRequest = 64 * 1024;
-inline constexpr qint64 kMaxControlReply = 1024 * 1024;
+/// The largest request or reply, in bytes: a text of kMaxClipboardBytes, each of which JSON may
+/// write as six.
+inline constexpr qint64 kMaxControlLine = 6 * kMaxClipboardBytes + 4096;
 
 struct ControlRequest {
     QString command;

@@ -24,6 +24,16 @@ ControlReply outcome(const std::optional<QString>& error) {
     return {{}, error};
 }
 
+ControlReply textReply(const QString& text) {
+    return {{{QStringLiteral("text"), text}}, {}};
+}
+
+void finish(QLocalSocket& socket, const ControlReply& reply) {
+    socket.write(reply.toLine());
+    socket.flush(); // the loop may end here
+    socket.disconnectFromServer();
+}
+
 QString phaseName(AppModel::Phase phase) {
     return phase == AppModel::Phase::running ? QStringLiteral("running")
                                              : QStringLiteral("onboarding");
@@ -84,10 +94,10 @@ Result<void, QString> ControlServer::listen(const QString& path) {
 
 void ControlServer::accept() {
     while (QLocalSocket* socket = m_server.nextPendingConnection()) {
-        socket->setReadBufferSize(kMaxControlRequest);
+        socket->setReadBufferSize(kMaxControlLine);
         connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
         connect(socket, &QLocalSocket::readyRead, this, [this, socket] { read(socket); });
-        // A request is one short line; the answer may take as long as the hub does.
+        // A request is one line; the answer may take as long as the hub does.
         QTimer::singleShot(5s, socket, [socket] {
             if (!socket->property("asked").toBool())
                 socket->abort();
@@ -99,26 +109,65 @@ void ControlServer::read(QLocalSocket* socket) {
     if (socket->property("asked").toBool())
         return;
     if (!socket->canReadLine()) {
-        if (socket->bytesAvailable() >= kMaxControlRequest)
+        if (socket->bytesAvailable() >= kMaxControlLine)
             socket->abort();
         return;
     }
     socket->setProperty("asked", true);
-    const auto request = ControlRequest::fromLine(socket->readLine(kMaxControlRequest));
+    const auto request = ControlRequest::fromLine(socket->readLine(kMaxControlLine));
     if (!request) {
         socket->abort();
         return;
     }
-    m_tasks.start(serve(socket, *request));
+    const bool inGroup = m_model.phase() == AppModel::Phase::running;
+    if (inGroup && request->command == QLatin1StringView("send"))
+        send(socket, request->argument);
+    else if (inGroup && request->command == QLatin1StringView("receive"))
+        receive(socket, request->argument == QLatin1StringView("follow"));
+    else
+        m_tasks.start(serve(socket, *request));
+}
+
+void ControlServer::send(QLocalSocket* socket, const QString& text) {
+    m_model.send(text, [socket = QPointer(socket)](const AppModel::Sent& sent) {
+        if (!socket)
+            return;
+        ControlReply reply;
+        if (!sent)
+            reply.error = sent.error();
+        else if (*sent)
+            reply.result.insert(QStringLiteral("recipients"), **sent);
+        finish(*socket, reply);
+    });
+}
+
+void ControlServer::receive(QLocalSocket* socket, bool follow) {
+    const auto& newest = m_model.lastReceivedText();
+    if (!follow) {
+        finish(*socket, newest ? textReply(*newest)
+                               : outcome(m_l10n.text(u"还没有收到任何内容",
+                                                     u"Nothing has been received yet")));
+        return;
+    }
+    if (newest)
+        socket->write(textReply(*newest).toLine());
+    connect(&m_model, &AppModel::textReceived, socket, [socket](const QString& text) {
+        // Whoever does not read is not waited for.
+        if (socket->bytesToWrite() > kMaxControlLine)
+            socket->abort();
+        else
+            socket->write(textReply(text).toLine());
+    });
+    connect(&m_model, &AppModel::changed, socket, [this, socket] {
+        if (m_model.phase() != AppModel::Phase::running)
+            socket->disconnectFromServer();
+    });
 }
 
 Task<> ControlServer::serve(QPointer<QLocalSocket> socket, ControlRequest request) {
     const ControlReply reply = co_await answer(request);
-    if (socket) {
-        socket->write(reply.toLine());
-        socket->flush(); // the loop may end here
-        socket->disconnectFromServer();
-    }
+    if (socket)
+        finish(*socket, reply);
     if (request.command == QLatin1StringView("quit"))
         QCoreApplication::quit();
 }

@@ -39,6 +39,8 @@ private:
     Task<> serve(QPointer<QLocalSocket> socket, ControlRequest request);
     Task<ControlReply> answer(ControlRequest request);
     Task<ControlReply> pair();
+    void send(QLocalSocket* socket, const QString& text);
+    void receive(QLocalSocket* socket, bool follow);
     ControlReply show();
     ControlReply takeUpAccount();
     [[nodiscard]] QJsonObject status() const;

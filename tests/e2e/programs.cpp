@@ -72,8 +72,12 @@ QByteArray Background::log() const {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+void Background::signal(int number) {
+    ::kill(static_cast<pid_t>(m_process.processId()), number);
+}
+
 int Background::end(int signal) {
-    ::kill(static_cast<pid_t>(m_process.processId()), signal);
+    this->signal(signal);
     if (!m_process.waitForFinished(kProcessPatience)) {
         ADD_FAILURE() << "a process does not end by signal " << signal;
         m_process.kill();
@@ -107,6 +111,10 @@ void Hub::start() {
 
 void Hub::kill() {
     m_process->end(SIGKILL);
+}
+
+void Hub::signal(int number) {
+    m_process->signal(number);
 }
 
 Desktop::Desktop(const QString& folder, const QString& name)

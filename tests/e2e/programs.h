@@ -36,6 +36,7 @@ public:
 
     [[nodiscard]] QByteArray log() const;
     [[nodiscard]] bool running() const { return m_process.state() == QProcess::Running; }
+    void signal(int number);
     /// Sends the signal and waits for the end. The exit code, or -1 when it did not exit by itself.
     int end(int signal);
 
@@ -49,7 +50,8 @@ class Hub {
 public:
     explicit Hub(const QString& folder, const QStringList& moreArguments = {});
     void start();
-    void kill(); // SIGKILL
+    void kill();             // SIGKILL
+    void signal(int number); // such as SIGSTOP
     [[nodiscard]] QString url() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_port); }
     [[nodiscard]] QByteArray log() const { return m_process->log(); }
 
