@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -137,6 +138,7 @@ TEST_F(Preferences, LanguageFollowsTheSystemUntilOneIsChosen) {
                 const Lang system = l10n.lang();
                 l10n.toggle();
                 l10n.toggle();
+                QDir(dir()).removeRecursively(); // an exit destroys no fixture
                 std::exit(system == lang && l10n.lang() == lang ? 0 : 1);
             },
             testing::ExitedWithCode(0), "")
