@@ -86,7 +86,7 @@ public:
     /// After the language was toggled: every view draws itself again.
     void languageChanged();
 
-    /// Puts a secret of this program on the clipboard, without sending it to the other devices.
+    /// Puts a secret of this program on the clipboard, concealed and not sent to other devices.
     void copyHere(const QString& text);
 
     /// (Re)builds the connection for an account, new or changed.
