@@ -28,8 +28,8 @@ using namespace std::chrono_literals;
 const QString kPreference = QStringLiteral("hostHub");
 const QString kAddress = QStringLiteral("hostHubAddress");
 constexpr auto kRestartAfter = 10s;
-constexpr int kChildPatienceMs = 3000; // for a polite end
-constexpr int kTries = 100;            // of 0.1 s, until the hub answers
+constexpr auto kChildPatience = 3s; // for a polite end
+constexpr int kTries = 100;         // of 0.1 s, until the hub answers
 
 Task<ProgramResult> systemctl(QString arguments) {
     const QStringList words = (QLatin1StringView("--user ") + arguments).split(u' ');
@@ -66,7 +66,11 @@ HubHost::HubHost(Defaults& defaults, const L10n& l10n, Options options)
 }
 
 HubHost::~HubHost() {
-    endChild();
+    if (!m_child)
+        return;
+    m_child->disconnect(this);
+    m_child->terminate();
+    m_child->waitForFinished(kChildPatience / 1ms); // then it is killed
 }
 
 QString HubHost::findProgram() {
@@ -194,7 +198,7 @@ Task<Result<QString, QString>> HubHost::bringUp() {
     }
     if (m_child && m_running)
         co_return address;
-    endChild();
+    co_await endChild();
     if (!portIsFree())
         co_return failure(text(u"端口 %1 已被另一个程序占用。请先停止它；如果那就是一个 Sorrelwind "
                                u"服务器，请填写它的地址。",
@@ -234,7 +238,7 @@ Task<std::optional<QString>> HubHost::startService() {
 Task<std::optional<QString>> HubHost::bringDown() {
     const Mode mode = m_mode;
     remember(Mode::none);
-    endChild();
+    co_await endChild();
     if (mode == Mode::service) {
         const auto disabled = co_await systemctl(kDisable);
         if (disabled.exitCode != 0) {
@@ -282,15 +286,16 @@ void HubHost::startChild() {
     m_child->start(m_options.program, arguments(m_options));
 }
 
-void HubHost::endChild() {
+Task<> HubHost::endChild() {
     m_restart.stop();
-    if (!m_child)
-        return;
-    m_child->disconnect(this);
-    m_child->terminate();
-    if (!m_child->waitForFinished(kChildPatienceMs))
-        m_child->kill();
-    m_child.reset();
+    const std::unique_ptr<QProcess> child = std::move(m_child);
+    if (!child)
+        co_return;
+    child->disconnect(this);
+    Awaited<bool> end(endOf(*child, kChildPatience));
+    child->terminate();
+    if (!co_await end)
+        child->kill();
 }
 
 void HubHost::remember(Mode mode) {

@@ -86,7 +86,7 @@ private:
     Task<bool> answers();
     [[nodiscard]] bool portIsFree() const;
     void startChild();
-    void endChild();
+    Task<> endChild();
     void remember(Mode mode);
     void setRunning(bool running);
     [[nodiscard]] QString text(const char16_t* zh, const char16_t* en) const {
