@@ -2,12 +2,13 @@
 
 #include "base/l10n.h"
 #include "core/app_model.h"
+#include "ui/app_icon.h"
 #include "ui/onboarding_window.h"
 #include "ui/pairing_window.h"
 #include "ui/settings_window.h"
 #include "ui/status_panel.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QMenu>
 #include <QTimer>
 
@@ -26,6 +27,7 @@ constexpr auto kHostPatience = 20s; // a session may start its panel after this 
 AppCoordinator::AppCoordinator(Services services, std::unique_ptr<StatusItem> statusItem)
     : m_services(services), m_statusItem(std::move(statusItem)), m_bubble(kBubbleTime) {
     AppModel& model = m_services.model;
+    QGuiApplication::setWindowIcon(appIcon());
     connect(m_statusItem.get(), &StatusItem::clicked, this, &AppCoordinator::statusClicked);
     connect(m_statusItem.get(), &StatusItem::menuRequested, this, &AppCoordinator::showQuickMenu);
 

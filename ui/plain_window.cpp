@@ -12,7 +12,9 @@
 
 namespace sorrelwind {
 
-PlainWindow::PlainWindow(QSize size) : QWidget(nullptr, Qt::Window) {
+PlainWindow::PlainWindow(QSize size)
+    : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                           Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint) {
     setFixedSize(size);
     setAttribute(Qt::WA_QuitOnClose, false); // the agent goes on without windows
     setFocusPolicy(Qt::ClickFocus);
@@ -43,8 +45,8 @@ void PlainWindow::changeEvent(QEvent* event) {
 void PlainWindow::closeEvent(QCloseEvent* event) {
     event->accept();
     hide();
-    if (onClosed)
-        onClosed();
+    if (const auto callback = onClosed) // which it may replace
+        callback();
 }
 
 void PlainWindow::keyPressEvent(QKeyEvent* event) {

@@ -6,8 +6,9 @@
 
 namespace sorrelwind {
 
-/// An ordinary window of fixed size in the program's colours: moved by its background, closed by
-/// Escape. Its owner shows it with present() and is told when a person closes it.
+/// An ordinary window of fixed size in the program's colours, with no button in its title but the
+/// one that closes it: moved by its background, closed by Escape. Its owner shows it with present()
+/// and is told when it was closed.
 class PlainWindow : public QWidget {
     Q_OBJECT
 public:

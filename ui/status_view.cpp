@@ -6,8 +6,8 @@
 #include "ui/controls/text_label.h"
 #include "ui/device_row.h"
 #include "ui/empty_devices.h"
-#include "ui/glyph.h"
 #include "ui/palette.h"
+#include "ui/symbol_view.h"
 #include "ui/sync_card.h"
 #include "ui/text_button.h"
 
@@ -141,7 +141,7 @@ QWidget* StatusView::banner() {
     row->setContentsMargins(Space::s2, Space::s1, Space::s2, Space::s1);
     row->setSpacing(Space::s2);
     row->addWidget(
-        new Glyph(QStringLiteral("exclamationmark.triangle.fill"), 16, TextRole::warning), 0,
+        new SymbolView(16, TextRole::warning, QStringLiteral("exclamationmark.triangle.fill")), 0,
         Qt::AlignTop);
     row->addWidget(m_warning, 1);
     return m_banner;
@@ -199,7 +199,7 @@ QWidget* StatusView::footer() {
     row->setContentsMargins(0, 11, 0, 12);
     row->setSpacing(6);
     row->addStretch();
-    row->addWidget(new Glyph(QStringLiteral("lock.shield.fill"), 13, TextRole::tertiary));
+    row->addWidget(new SymbolView(13, TextRole::tertiary, QStringLiteral("lock.shield.fill")));
     row->addWidget(m_promise);
     row->addStretch();
     auto* column = new QVBoxLayout(part);
