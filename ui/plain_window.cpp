@@ -8,6 +8,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QStyleHints>
 #include <QWindow>
 
 namespace sorrelwind {
@@ -58,8 +59,18 @@ void PlainWindow::keyPressEvent(QKeyEvent* event) {
 
 void PlainWindow::mousePressEvent(QMouseEvent* event) {
     QWidget::mousePressEvent(event);
-    if (event->button() == Qt::LeftButton && windowHandle())
-        windowHandle()->startSystemMove();
+    if (event->button() == Qt::LeftButton)
+        m_grip = event->pos();
+}
+
+// Not at the press: a window manager that heard of it after a quick release would go on moving.
+void PlainWindow::mouseMoveEvent(QMouseEvent* event) {
+    if (!m_grip || !event->buttons().testFlag(Qt::LeftButton) || !windowHandle() ||
+        (event->pos() - *m_grip).manhattanLength() <
+            QGuiApplication::styleHints()->startDragDistance())
+        return;
+    m_grip.reset();
+    windowHandle()->startSystemMove();
 }
 
 } // namespace sorrelwind
