@@ -3,6 +3,7 @@
 #include "base/l10n.h"
 #include "core/app_model.h"
 #include "ui/app_icon.h"
+#include "ui/menu_look.h"
 #include "ui/onboarding_window.h"
 #include "ui/pairing_window.h"
 #include "ui/settings_window.h"
@@ -94,6 +95,7 @@ void AppCoordinator::showQuickMenu() {
     const L10n& l10n = m_services.l10n;
     const bool running = model.phase() == AppModel::Phase::running;
     m_quickMenu = std::make_unique<QMenu>(); // made anew, in the language of now
+    dress(*m_quickMenu);
     if (running) {
         m_quickMenu->addAction(model.paused() ? l10n.text(u"恢复同步", u"Resume Sync")
                                               : l10n.text(u"暂停同步", u"Pause Sync"),

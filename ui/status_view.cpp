@@ -6,6 +6,7 @@
 #include "ui/controls/text_label.h"
 #include "ui/device_row.h"
 #include "ui/empty_devices.h"
+#include "ui/menu_look.h"
 #include "ui/palette.h"
 #include "ui/symbol_view.h"
 #include "ui/sync_card.h"
@@ -290,6 +291,7 @@ void StatusView::showMore() {
     const MenuTexts texts = menuTexts();
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
+    dress(*menu);
     connect(menu->addAction(texts.pause), &QAction::triggered, this,
             [this] { m_model.setPaused(!m_model.paused()); });
     menu->addSeparator();
