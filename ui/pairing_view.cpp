@@ -64,6 +64,7 @@ QWidget* PairingView::codePage() {
     // Narrower than the page, so that two lines are of like length.
     m_keyWarning->setContentsMargins(Space::s10, 0, Space::s10, 0);
     m_loopback = centred(Size::caption, QFont::Medium, TextRole::warning);
+    m_loopback->setContentsMargins(0, Space::s1, 0, 0);
     m_orType = centred(Size::footnote, QFont::Normal, TextRole::secondary);
 
     auto* column = columnOf(page);
