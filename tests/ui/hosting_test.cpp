@@ -1,11 +1,11 @@
 #include "base/defaults.h"
 #include "tests/support/print_qt.h"
 #include "tests/support/wait.h"
+#include "tests/ui/played_systemd.h"
 #include "ui/hosting/local_address.h"
 #include "ui/hosting/service_unit.h"
 #include "ui/hub_host.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QSysInfo>
 #include <QTcpServer>
@@ -14,33 +14,9 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-
 namespace sorrelwind::test {
 
 namespace {
-
-/// An environment variable with another value for a while.
-class Environment {
-public:
-    Environment(const char* name, const QByteArray& value)
-        : m_name(name), m_wasSet(qEnvironmentVariableIsSet(name)), m_before(qgetenv(name)) {
-        qputenv(name, value);
-    }
-    ~Environment() {
-        if (m_wasSet)
-            qputenv(m_name, m_before);
-        else
-            qunsetenv(m_name);
-    }
-    Environment(const Environment&) = delete;
-    Environment& operator=(const Environment&) = delete;
-
-private:
-    const char* m_name;
-    bool m_wasSet;
-    QByteArray m_before;
-};
 
 using Started = std::optional<Result<QString, QString>>;
 
@@ -148,13 +124,6 @@ protected:
             GTEST_SKIP() << "the hub program is not part of this build";
     }
 
-    void TearDown() override {
-        // What a failed test left to the played systemd.
-        QFile pid(m_dir.filePath(u"bin/pid"_qs));
-        if (pid.open(QIODevice::ReadOnly))
-            ::kill(pid.readAll().trimmed().toInt(), SIGTERM);
-    }
-
     [[nodiscard]] static Result<QString, QString> start(HubHost& host) {
         Started started;
         host.start([&](const Result<QString, QString>& outcome) { started = outcome; });
@@ -249,29 +218,8 @@ TEST_F(HostTest, StoppedWhileItStarts) {
     EXPECT_FALSE(listens());
 }
 
-/// Plays the user's systemd: keeps a log of what it is asked, and really runs the unit.
-constexpr auto kSystemctl = R"sh(#!/bin/sh
-cd "$(dirname "$0")"
-shift # --user
-echo "$*" >> log
-unit=$XDG_CONFIG_HOME/systemd/user/sorrelwind-hub.service
-case $1 in
-  is-active) test -f pid ;;
-  enable) eval "exec $(sed -n s/^ExecStart=//p "$unit")" > /dev/null 2>&1 & echo $! > pid ;;
-  disable) kill "$(cat pid)"; rm pid ;;
-esac
-)sh";
-
 TEST_F(HostTest, RunsAsAServiceWhereThereIsOne) {
-    const QString bin = m_dir.filePath(u"bin"_qs);
-    QDir().mkpath(bin);
-    QFile script(bin + u"/systemctl"_qs);
-    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
-    script.write(kSystemctl);
-    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    script.close();
-    const Environment path("PATH", QFile::encodeName(bin) + ':' + qgetenv("PATH"));
-    const Environment config("XDG_CONFIG_HOME", QFile::encodeName(m_dir.path()));
+    const PlayedSystemd systemd(m_dir.path());
     m_options.mayUseSystemd = true;
     {
         HubHost host(m_defaults, m_l10n, m_options);
@@ -288,9 +236,7 @@ TEST_F(HostTest, RunsAsAServiceWhereThereIsOne) {
     stop(again);
     EXPECT_TRUE(waitFor([&] { return !listens(); }));
     EXPECT_FALSE(again.hosts() || QFileInfo::exists(hubUnitPath()));
-    QFile log(bin + u"/log"_qs);
-    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
-    QByteArray asked = log.readAll();
+    QByteArray asked = systemd.log();
     asked.replace("is-active --quiet sorrelwind-hub.service\n", "");
     asked.replace("show --property=Version\n", "");
     EXPECT_EQ(asked, QByteArray("daemon-reload\nenable --now sorrelwind-hub.service\n"

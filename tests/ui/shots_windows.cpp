@@ -4,6 +4,7 @@
 #include "core/app_model.h"
 #include "tests/support/fake_pasteboard.h"
 #include "tests/support/scripted_hub.h"
+#include "tests/ui/played_systemd.h"
 #include "tests/ui/screenshots.h"
 #include "ui/controls/choice_control.h"
 #include "ui/hub_host.h"
@@ -38,6 +39,16 @@ struct Stage {
                 R"({"id":"e","name":"Pixel Tablet","platform":"android","createdAt":1,"lastSeen":1,"online":true},)"
                 R"({"id":"f","name":"iPhone","platform":"ios","createdAt":1,"lastSeen":1,"online":false}]})";
     }
+    /// This computer hosts the hub, as a service.
+    void hostHub() {
+        systemd.pretendToRun();
+        defaults.set(u"hostHub"_qs, u"service"_qs);
+        defaults.set(u"hostHubAddress"_qs, hub.base());
+        host = std::make_unique<HubHost>(defaults, l10n,
+                                         HubHost::Options{.program = {}, .mayUseAvahi = false});
+        host->refresh();
+        (void)waitFor([&] { return host->running(); });
+    }
     void run(Account account) {
         account.server = hub.base();
         model.startSync(account);
@@ -56,7 +67,9 @@ struct Stage {
     FakePasteboard pasteboard;
     QNetworkAccessManager network;
     ScriptedHub hub;
-    HubHost hubHost{defaults, l10n, {.program = {}, .mayUseSystemd = false, .mayUseAvahi = false}};
+    PlayedSystemd systemd{dir.path()};
+    std::unique_ptr<HubHost> host = std::make_unique<HubHost>(
+        defaults, l10n, HubHost::Options{.program = {}, .mayUseSystemd = false});
     LaunchAtLogin launchAtLogin{l10n, {u"/a"_qs}, dir.filePath(u"autostart"_qs)};
     AppModel model{{store, pasteboard, network, l10n, prefs}};
 };
@@ -96,13 +109,16 @@ std::unique_ptr<QWidget> onboarding(bool removed, const Prepare& prepare) {
 }
 
 std::unique_ptr<QWidget> settings(const Account& account,
-                                  const std::function<void(Stage&, SettingsView&)>& prepare) {
+                                  const std::function<void(Stage&, SettingsView&)>& prepare,
+                                  bool hosts = false) {
     auto stage = std::make_shared<Stage>(account);
     Stage& s = *stage;
+    if (hosts)
+        s.hostHub();
     s.run(account);
     auto view = std::make_unique<SettingsView>(
         s.model,
-        SettingsServices{s.prefs, s.l10n, s.hubHost, s.launchAtLogin, [](const QString&) {}});
+        SettingsServices{s.prefs, s.l10n, *s.host, s.launchAtLogin, [](const QString&) {}});
     keep(stage, *view);
     prepare(s, *view);
     return view;
@@ -174,6 +190,14 @@ const QString kKey = u"&k=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8"_qs;
     });
     addShot(u"settings-leave"_qs,
             [] { return settings(account(), [](Stage&, SettingsView& v) { press(v, "leave"); }); });
+    addShot(u"settings-hub-here"_qs, [] {
+        return settings(
+            account(), [](Stage&, SettingsView&) {}, true);
+    });
+    addShot(u"settings-hub-stopping"_qs, [] {
+        return settings(
+            account(), [](Stage&, SettingsView& v) { press(v, "host"); }, true);
+    });
     addShot(u"settings-hub-stopped"_qs, [] {
         return settings(account(), [](Stage& s, SettingsView& v) {
             s.defaults.set(u"hostHubAddress"_qs, s.hub.base());
