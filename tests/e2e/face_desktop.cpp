@@ -53,6 +53,12 @@ std::unique_ptr<Background> FaceDesktop::host(const QStringList& command) const 
                                         m_home + QStringLiteral("/programs.log"), m_environment);
 }
 
+QStringList FaceDesktop::tray() {
+    return {QStringLiteral("trayer"),  QStringLiteral("--edge"),   QStringLiteral("top"),
+            QStringLiteral("--align"), QStringLiteral("right"),    QStringLiteral("--widthtype"),
+            QStringLiteral("request"), QStringLiteral("--height"), QStringLiteral("28")};
+}
+
 Ended FaceDesktop::xdotool(const QStringList& arguments) const {
     return runToEnd(QStringLiteral("xdotool"), arguments, {}, m_environment);
 }
@@ -164,6 +170,13 @@ void FaceDesktop::click(QPoint place, int button) const {
         0);
 }
 
+void FaceDesktop::choose(QPoint icon, const QStringList& keys) const {
+    const qsizetype before = windows().size();
+    click(icon, 3);
+    EXPECT_TRUE(waitFor([&] { return windows().size() > before; })) << "no menu";
+    press(keys);
+}
+
 QImage FaceDesktop::screenshot() const {
     const Ended taken = runToEnd(QStringLiteral("import"),
                                  {QStringLiteral("-silent"), QStringLiteral("-window"),
@@ -188,6 +201,19 @@ int FaceDesktop::count(const QColor& colour) const {
             found += alike(screen.pixel(x, y), colour) ? 1 : 0;
     }
     return found;
+}
+
+qint64 FaceDesktop::wakeUps() const {
+    const QString pid = QString::number(status()[QStringLiteral("pid")].toInteger());
+    QFile file(QStringLiteral("/proc/%1/task/%1/status").arg(pid));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+    static const QByteArray kKey = "voluntary_ctxt_switches:";
+    const QByteArray all = file.readAll();
+    return all.mid(all.indexOf('\n' + kKey) + 1 + kKey.size())
+        .split('\n')
+        .first()
+        .trimmed()
+        .toLongLong();
 }
 
 } // namespace sorrelwind::test

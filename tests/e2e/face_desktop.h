@@ -19,6 +19,9 @@ public:
     /// What shows status icons: a program with its arguments; it ends with the object.
     [[nodiscard]] std::unique_ptr<Background> host(const QStringList& command) const;
 
+    /// A tray at the upper edge, by the X11 protocol.
+    [[nodiscard]] static QStringList tray();
+
     /// A window of the agent that can be seen. Titles are those of the window manager.
     struct Window {
         QString id, title;
@@ -38,12 +41,17 @@ public:
     /// Replaces what stands in the field with the focus.
     void type(const QString& text) const;
     void click(QPoint place, int button = 1) const;
+    /// Opens the icon's menu and presses the keys in it.
+    void choose(QPoint icon, const QStringList& keys) const;
 
     [[nodiscard]] QImage screenshot() const;
     /// What a camera reads from the QR code on the screen; empty when there is none.
     [[nodiscard]] QByteArray readQr() const;
     /// How many pixels of the screen have this colour.
     [[nodiscard]] int count(const QColor& colour) const;
+
+    /// How often the agent's main thread has begun to wait, since its start.
+    [[nodiscard]] qint64 wakeUps() const;
 
 private:
     Ended xdotool(const QStringList& arguments) const;
