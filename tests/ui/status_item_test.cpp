@@ -104,17 +104,6 @@ TEST_F(StatusItemTest, TrayClicksAreToldApart) {
     }
 }
 
-TEST_F(StatusItemTest, TrayComesLateAndAgain) {
-    const auto item = listenedItem();
-    EXPECT_TRUE(waitFor([&] { return !item->hosted(); }));
-    EXPECT_EQ(item->anchor(), std::nullopt);
-    for (int run = 0; run < 2; ++run) {
-        const auto tray = desktop().tray();
-        EXPECT_TRUE(settlesInTray(*item)) << run;
-    }
-    EXPECT_TRUE(waitFor([&] { return !item->hosted(); }));
-}
-
 TEST_F(StatusItemTest, DimsInTrayAndBack) {
     const auto tray = desktop().tray();
     const auto item = listenedItem();
