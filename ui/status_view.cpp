@@ -299,6 +299,8 @@ void StatusView::showMore() {
         if (m_actions.quit)
             m_actions.quit();
     });
+    if (m_more->hasFocus()) // by the keyboard
+        menu->setActiveAction(menu->actions().first());
     const QPoint corner = m_more->mapToGlobal(QPoint(m_more->width(), m_more->height() + 4));
     menu->popup(corner - QPoint(menu->sizeHint().width(), 0));
 }
