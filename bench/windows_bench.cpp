@@ -80,7 +80,7 @@ void reportOpening() {
         "POST /pair",
         {Answer{.body = "{\"code\":\"K7QM-3XTD\",\"expiresAt\":" +
                         QByteArray::number(QDateTime::currentMSecsSinceEpoch() + 600'000) + "}"}});
-    HubHost hubHost(defaults, over.l10n, {.program = {}, .mayUseSystemd = false});
+    HubHost hubHost(defaults, {.program = {}, .mayUseSystemd = false});
     LaunchAtLogin launchAtLogin(over.l10n);
     const auto copyText = [](const QString&) {};
 

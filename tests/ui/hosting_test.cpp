@@ -18,7 +18,7 @@ namespace sorrelwind::test {
 
 namespace {
 
-using Started = std::optional<Result<QString, QString>>;
+using Started = std::optional<Result<QString, Sentence>>;
 
 TEST(Hosting, DefaultRouteInterfaces) {
     const QByteArray head = "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU"
@@ -108,7 +108,6 @@ TEST(Hosting, CommandLine) {
 class HostTest : public testing::Test {
 protected:
     HostTest() {
-        m_defaults.set(u"language"_qs, u"en"_qs);
         QTcpServer probe;
         EXPECT_TRUE(probe.listen(QHostAddress::LocalHost));
         m_options.program = QStringLiteral(SORRELWIND_BIN_DIR "/sorrelwind-hub");
@@ -124,16 +123,16 @@ protected:
             GTEST_SKIP() << "the hub program is not part of this build";
     }
 
-    [[nodiscard]] static Result<QString, QString> start(HubHost& host) {
+    [[nodiscard]] static Result<QString, Sentence> start(HubHost& host) {
         Started started;
-        host.start([&](const Result<QString, QString>& outcome) { started = outcome; });
+        host.start([&](const Result<QString, Sentence>& outcome) { started = outcome; });
         EXPECT_TRUE(waitFor([&] { return started.has_value(); }));
-        return started.value_or(failure(u"no answer"_qs));
+        return started.value_or(failure(Sentence{{}, u"no answer"_qs}));
     }
     static void stop(HubHost& host) {
         bool stopped = false;
-        host.stop([&](const std::optional<QString>& problem) {
-            EXPECT_EQ(problem, std::nullopt);
+        host.stop([&](const std::optional<Sentence>& problem) {
+            EXPECT_FALSE(problem.has_value());
             stopped = true;
         });
         EXPECT_TRUE(waitFor([&] { return stopped; }));
@@ -147,13 +146,12 @@ protected:
 
     QTemporaryDir m_dir;
     Defaults m_defaults{m_dir.path()};
-    L10n m_l10n{m_defaults};
     HubHost::Options m_options;
 };
 
 TEST_F(HostTest, StartsRemembersAndStops) {
     {
-        HubHost host(m_defaults, m_l10n, m_options);
+        HubHost host(m_defaults, m_options);
         EXPECT_FALSE(host.hosts());
         EXPECT_EQ(start(host), address());
         EXPECT_TRUE(host.hosts() && host.running() && !host.isService());
@@ -164,7 +162,7 @@ TEST_F(HostTest, StartsRemembersAndStops) {
     }
     EXPECT_FALSE(listens()); // it ends with the agent
 
-    HubHost again(m_defaults, m_l10n, m_options);
+    HubHost again(m_defaults, m_options);
     EXPECT_TRUE(again.hosts());
     EXPECT_FALSE(again.running());
     again.resume();
@@ -173,7 +171,7 @@ TEST_F(HostTest, StartsRemembersAndStops) {
     stop(again);
     EXPECT_FALSE(listens());
     EXPECT_FALSE(again.hosts() || again.running());
-    EXPECT_FALSE(HubHost(m_defaults, m_l10n, m_options).hosts());
+    EXPECT_FALSE(HubHost(m_defaults, m_options).hosts());
     EXPECT_TRUE(again.isHere(address())); // so that it can be started again
 }
 
@@ -199,19 +197,19 @@ TEST_F(HostTest, SaysInASentenceWhatStandsInTheWay) {
         {badFolder, u"did not start"},
     };
     for (const auto& [options, says] : kTable) {
-        HubHost host(m_defaults, m_l10n, options);
+        HubHost host(m_defaults, options);
         const auto started = start(host);
         ASSERT_FALSE(started.has_value()) << started->toStdString();
-        EXPECT_TRUE(started.error().contains(QString::fromUtf16(says)))
-            << started.error().toStdString();
+        EXPECT_TRUE(started.error().en.contains(QString::fromUtf16(says)))
+            << started.error().en.toStdString();
         EXPECT_FALSE(host.hosts() || host.running());
     }
 }
 
 TEST_F(HostTest, StoppedWhileItStarts) {
-    HubHost host(m_defaults, m_l10n, m_options);
+    HubHost host(m_defaults, m_options);
     bool started = false;
-    host.start([&](const Result<QString, QString>&) { started = true; });
+    host.start([&](const Result<QString, Sentence>&) { started = true; });
     stop(host);
     EXPECT_FALSE(started);
     EXPECT_FALSE(host.hosts());
@@ -222,14 +220,14 @@ TEST_F(HostTest, RunsAsAServiceWhereThereIsOne) {
     const PlayedSystemd systemd(m_dir.path());
     m_options.mayUseSystemd = true;
     {
-        HubHost host(m_defaults, m_l10n, m_options);
+        HubHost host(m_defaults, m_options);
         EXPECT_EQ(start(host), address());
         EXPECT_TRUE(host.hosts() && host.running() && host.isService());
         EXPECT_TRUE(QFileInfo::exists(hubUnitPath()));
     }
     EXPECT_TRUE(listens()); // it goes on without the agent
 
-    HubHost again(m_defaults, m_l10n, m_options);
+    HubHost again(m_defaults, m_options);
     again.resume();
     EXPECT_TRUE(waitFor([&] { return again.running(); }));
     EXPECT_EQ(start(again), address());

@@ -150,7 +150,7 @@ TEST_F(Settings, HubThatRunsHereIsStoppedAfterAQuestion) {
     systemd.pretendToRun();
     defaults.set(u"hostHub"_qs, u"service"_qs);
     defaults.set(u"hostHubAddress"_qs, hub.base());
-    HubHost host(defaults, l10n, {.program = {}, .mayUseAvahi = false});
+    HubHost host(defaults, {.program = {}, .mayUseAvahi = false});
     open(account(), host);
     ASSERT_TRUE(waitFor([] { return says(u"The hub runs on this computer"_qs); }));
     EXPECT_TRUE(says(u"As a service, for as long as you are logged in"_qs));

@@ -44,7 +44,7 @@ struct Stage {
         systemd.pretendToRun();
         defaults.set(u"hostHub"_qs, u"service"_qs);
         defaults.set(u"hostHubAddress"_qs, hub.base());
-        host = std::make_unique<HubHost>(defaults, l10n,
+        host = std::make_unique<HubHost>(defaults,
                                          HubHost::Options{.program = {}, .mayUseAvahi = false});
         host->refresh();
         (void)waitFor([&] { return host->running(); });
@@ -69,7 +69,7 @@ struct Stage {
     ScriptedHub hub;
     PlayedSystemd systemd{dir.path()};
     std::unique_ptr<HubHost> host = std::make_unique<HubHost>(
-        defaults, l10n, HubHost::Options{.program = {}, .mayUseSystemd = false});
+        defaults, HubHost::Options{.program = {}, .mayUseSystemd = false});
     LaunchAtLogin launchAtLogin{l10n, {u"/a"_qs}, dir.filePath(u"autostart"_qs)};
     AppModel model{{store, pasteboard, network, l10n, prefs}};
 };
@@ -150,10 +150,10 @@ const QString kKey = u"&k=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8"_qs;
                  s.l10n.text(u"正在生成加密密钥…", u"Generating the encryption key…"));
          }},
         {u"create-error", true,
-         [](Stage& s, OnboardingView& v) {
+         [](Stage&, OnboardingView& v) {
              v.showCreate();
              type(v.createPage(), "server", u"ftp://hub.example"_qs);
-             v.createPage().showError(s.l10n.text(
+             v.createPage().showError(Sentence::of(
                  u"端口 8787 已被另一个程序占用。请先停止它；如果那就是一个 Sorrelwind "
                  u"服务器，请填写它的地址。",
                  u"Port 8787 is in use by another program. Stop that one first, or, if it is a "
@@ -166,12 +166,12 @@ const QString kKey = u"&k=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8"_qs;
              type(v.joinPage(), "invitation", u"https://hub.example:8787/#pair=K7QM3XTD"_qs + kKey);
          }},
         {u"join-code", false,
-         [](Stage& s, OnboardingView& v) {
+         [](Stage&, OnboardingView& v) {
              v.showJoin();
              type(v.joinPage(), "invitation", u"K7QM-3XTD"_qs);
              type(v.joinPage(), "passphrase", u"hk7fq-wm3xd-9zrtb-uvp4e"_qs);
              v.joinPage().showError(
-                 s.l10n.text(u"配对码无效或已过期", u"Invalid or expired pairing code"));
+                 Sentence::of(u"配对码无效或已过期", u"Invalid or expired pairing code"));
          }},
         {u"done", false, [](Stage&, OnboardingView& v) { v.showDone(); }},
     };

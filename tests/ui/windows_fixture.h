@@ -166,7 +166,7 @@ protected:
     FakePasteboard pasteboard;
     QNetworkAccessManager network;
     ScriptedHub hub;
-    HubHost hubHost{defaults, l10n, {.program = {}, .mayUseSystemd = false, .mayUseAvahi = false}};
+    HubHost hubHost{defaults, {.program = {}, .mayUseSystemd = false, .mayUseAvahi = false}};
     LaunchAtLogin launchAtLogin{l10n, {QStringLiteral("/a")}, dir.filePath(u"autostart"_qs)};
     QStringList copied;
     int onboardingWanted = 0;
