@@ -114,7 +114,7 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &model,
                      &AppModel::shutdown);
 
-    HubHost hubHost(defaults, l10n);
+    HubHost hubHost(defaults);
     hubHost.resume();
     LaunchAtLogin launchAtLogin(l10n, startCommand(line));
     std::optional<AppCoordinator> coordinator;

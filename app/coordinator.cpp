@@ -2,12 +2,14 @@
 
 #include "base/l10n.h"
 #include "core/app_model.h"
+#include "ui/app_icon.h"
+#include "ui/menu_look.h"
 #include "ui/onboarding_window.h"
 #include "ui/pairing_window.h"
 #include "ui/settings_window.h"
 #include "ui/status_panel.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QMenu>
 #include <QTimer>
 
@@ -26,6 +28,7 @@ constexpr auto kHostPatience = 20s; // a session may start its panel after this 
 AppCoordinator::AppCoordinator(Services services, std::unique_ptr<StatusItem> statusItem)
     : m_services(services), m_statusItem(std::move(statusItem)), m_bubble(kBubbleTime) {
     AppModel& model = m_services.model;
+    QGuiApplication::setWindowIcon(appIcon());
     connect(m_statusItem.get(), &StatusItem::clicked, this, &AppCoordinator::statusClicked);
     connect(m_statusItem.get(), &StatusItem::menuRequested, this, &AppCoordinator::showQuickMenu);
 
@@ -92,6 +95,7 @@ void AppCoordinator::showQuickMenu() {
     const L10n& l10n = m_services.l10n;
     const bool running = model.phase() == AppModel::Phase::running;
     m_quickMenu = std::make_unique<QMenu>(); // made anew, in the language of now
+    dress(*m_quickMenu);
     if (running) {
         m_quickMenu->addAction(model.paused() ? l10n.text(u"恢复同步", u"Resume Sync")
                                               : l10n.text(u"暂停同步", u"Pause Sync"),

@@ -31,7 +31,7 @@ public:
                     .arg(m_store.dir(), prepared.error()));
         }
         if (const auto ready = m_flow.prepare(); !ready)
-            return fail(ready.error());
+            return fail(ready.error().in(m_l10n.lang()));
         const int ready =
             m_line.command == QLatin1StringView("join") ? readInvitation() : readPassphrase();
         if (ready != kExitDone)
@@ -106,7 +106,7 @@ private:
         m_flow.onEnd = [this](const MembershipFlow::Outcome& outcome) {
             if (outcome)
                 report(*outcome);
-            finish(outcome ? kExitDone : fail(outcome.error()));
+            finish(outcome ? kExitDone : fail(outcome.error().in(m_l10n.lang())));
         };
         m_flow.start({m_line.command == QLatin1StringView("join"),
                       m_line.server.value_or(ServerDefaults::initial()), deviceName(), m_passphrase,

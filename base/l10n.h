@@ -22,6 +22,20 @@ enum class Lang { zh, en };
     return QString::fromUtf16(lang == Lang::zh ? zh : en);
 }
 
+/// A sentence in both languages, for one that may stand on the screen while the language changes.
+struct Sentence {
+    QString zh, en;
+
+    [[nodiscard]] static Sentence of(const char16_t* inChinese, const char16_t* inEnglish) {
+        return {QString::fromUtf16(inChinese), QString::fromUtf16(inEnglish)};
+    }
+    template <class... Values>
+    [[nodiscard]] Sentence arg(const Values&... values) const {
+        return {zh.arg(values...), en.arg(values...)};
+    }
+    [[nodiscard]] const QString& in(Lang lang) const { return lang == Lang::zh ? zh : en; }
+};
+
 /// The language in force: the preference "language", else the system's locale. Worked out at each
 /// read, so a change is seen at once everywhere; whoever toggles tells the views to redraw.
 class L10n {

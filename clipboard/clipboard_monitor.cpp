@@ -38,7 +38,7 @@ void ClipboardMonitor::poll() {
         return;
     }
     const QString hash = sha256Hex(*text);
-    if (m_suppressed.remove(hash) || hash == m_lastSentHash) {
+    if (m_secrets.contains(hash) || m_suppressed.remove(hash) || hash == m_lastSentHash) {
         return;
     }
     m_lastSentHash = hash;
@@ -55,6 +55,12 @@ void ClipboardMonitor::writeRemote(const QString& text) {
     m_suppressed.insert(hash);
     m_lastSentHash = hash;
     m_pasteboard.setString(text);
+    m_lastChangeCount = m_pasteboard.changeCount();
+}
+
+void ClipboardMonitor::writeSecret(const QString& text) {
+    m_secrets.insert(sha256Hex(text));
+    m_pasteboard.setSecret(text);
     m_lastChangeCount = m_pasteboard.changeCount();
 }
 

@@ -31,6 +31,9 @@ public:
     void poll();
     /// Puts a received text on the pasteboard, unless it is empty or there already.
     void writeRemote(const QString& text);
+    /// Puts a secret of this program there, concealed. It is never reported, also when another
+    /// program offers it again without the mark.
+    void writeSecret(const QString& text);
     /// While paused no copy is reported. What was copied meanwhile is not reported later either:
     /// setPaused(false) takes the pasteboard as seen.
     void setPaused(bool paused);
@@ -42,6 +45,8 @@ private:
     QTimer m_timer;
     /// Hashes of received texts; each keeps the first local copy of its text from being sent back.
     QSet<QString> m_suppressed;
+    /// Hashes of secrets, for the rest of the run.
+    QSet<QString> m_secrets;
     /// Of the last text that was reported or received; null before the first.
     QString m_lastSentHash;
     bool m_paused = false;

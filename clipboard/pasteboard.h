@@ -30,6 +30,9 @@ public:
     /// returns; the back-end's own echo never raises it again. Does nothing when the pasteboard is
     /// not available or the text is larger than kMaxClipboardBytes.
     virtual void setString(const QString& text) = 0;
+    /// The same with a secret: it is marked as concealed, so that clipboard managers and programs
+    /// like this one leave it alone, and it is not handed over at the end.
+    virtual void setSecret(const QString& text) { setString(text); }
     /// Lets a foreign change that is being fetched right now end in the snapshot without raising
     /// the count: it was made before this call, however late its text arrives.
     virtual void overlookChangeUnderWay() {}

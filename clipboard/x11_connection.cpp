@@ -1,6 +1,7 @@
 #include "clipboard/x11_connection.h"
 
 #include "clipboard/clipboard_text.h"
+#include "clipboard/pasteboard.h"
 
 #include <QDeadlineTimer>
 #include <QSocketNotifier>
@@ -107,6 +108,8 @@ bool X11Connection::internAtoms() {
         {&m_atoms.null, "NULL"},
         {&m_atoms.stamp, "SORRELWIND_STAMP"},
         {&m_atoms.handOver, "SORRELWIND_HAND_OVER"},
+        {&m_atoms.concealed, QByteArray(kConcealedType.data(), kConcealedType.size())},
+        {&m_atoms.passwordHint, QByteArray(kPasswordHintType.data(), kPasswordHintType.size())},
     };
     static_assert(kTextTypes.size() == std::tuple_size_v<decltype(X11Atoms::text)>);
     for (size_t i = 0; i < kTextTypes.size(); ++i) {

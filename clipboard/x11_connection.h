@@ -36,6 +36,8 @@ struct X11Atoms {
     /// The property that takes the clipboard manager's answer.
     xcb_atom_t handOver;
     std::array<xcb_atom_t, 4> text; ///< parallel to kTextTypes
+    /// The marks of a secret: kConcealedType and kPasswordHintType.
+    xcb_atom_t concealed, passwordHint;
     /// Properties on our window that take other programs' data, used in turn.
     std::array<xcb_atom_t, 16> transfers;
 };

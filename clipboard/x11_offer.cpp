@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 namespace sorrelwind {
@@ -17,6 +18,7 @@ using namespace std::chrono_literals;
 constexpr auto kHandOverTime = 500ms;
 /// Conversions in one MULTIPLE request; programs ask for a handful.
 constexpr uint32_t kMaxPairs = 64;
+constexpr std::string_view kSecretHint = "secret"; // the value of kPasswordHintType
 
 /// Server times wrap around every 49.7 days.
 bool isLater(xcb_timestamp_t a, xcb_timestamp_t b) {
@@ -28,8 +30,9 @@ bool isLater(xcb_timestamp_t a, xcb_timestamp_t b) {
 X11Offer::X11Offer(X11Connection& connection, std::chrono::milliseconds patience)
     : m_connection(connection), m_send(connection, patience) {}
 
-void X11Offer::offer(const QByteArray& utf8) {
+void X11Offer::offer(const QByteArray& utf8, bool secret) {
     m_utf8 = utf8;
+    m_secret = secret;
     ++m_stampsDue;
     // Appending nothing changes nothing, and yet the event about it carries the time.
     xcb_change_property(m_connection.xcb(), XCB_PROP_MODE_APPEND, m_connection.window(),
@@ -108,6 +111,9 @@ bool X11Offer::convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t pro
         std::vector<xcb_atom_t> offered{atoms.targets, atoms.timestamp, atoms.multiple,
                                         atoms.saveTargets};
         offered.insert(offered.end(), atoms.text.begin(), atoms.text.end());
+        if (m_secret) {
+            offered.insert(offered.end(), {atoms.concealed, atoms.passwordHint});
+        }
         putAtoms(requestor, property, offered);
         return true;
     }
@@ -119,6 +125,11 @@ bool X11Offer::convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t pro
     if (target == atoms.saveTargets) {
         xcb_change_property(xcb, XCB_PROP_MODE_REPLACE, requestor, property, atoms.null, 32, 0,
                             nullptr);
+        return true;
+    }
+    if (m_secret && (target == atoms.concealed || target == atoms.passwordHint)) {
+        xcb_change_property(xcb, XCB_PROP_MODE_REPLACE, requestor, property, target, 8,
+                            kSecretHint.size(), kSecretHint.data());
         return true;
     }
     const auto type = std::ranges::find(atoms.text, target);
@@ -180,7 +191,7 @@ void X11Offer::handOver() {
     xcb_connection_t* xcb = m_connection.xcb();
     // A text of this very moment is not ours yet.
     m_connection.pumpUntil([this] { return m_stampsDue == 0 && !m_announceDue; }, deadline);
-    if (!m_owned) {
+    if (!m_owned || m_secret) {
         return;
     }
     const XcbPtr<xcb_get_selection_owner_reply_t> manager(xcb_get_selection_owner_reply(

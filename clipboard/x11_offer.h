@@ -17,8 +17,9 @@ public:
     /// A program that pastes and takes no piece for as long as `patience` is dropped.
     X11Offer(X11Connection& connection, std::chrono::milliseconds patience);
 
-    /// Takes the selection for `utf8`; the server's agreement arrives later, as owned().
-    void offer(const QByteArray& utf8);
+    /// Takes the selection for `utf8`; the server's agreement arrives later, as owned(). A secret
+    /// is marked as one.
+    void offer(const QByteArray& utf8, bool secret);
     /// The server has put its time on our window: the selection can be asked for.
     void stamped(xcb_timestamp_t time);
     /// The selection was given to us, at the time that we asked for it with.
@@ -33,7 +34,8 @@ public:
     void propertyDeleted(xcb_window_t requestor, xcb_atom_t property);
     void requestorGone(xcb_window_t requestor);
 
-    /// Waits half a second at most for the clipboard manager, if there is one, to take the text.
+    /// Waits half a second at most for the clipboard manager, if there is one, to take the text,
+    /// unless it is a secret.
     void handOver();
     void clipboardManagerAnswered() { m_managerAnswered = true; }
 
@@ -45,6 +47,7 @@ private:
     X11Connection& m_connection;
     X11IncrementalSend m_send;
     QByteArray m_utf8;
+    bool m_secret = false;
     int m_stampsDue = 0;        ///< times asked of the server
     bool m_announceDue = false; ///< the selection was asked for, owned() is to come
     bool m_owned = false;

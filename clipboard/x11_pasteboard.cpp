@@ -31,15 +31,18 @@ X11Pasteboard::X11Pasteboard(std::unique_ptr<X11Connection> connection,
     m_fetch.start(XCB_CURRENT_TIME);
 }
 
-void X11Pasteboard::setString(const QString& text) {
+void X11Pasteboard::offer(const QString& text, bool secret) {
     const QByteArray utf8 = text.toUtf8();
     if (!m_available || utf8.size() > kMaxClipboardBytes) {
         return;
     }
     m_fetch.cancel();
     m_snapshot = {ownTypes(), text};
+    if (secret) {
+        m_snapshot.types.append(kConcealedType);
+    }
     ++m_count;
-    m_offer.offer(utf8);
+    m_offer.offer(utf8, secret);
 }
 
 void X11Pasteboard::handOver() {

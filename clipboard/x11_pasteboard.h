@@ -26,7 +26,8 @@ public:
     [[nodiscard]] qint64 changeCount() const override { return m_count; }
     [[nodiscard]] QStringList types() const override { return m_snapshot.types; }
     [[nodiscard]] std::optional<QString> string() const override { return m_snapshot.text; }
-    void setString(const QString& text) override;
+    void setString(const QString& text) override { offer(text, false); }
+    void setSecret(const QString& text) override { offer(text, true); }
     void overlookChangeUnderWay() override { m_overlook = true; }
     void handOver() override;
     [[nodiscard]] QString backend() const override { return QStringLiteral("x11"); }
@@ -34,6 +35,7 @@ public:
     [[nodiscard]] QString unavailableReason() const override;
 
 private:
+    void offer(const QString& text, bool secret);
     void handle(const xcb_generic_event_t& event);
     void ownerChanged(const xcb_xfixes_selection_notify_event_t& event);
     void propertyChanged(const xcb_property_notify_event_t& event);

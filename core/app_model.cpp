@@ -18,6 +18,11 @@ HubAPI apiFor(QNetworkAccessManager& network, const Account& account) {
     return {&network, account.server, account.token};
 }
 
+QString removalNotice(const L10n& l10n) {
+    return l10n.text(u"这台 Mac 已被移出设备组。重新创建或加入一个设备组即可继续使用。",
+                     u"This Mac was removed from its group. Create or join a group to continue.");
+}
+
 } // namespace
 
 AppModel::AppModel(Services services) : m_services(services), m_monitor(services.pasteboard) {
@@ -43,7 +48,7 @@ std::optional<QString> AppModel::selfId() const {
 }
 
 void AppModel::copyHere(const QString& text) {
-    m_monitor.writeRemote(text);
+    m_monitor.writeSecret(text);
 }
 
 void AppModel::startSync(const Account& account) {
@@ -197,10 +202,7 @@ void AppModel::handleState(SyncState state) {
     set(m_devices, QList<DeviceInfo>());
     m_key.reset();
     m_lastReceivedText.reset();
-    set(m_notice,
-        m_services.l10n.text(u"这台 Mac 已被移出设备组。重新创建或加入一个设备组即可继续使用。",
-                             u"This Mac was removed from its group. Create or join a group to "
-                             u"continue."));
+    set(m_notice, removalNotice(m_services.l10n));
     set(m_phase, Phase::onboarding);
     if (onNeedsOnboarding)
         onNeedsOnboarding();
@@ -236,6 +238,8 @@ void AppModel::clearNotice() {
 }
 
 void AppModel::languageChanged() {
+    if (m_notice)
+        m_notice = removalNotice(m_services.l10n);
     set(m_languageEpoch, m_languageEpoch + 1);
 }
 

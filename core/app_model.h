@@ -97,7 +97,7 @@ public:
     /// that it reached, where the hub says so, or with a sentence.
     void send(const QString& text, std::function<void(Sent)> done);
 
-    /// Puts a secret of this program on the clipboard, without sending it to the other devices.
+    /// Puts a secret of this program on the clipboard, concealed and not sent to other devices.
     void copyHere(const QString& text);
 
     /// (Re)builds the connection for an account, new or changed.

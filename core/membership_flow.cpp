@@ -15,33 +15,35 @@ QString MembershipFlow::hostDeviceName() {
     return name.isEmpty() ? QStringLiteral("Linux") : name.left(kMaxDeviceName);
 }
 
-Result<void, QString> MembershipFlow::prepare() {
-    const auto& [store, network, l10n] = m_services;
+Result<void, Sentence> MembershipFlow::prepare() {
+    const AccountStore& store = m_services.store;
     if (const auto prepared = store.prepare(); !prepared) {
-        return failure(l10n.text(u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间。",
-                                 u"The config directory %1 cannot be used: %2. Check its "
-                                 u"permissions and the disk.")
+        return failure(Sentence::of(u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间。",
+                                    u"The config directory %1 cannot be used: %2. Check its "
+                                    u"permissions and the disk.")
                            .arg(store.dir(), prepared.error()));
     }
     auto lock = FileLock::tryLock(store.dir() + QStringLiteral("/setup.lock"));
     if (!lock && lock.error() != EWOULDBLOCK)
-        return failure(lockSentence(store.dir(), lock.error(), l10n.lang()));
+        return failure(Sentence{lockSentence(store.dir(), lock.error(), Lang::zh),
+                                lockSentence(store.dir(), lock.error(), Lang::en)});
     if (!lock) {
-        return failure(l10n.text(u"另一个 create 或 join 正在进行，请等它结束",
-                                 u"Another create or join is under way — wait for it to end"));
+        return failure(Sentence::of(u"另一个 create 或 join 正在进行，请等它结束",
+                                    u"Another create or join is under way — wait for it to end"));
     }
     m_lock.emplace(*std::move(lock));
     if (store.load()) {
         return failure(
-            l10n.text(u"本机已在一个设备组中。要换一个，请先运行 sorrelwind leave",
-                      u"This device is in a group already — to change it, run first: sorrelwind "
-                      u"leave"));
+            Sentence::of(u"本机已在一个设备组中。要换一个，请先运行 sorrelwind leave",
+                         u"This device is in a group already — to change it, run first: sorrelwind "
+                         u"leave"));
     }
     if (QFileInfo::exists(store.fileUrl())) {
-        return failure(l10n.text(u"%1 无法识别，为避免丢失内容不会覆盖它。请先把它移走。",
-                                 u"%1 cannot be understood and is not overwritten — move it away "
-                                 u"first.")
-                           .arg(store.fileUrl()));
+        return failure(
+            Sentence::of(u"%1 无法识别，为避免丢失内容不会覆盖它。请先把它移走。",
+                         u"%1 cannot be understood and is not overwritten — move it away "
+                         u"first.")
+                .arg(store.fileUrl()));
     }
     return {};
 }
@@ -72,9 +74,9 @@ Task<> MembershipFlow::run(Wish wish) {
                                    wish.deviceName, progress)
                       : setup.create(wish.server, wish.deviceName, wish.passphrase, progress);
     const auto account = co_await std::move(making);
-    const L10n& l10n = m_services.l10n;
     if (!account) {
-        end(failure(printable(setupMessage(account.error(), l10n.lang()))));
+        end(failure(Sentence{printable(setupMessage(account.error(), Lang::zh)),
+                             printable(setupMessage(account.error(), Lang::en))}));
         co_return;
     }
     Result<void, QString> kept;
@@ -89,10 +91,10 @@ Task<> MembershipFlow::run(Wish wish) {
     (void)co_await api.deleteDevice(account->deviceId);
     const QString reason = kept ? QString() : kept.error();
     end(failure(
-        l10n.text(
-                u"账户无法保存：%1。没有加入任何设备组，请腾出磁盘空间后重试。",
-                u"The account could not be saved: %1. No group was joined — make room on the disk "
-                u"and try again.")
+        Sentence::of(
+            u"账户无法保存：%1。没有加入任何设备组，请腾出磁盘空间后重试。",
+            u"The account could not be saved: %1. No group was joined — make room on the disk "
+            u"and try again.")
             .arg(reason)));
 }
 

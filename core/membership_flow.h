@@ -2,6 +2,7 @@
 
 #include "account/account_store.h"
 #include "account/file_lock.h"
+#include "base/l10n.h"
 #include "crypto/group_setup.h"
 
 #include <QObject>
@@ -30,7 +31,7 @@ public:
         std::optional<PairingLink> link; // joins only, else the typed code
         QString code;
     };
-    using Outcome = Result<Account, QString>; // the error is a sentence
+    using Outcome = Result<Account, Sentence>;
 
     /// The host's name, fit for a device name: never empty, at most kMaxDeviceName characters.
     [[nodiscard]] static QString hostDeviceName();
@@ -38,8 +39,8 @@ public:
 
     explicit MembershipFlow(Services services) : m_services(services) {}
 
-    /// Says whether a membership may be made here now, else why not, in a sentence.
-    [[nodiscard]] Result<void, QString> prepare();
+    /// Says whether a membership may be made here now, else why not.
+    [[nodiscard]] Result<void, Sentence> prepare();
     /// After a prepare that succeeded, and with onEnd set, which is called once.
     void start(const Wish& wish);
     /// The user went away: what still comes of it is given back, then the object deletes itself, at

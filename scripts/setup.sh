@@ -12,7 +12,7 @@ build_packages=(
 demo_packages=(xvfb xclip)
 test_packages=(
   libgtest-dev libgmock-dev xvfb xclip xsel zbar-tools imagemagick openssl
-  dbus-daemon openbox trayer xdotool x11-utils fonts-inter fonts-noto-cjk
+  dbus-daemon openbox trayer lxqt-panel xfce4-panel xdotool x11-utils fonts-inter fonts-noto-cjk
 )
 bench_packages=(libbenchmark-dev xvfb xclip)
 

@@ -28,8 +28,8 @@ using namespace std::chrono_literals;
 const QString kPreference = QStringLiteral("hostHub");
 const QString kAddress = QStringLiteral("hostHubAddress");
 constexpr auto kRestartAfter = 10s;
-constexpr int kChildPatienceMs = 3000; // for a polite end
-constexpr int kTries = 100;            // of 0.1 s, until the hub answers
+constexpr auto kChildPatience = 3s; // for a polite end
+constexpr int kTries = 100;         // of 0.1 s, until the hub answers
 
 Task<ProgramResult> systemctl(QString arguments) {
     const QStringList words = (QLatin1StringView("--user ") + arguments).split(u' ');
@@ -52,8 +52,8 @@ bool writeWhole(const QString& path, const QByteArray& content) {
 
 } // namespace
 
-HubHost::HubHost(Defaults& defaults, const L10n& l10n, Options options)
-    : m_defaults(defaults), m_l10n(l10n), m_options(std::move(options)) {
+HubHost::HubHost(Defaults& defaults, Options options)
+    : m_defaults(defaults), m_options(std::move(options)) {
     if (!m_options.localAddress)
         m_options.localAddress = &defaultRouteAddress;
     const QString stored = m_defaults.value(kPreference).toString();
@@ -66,7 +66,11 @@ HubHost::HubHost(Defaults& defaults, const L10n& l10n, Options options)
 }
 
 HubHost::~HubHost() {
-    endChild();
+    if (!m_child)
+        return;
+    m_child->disconnect(this);
+    m_child->terminate();
+    m_child->waitForFinished(kChildPatience / 1ms); // then it is killed
 }
 
 QString HubHost::findProgram() {
@@ -170,21 +174,21 @@ Task<> HubHost::settle() {
     }
 }
 
-Task<Result<QString, QString>> HubHost::bringUp() {
+Task<Result<QString, Sentence>> HubHost::bringUp() {
     if (m_options.program.isEmpty())
-        co_return failure(
-            text(u"这台电脑上没有 sorrelwind-hub 程序。请安装它，或填写另一个服务器的地址。",
-                 u"The program sorrelwind-hub is not on this computer. Install it, or give the "
-                 u"address of another hub."));
+        co_return failure(Sentence::of(
+            u"这台电脑上没有 sorrelwind-hub 程序。请安装它，或填写另一个服务器的地址。",
+            u"The program sorrelwind-hub is not on this computer. Install it, or give the "
+            u"address of another hub."));
     QString name;
     if (m_options.mayUseAvahi)
         name = co_await multicastName();
     const QString address = hostedHubAddress(name, m_options.localAddress(), m_options.port);
     if (address.isEmpty())
-        co_return failure(
-            text(u"这台电脑没有连上网络，其他设备无法访问这里的服务器。请连接网络后重试。",
-                 u"This computer is on no network, so no other device could reach a hub here. "
-                 u"Connect it and try again."));
+        co_return failure(Sentence::of(
+            u"这台电脑没有连上网络，其他设备无法访问这里的服务器。请连接网络后重试。",
+            u"This computer is on no network, so no other device could reach a hub here. "
+            u"Connect it and try again."));
 
     const bool systemd = co_await systemdWorks();
     if (systemd && co_await serviceRuns()) {
@@ -194,13 +198,14 @@ Task<Result<QString, QString>> HubHost::bringUp() {
     }
     if (m_child && m_running)
         co_return address;
-    endChild();
+    co_await endChild();
     if (!portIsFree())
-        co_return failure(text(u"端口 %1 已被另一个程序占用。请先停止它；如果那就是一个 Sorrelwind "
-                               u"服务器，请填写它的地址。",
-                               u"Port %1 is in use by another program. Stop that one first, or, if "
-                               u"it is a Sorrelwind hub, give its address.")
-                              .arg(m_options.port));
+        co_return failure(
+            Sentence::of(u"端口 %1 已被另一个程序占用。请先停止它；如果那就是一个 Sorrelwind "
+                         u"服务器，请填写它的地址。",
+                         u"Port %1 is in use by another program. Stop that one first, or, if "
+                         u"it is a Sorrelwind hub, give its address.")
+                .arg(m_options.port));
     if (systemd) {
         if (const auto problem = co_await startService())
             co_return failure(*problem);
@@ -214,13 +219,13 @@ Task<Result<QString, QString>> HubHost::bringUp() {
     if (ready)
         co_return address;
     (void)co_await bringDown();
-    co_return failure(text(u"服务器程序没有启动成功，原因见系统日志。",
-                           u"The hub did not start; the system's log says why."));
+    co_return failure(Sentence::of(u"服务器程序没有启动成功，原因见系统日志。",
+                                   u"The hub did not start; the system's log says why."));
 }
 
-Task<std::optional<QString>> HubHost::startService() {
-    const QString failed =
-        text(u"无法把服务器设为系统服务：%1。", u"The hub can't be made a service: %1.");
+Task<std::optional<Sentence>> HubHost::startService() {
+    const Sentence failed =
+        Sentence::of(u"无法把服务器设为系统服务：%1。", u"The hub can't be made a service: %1.");
     if (!writeWhole(hubUnitPath(), hubUnit(m_options.program, arguments(m_options))))
         co_return failed.arg(hubUnitPath());
     (void)co_await systemctl(kReload);
@@ -231,15 +236,15 @@ Task<std::optional<QString>> HubHost::startService() {
     co_return failed.arg(enabled.lastError);
 }
 
-Task<std::optional<QString>> HubHost::bringDown() {
+Task<std::optional<Sentence>> HubHost::bringDown() {
     const Mode mode = m_mode;
     remember(Mode::none);
-    endChild();
+    co_await endChild();
     if (mode == Mode::service) {
         const auto disabled = co_await systemctl(kDisable);
         if (disabled.exitCode != 0) {
             remember(Mode::service);
-            co_return text(u"服务器无法停止：%1。", u"The hub can't be stopped: %1.")
+            co_return Sentence::of(u"服务器无法停止：%1。", u"The hub can't be stopped: %1.")
                 .arg(disabled.lastError);
         }
         QFile::remove(hubUnitPath());
@@ -282,15 +287,16 @@ void HubHost::startChild() {
     m_child->start(m_options.program, arguments(m_options));
 }
 
-void HubHost::endChild() {
+Task<> HubHost::endChild() {
     m_restart.stop();
-    if (!m_child)
-        return;
-    m_child->disconnect(this);
-    m_child->terminate();
-    if (!m_child->waitForFinished(kChildPatienceMs))
-        m_child->kill();
-    m_child.reset();
+    const std::unique_ptr<QProcess> child = std::move(m_child);
+    if (!child)
+        co_return;
+    child->disconnect(this);
+    Awaited<bool> end(endOf(*child, kChildPatience));
+    child->terminate();
+    if (!co_await end)
+        child->kill();
 }
 
 void HubHost::remember(Mode mode) {

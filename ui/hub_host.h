@@ -37,8 +37,8 @@ public:
         std::function<QHostAddress()> localAddress = {}; // empty: that of the default route
     };
 
-    HubHost(Defaults& defaults, const L10n& l10n) : HubHost(defaults, l10n, Options{}) {}
-    HubHost(Defaults& defaults, const L10n& l10n, Options options);
+    explicit HubHost(Defaults& defaults) : HubHost(defaults, Options{}) {}
+    HubHost(Defaults& defaults, Options options);
     ~HubHost() override;
 
     /// Beside this program, else in PATH; else empty.
@@ -59,10 +59,10 @@ public:
     /// Whether the canonical address `server` is that of a hub on this computer.
     [[nodiscard]] bool isHere(const QString& server) const;
 
-    /// The address for the group once the hub answers, else a sentence.
-    using Started = std::function<void(const Result<QString, QString>&)>;
-    /// None, else a sentence.
-    using Stopped = std::function<void(const std::optional<QString>&)>;
+    /// The address for the group once the hub answers, else why it does not.
+    using Started = std::function<void(const Result<QString, Sentence>&)>;
+    /// None, else why it goes on.
+    using Stopped = std::function<void(const std::optional<Sentence>&)>;
     /// Starting what runs is no error. A later start or stop takes the place of one under way,
     /// whose `done` is then not called.
     void start(Started done);
@@ -78,23 +78,19 @@ private:
     Task<> look();
     Task<> revive();
     Task<> settle();
-    Task<Result<QString, QString>> bringUp();
-    Task<std::optional<QString>> bringDown();
-    Task<std::optional<QString>> startService();
+    Task<Result<QString, Sentence>> bringUp();
+    Task<std::optional<Sentence>> bringDown();
+    Task<std::optional<Sentence>> startService();
     Task<bool> systemdWorks() const;
     Task<bool> serviceRuns() const;
     Task<bool> answers();
     [[nodiscard]] bool portIsFree() const;
     void startChild();
-    void endChild();
+    Task<> endChild();
     void remember(Mode mode);
     void setRunning(bool running);
-    [[nodiscard]] QString text(const char16_t* zh, const char16_t* en) const {
-        return m_l10n.text(zh, en);
-    }
 
     Defaults& m_defaults;
-    const L10n& m_l10n;
     Options m_options;
     Mode m_mode = Mode::none;
     bool m_running = false;

@@ -66,7 +66,7 @@ void OnboardingWindowController::create() {
     page.showProgress(m_services.l10n.text(u"正在启动服务器…", u"Starting the hub…"));
     m_startedHub = m_startedHub || !m_services.hubHost.hosts();
     m_services.hubHost.start(
-        [self = QPointer(this), wish](const Result<QString, QString>& address) {
+        [self = QPointer(this), wish](const Result<QString, Sentence>& address) {
             if (!self || !self->m_flow)
                 return;
             CreatePage& form = self->m_view->createPage();
@@ -109,7 +109,7 @@ void OnboardingWindowController::ended(FormPage& page, const MembershipFlow::Out
     m_model.startSync(*outcome);
 }
 
-void OnboardingWindowController::fail(FormPage& page, const QString& sentence) {
+void OnboardingWindowController::fail(FormPage& page, const Sentence& sentence) {
     m_flow.release()->deleteLater(); // it may be what tells of the failure
     page.showError(sentence);
 }

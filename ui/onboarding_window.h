@@ -51,7 +51,7 @@ private:
     void makeMembership(FormPage& page, const MembershipFlow::Wish& wish);
     bool prepare(FormPage& page);
     void ended(FormPage& page, const MembershipFlow::Outcome& outcome);
-    void fail(FormPage& page, const QString& sentence);
+    void fail(FormPage& page, const Sentence& sentence);
     void cancel();
     void finish(bool addDevice);
 

@@ -4,16 +4,13 @@
 #include "ui/controls/brand_button.h"
 #include "ui/controls/text_label.h"
 #include "ui/countdown_ring.h"
-#include "ui/glyph.h"
 #include "ui/palette.h"
 #include "ui/qr_card.h"
 #include "ui/spring_mark.h"
-#include "ui/symbol.h"
+#include "ui/symbol_view.h"
 
 #include <QBoxLayout>
-#include <QKeyEvent>
 #include <QStackedLayout>
-#include <QWindow>
 
 namespace sorrelwind {
 
@@ -42,10 +39,7 @@ QVBoxLayout* columnOf(QWidget* page) {
 } // namespace
 
 PairingView::PairingView(AppModel& model, const L10n& l10n)
-    : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                           Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
-      m_l10n(l10n), m_state(model), m_pages(new QStackedLayout(this)) {
-    setFixedSize(kSize);
+    : PlainWindow(kSize), m_l10n(l10n), m_state(model), m_pages(new QStackedLayout(this)) {
     m_pages->addWidget(codePage());
     m_pages->addWidget(joinedPage());
     m_pages->addWidget(failedPage());
@@ -70,6 +64,7 @@ QWidget* PairingView::codePage() {
     // Narrower than the page, so that two lines are of like length.
     m_keyWarning->setContentsMargins(Space::s10, 0, Space::s10, 0);
     m_loopback = centred(Size::caption, QFont::Medium, TextRole::warning);
+    m_loopback->setContentsMargins(0, Space::s1, 0, 0);
     m_orType = centred(Size::footnote, QFont::Normal, TextRole::secondary);
 
     auto* column = columnOf(page);
@@ -117,7 +112,7 @@ QLayout* PairingView::stepsRow() {
         m_steps.append({zh, en, centred(Size::caption, QFont::Normal, TextRole::secondary)});
         auto* column = new QVBoxLayout;
         column->setSpacing(Space::s1);
-        column->addWidget(new Glyph(QLatin1StringView(symbol), 20, TextRole::accent), 0,
+        column->addWidget(new SymbolView(20, TextRole::accent, QLatin1StringView(symbol)), 0,
                           Qt::AlignHCenter);
         column->addWidget(m_steps.last().label);
         row->addLayout(column, 1);
@@ -166,7 +161,7 @@ QWidget* PairingView::failedPage() {
     auto* column = columnOf(page);
     column->addStretch();
     column->addWidget(
-        new Glyph(QStringLiteral("exclamationmark.triangle.fill"), 48, TextRole::warning), 0,
+        new SymbolView(48, TextRole::warning, QStringLiteral("exclamationmark.triangle.fill")), 0,
         Qt::AlignHCenter);
     column->addSpacing(Space::s4);
     column->addWidget(m_error);
@@ -194,7 +189,11 @@ void PairingView::render() {
         m_error->setText(failed->error.message(m_l10n.lang()));
         page = 2;
     }
+    if (m_pages->currentIndex() == page)
+        return;
     m_pages->setCurrentIndex(page);
+    // Enter does what the page is for.
+    static_cast<QWidget*>(page == 0 ? m_copy : page == 1 ? m_done.last() : m_retry)->setFocus();
 }
 
 void PairingView::renderCode() {
@@ -234,25 +233,6 @@ void PairingView::renderCode() {
         m_steps[i].label->setText(
             QStringLiteral("%1. %2").arg(i + 1).arg(m_l10n.text(m_steps[i].zh, m_steps[i].en)));
     }
-}
-
-void PairingView::closeEvent(QCloseEvent* event) {
-    QWidget::closeEvent(event);
-    // It may clear onClosing.
-    if (const auto callback = onClosing)
-        callback();
-}
-
-void PairingView::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape)
-        close();
-    else
-        QWidget::keyPressEvent(event);
-}
-
-void PairingView::mousePressEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton && windowHandle())
-        windowHandle()->startSystemMove();
 }
 
 } // namespace sorrelwind

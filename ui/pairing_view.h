@@ -2,8 +2,7 @@
 
 #include "base/l10n.h"
 #include "ui/pairing_state.h"
-
-#include <QWidget>
+#include "ui/plain_window.h"
 
 #include <functional>
 
@@ -18,8 +17,7 @@ class QrCard;
 class TextLabel;
 
 /// The pairing window itself: it draws a PairingState, which it owns, and hands on what is pressed.
-/// Escape and "Done" close it.
-class PairingView final : public QWidget {
+class PairingView final : public PlainWindow {
     Q_OBJECT
 public:
     PairingView(AppModel& model, const L10n& l10n);
@@ -27,14 +25,8 @@ public:
     [[nodiscard]] PairingState& state() { return m_state; }
 
     std::function<void()> onCopy;
-    std::function<void()> onClosing;
 
     void render();
-
-protected:
-    void closeEvent(QCloseEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
-    void mousePressEvent(QMouseEvent* event) override;
 
 private:
     struct Step {

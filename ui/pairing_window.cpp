@@ -1,7 +1,5 @@
 #include "ui/pairing_window.h"
 
-#include <QScreen>
-
 namespace sorrelwind {
 
 PairingWindowController::PairingWindowController(AppModel& model, const L10n& l10n,
@@ -11,25 +9,18 @@ PairingWindowController::PairingWindowController(AppModel& model, const L10n& l1
         copyText(state().url());
         state().setLinkCopied();
     };
-    m_window->onClosing = [this] { closing(); };
+    m_window->onClosed = [this] { closed(); };
 }
 
 PairingWindowController::~PairingWindowController() {
     m_window->onCopy = {};
-    m_window->onClosing = {};
+    m_window->onClosed = {};
     state().stop();
     m_window->hide();
 }
 
 void PairingWindowController::present() {
-    if (!m_window->isVisible()) {
-        QRect frame = m_window->geometry();
-        frame.moveCenter(m_window->screen()->availableGeometry().center());
-        m_window->move(frame.topLeft());
-        m_window->show();
-    }
-    m_window->raise();
-    m_window->activateWindow();
+    m_window->present();
     state().generate();
 }
 
@@ -37,7 +28,7 @@ void PairingWindowController::close() {
     m_window->close();
 }
 
-void PairingWindowController::closing() {
+void PairingWindowController::closed() {
     state().stop();
     if (const auto callback = onClose)
         callback();

@@ -22,7 +22,7 @@ public:
     [[nodiscard]] bool isVisible() const { return m_window->isVisible(); }
     void close();
 
-    /// The window is about to close. The callee may destroy this controller.
+    /// The window has been closed. The callee may destroy this controller.
     std::function<void()> onClose;
 
     [[nodiscard]] PairingState& state() { return m_window->state(); }
@@ -33,7 +33,7 @@ private:
         void operator()(PairingView* window) const { window->deleteLater(); }
     };
 
-    void closing();
+    void closed();
 
     // Goes by deleteLater, because it may be in the midst of closing.
     std::unique_ptr<PairingView, Discard> m_window;

@@ -8,11 +8,14 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QStyleHints>
 #include <QWindow>
 
 namespace sorrelwind {
 
-PlainWindow::PlainWindow(QSize size) : QWidget(nullptr, Qt::Window) {
+PlainWindow::PlainWindow(QSize size)
+    : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                           Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint) {
     setFixedSize(size);
     setAttribute(Qt::WA_QuitOnClose, false); // the agent goes on without windows
     setFocusPolicy(Qt::ClickFocus);
@@ -43,8 +46,8 @@ void PlainWindow::changeEvent(QEvent* event) {
 void PlainWindow::closeEvent(QCloseEvent* event) {
     event->accept();
     hide();
-    if (onClosed)
-        onClosed();
+    if (const auto callback = onClosed) // which it may replace
+        callback();
 }
 
 void PlainWindow::keyPressEvent(QKeyEvent* event) {
@@ -56,8 +59,18 @@ void PlainWindow::keyPressEvent(QKeyEvent* event) {
 
 void PlainWindow::mousePressEvent(QMouseEvent* event) {
     QWidget::mousePressEvent(event);
-    if (event->button() == Qt::LeftButton && windowHandle())
-        windowHandle()->startSystemMove();
+    if (event->button() == Qt::LeftButton)
+        m_grip = event->pos();
+}
+
+// Not at the press: a window manager that heard of it after a quick release would go on moving.
+void PlainWindow::mouseMoveEvent(QMouseEvent* event) {
+    if (!m_grip || !event->buttons().testFlag(Qt::LeftButton) || !windowHandle() ||
+        (event->pos() - *m_grip).manhattanLength() <
+            QGuiApplication::styleHints()->startDragDistance())
+        return;
+    m_grip.reset();
+    windowHandle()->startSystemMove();
 }
 
 } // namespace sorrelwind

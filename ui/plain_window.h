@@ -3,11 +3,13 @@
 #include <QWidget>
 
 #include <functional>
+#include <optional>
 
 namespace sorrelwind {
 
-/// An ordinary window of fixed size in the program's colours: moved by its background, closed by
-/// Escape. Its owner shows it with present() and is told when a person closes it.
+/// An ordinary window of fixed size in the program's colours, with no button in its title but the
+/// one that closes it: moved by its background, closed by Escape. Its owner shows it with present()
+/// and is told when it was closed.
 class PlainWindow : public QWidget {
     Q_OBJECT
 public:
@@ -25,6 +27,10 @@ protected:
     void closeEvent(QCloseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+
+private:
+    std::optional<QPoint> m_grip; // where the background was taken hold of
 };
 
 } // namespace sorrelwind

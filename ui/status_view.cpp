@@ -6,8 +6,9 @@
 #include "ui/controls/text_label.h"
 #include "ui/device_row.h"
 #include "ui/empty_devices.h"
-#include "ui/glyph.h"
+#include "ui/menu_look.h"
 #include "ui/palette.h"
+#include "ui/symbol_view.h"
 #include "ui/sync_card.h"
 #include "ui/text_button.h"
 
@@ -141,7 +142,7 @@ QWidget* StatusView::banner() {
     row->setContentsMargins(Space::s2, Space::s1, Space::s2, Space::s1);
     row->setSpacing(Space::s2);
     row->addWidget(
-        new Glyph(QStringLiteral("exclamationmark.triangle.fill"), 16, TextRole::warning), 0,
+        new SymbolView(16, TextRole::warning, QStringLiteral("exclamationmark.triangle.fill")), 0,
         Qt::AlignTop);
     row->addWidget(m_warning, 1);
     return m_banner;
@@ -199,7 +200,7 @@ QWidget* StatusView::footer() {
     row->setContentsMargins(0, 11, 0, 12);
     row->setSpacing(6);
     row->addStretch();
-    row->addWidget(new Glyph(QStringLiteral("lock.shield.fill"), 13, TextRole::tertiary));
+    row->addWidget(new SymbolView(13, TextRole::tertiary, QStringLiteral("lock.shield.fill")));
     row->addWidget(m_promise);
     row->addStretch();
     auto* column = new QVBoxLayout(part);
@@ -290,6 +291,7 @@ void StatusView::showMore() {
     const MenuTexts texts = menuTexts();
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
+    dress(*menu);
     connect(menu->addAction(texts.pause), &QAction::triggered, this,
             [this] { m_model.setPaused(!m_model.paused()); });
     menu->addSeparator();
@@ -297,6 +299,8 @@ void StatusView::showMore() {
         if (m_actions.quit)
             m_actions.quit();
     });
+    if (m_more->hasFocus()) // by the keyboard
+        menu->setActiveAction(menu->actions().first());
     const QPoint corner = m_more->mapToGlobal(QPoint(m_more->width(), m_more->height() + 4));
     menu->popup(corner - QPoint(menu->sizeHint().width(), 0));
 }

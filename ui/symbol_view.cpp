@@ -1,6 +1,5 @@
 #include "ui/symbol_view.h"
 
-#include "ui/palette.h"
 #include "ui/symbol.h"
 
 #include <QEvent>
@@ -48,7 +47,7 @@ void SymbolView::paintEvent(QPaintEvent*) {
         painter.rotate(m_turn.currentValue().toReal());
         painter.translate(-middle);
     }
-    paintSymbol(painter, m_name, rect(), textColour(m_role), Palette::Role::bg());
+    paintSymbol(painter, m_name, rect(), textColour(m_role)); // its cut-outs show the ground
 }
 
 void SymbolView::changeEvent(QEvent* event) {

@@ -2,10 +2,12 @@
 
 #include "ui/menu_bar_icon.h"
 
-#include <QGuiApplication>
+#include <QApplication>
 #include <QIconEngine>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QWidget>
 
 namespace sorrelwind {
 
@@ -39,12 +41,28 @@ XembedStatusItem::XembedStatusItem() {
                 if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick)
                     Q_EMIT clicked();
                 else
-                    Q_EMIT menuRequested();
+                    askForMenu();
             });
     m_lookSoon.setSingleShot(true);
     connect(&m_lookSoon, &QTimer::timeout, this, &XembedStatusItem::look);
     draw();
     m_icon.show();
+}
+
+void XembedStatusItem::askForMenu() {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (widget->inherits("QSystemTrayIconSys"))
+            widget->installEventFilter(this);
+    }
+    Q_EMIT menuRequested();
+}
+
+// Qt takes two quick clicks for a double one, and tells of that for the left button only.
+bool XembedStatusItem::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::MouseButtonDblClick &&
+        static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton)
+        Q_EMIT menuRequested();
+    return StatusItem::eventFilter(watched, event);
 }
 
 void XembedStatusItem::setDimmed(bool dimmed) {

@@ -21,10 +21,14 @@ public:
     [[nodiscard]] std::optional<QRect> anchor() const override;
     [[nodiscard]] bool hosted() const override;
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     class Ink;
 
     void draw();
+    void askForMenu();
     void look();
 
     QSystemTrayIcon m_icon;

@@ -25,7 +25,7 @@ TEST(Sha256Hex, IsTakenOfTheUtf8Bytes) {
 
 /// One thing that happens to the clipboard; a poll follows each.
 struct Step {
-    enum Kind { copy, conceal, image, remote, pause, resume, ownerExits } kind;
+    enum Kind { copy, conceal, image, remote, secret, pause, resume, ownerExits } kind;
     QString text = {};
 };
 
@@ -85,6 +85,16 @@ const Story kStories[] = {
      {{Step::remote, a}, {Step::copy, a}, {Step::copy, a}},
      {},
      1},
+    {"SecretIsNeverSentHoweverOftenOthersOfferItAgain",
+     {},
+     {{Step::secret, a},
+      {Step::copy, a},
+      {Step::copy, b},
+      {Step::copy, a},
+      {Step::copy, b},
+      {Step::copy, a}},
+     {b},
+     1},
     {"RemoteTextWhileAnImageIsThereIsWritten", {}, {{Step::image}, {Step::remote, a}}, {}, 1},
     {"ConcealedCopyDoesNotConsumeTheHash",
      {},
@@ -121,6 +131,10 @@ TEST_P(MonitorStory, SendsExactly) {
             break;
         case Step::remote:
             monitor.writeRemote(step.text);
+            break;
+        case Step::secret:
+            monitor.writeSecret(step.text);
+            EXPECT_TRUE(pasteboard.types().contains(kConcealedType));
             break;
         case Step::pause:
             monitor.setPaused(true);

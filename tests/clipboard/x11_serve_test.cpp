@@ -1,6 +1,7 @@
 // How our own text is served, and to whom.
 
 #include "clipboard/clipboard_monitor.h"
+#include "clipboard/clipboard_text.h"
 #include "tests/clipboard/x11_fixture.h"
 
 #include <algorithm>
@@ -235,6 +236,26 @@ TEST_F(X11PasteboardTest, TwoProgramsExchangeTextsWithoutAnEcho) {
     ASSERT_TRUE(holds(QStringLiteral("b")));
     EXPECT_EQ(sent, QStringList{QStringLiteral("b")});
     EXPECT_EQ(secondSent.size(), 1);
+}
+
+TEST_F(X11PasteboardTest, SecretIsPastedButMarkedAndNeitherTakenNorHandedOver) {
+    auto connection = X11Connection::open(display());
+    ASSERT_TRUE(connection);
+    X11Pasteboard second(*std::move(connection));
+    const qint64 before = second.changeCount();
+    XClipboardManager manager(display(), false);
+    pasteboard->setSecret(QStringLiteral("words"));
+    ASSERT_TRUE(owned());
+    EXPECT_EQ(paste("UTF8_STRING")->bytes, "words");
+    EXPECT_EQ(paste(kPasswordHintType.latin1())->bytes, "secret");
+    ASSERT_TRUE(waitFor([&] { return second.changeCount() > before; }));
+    EXPECT_TRUE(second.types().contains(kConcealedType));
+    EXPECT_EQ(second.string(), std::nullopt);
+    pasteboard->handOver();
+    EXPECT_EQ(manager.stop(), std::nullopt);
+
+    pasteboard->setString(QStringLiteral("a")); // the mark goes with its text
+    EXPECT_TRUE(waitFor([&] { return second.string() == QStringLiteral("a"); }));
 }
 
 TEST_F(X11PasteboardTest, HandsItsTextOverToAClipboardManager) {

@@ -118,16 +118,21 @@ void Hub::signal(int number) {
 }
 
 Desktop::Desktop(const QString& folder, const QString& name)
-    : m_folder(folder), m_name(name), m_configDir(folder + u'/' + name) {
-    EXPECT_TRUE(m_xvfb.running());
+    : Desktop(folder, name, QStringList{QStringLiteral("--headless")}) {
     startAgent();
+}
+
+Desktop::Desktop(const QString& folder, const QString& name, const QStringList& agentArguments)
+    : m_environment(m_xvfb.environment()), m_folder(folder), m_name(name),
+      m_configDir(folder + u'/' + name), m_agentArguments(agentArguments) {
+    EXPECT_TRUE(m_xvfb.running());
 }
 
 void Desktop::startAgent() {
     m_agent = std::make_unique<Background>(
         kBin + QStringLiteral("sorrelwind"),
-        QStringList{QStringLiteral("--headless"), QStringLiteral("--config-dir"), m_configDir},
-        m_folder + u'/' + m_name + QStringLiteral(".log"), m_xvfb.environment());
+        m_agentArguments + QStringList{QStringLiteral("--config-dir"), m_configDir},
+        m_folder + u'/' + m_name + QStringLiteral(".log"), m_environment);
     EXPECT_TRUE(waitFor([this] { return !status().isEmpty(); })) << log().toStdString();
 }
 

@@ -92,11 +92,19 @@ public:
     [[nodiscard]] std::optional<QByteArray> paste() const;
     [[nodiscard]] bool pastes(const QByteArray& text) const; // waits for it
 
+protected:
+    /// Without an agent yet. Its programs see the display and `m_environment`.
+    Desktop(const QString& folder, const QString& name, const QStringList& agentArguments);
+
+    [[nodiscard]] const QString& folder() const { return m_folder; }
+    Xvfb m_xvfb;
+    QProcessEnvironment m_environment;
+
 private:
     QString m_folder;
     QString m_name;
     QString m_configDir;
-    Xvfb m_xvfb;
+    QStringList m_agentArguments;
     std::unique_ptr<Background> m_agent;
 };
 

@@ -46,6 +46,10 @@ public:
         m_types = {QStringLiteral("text/plain")};
         m_text = text;
     }
+    void setSecret(const QString& text) override {
+        setString(text);
+        m_types.append(kConcealedType);
+    }
     [[nodiscard]] QString backend() const override { return QStringLiteral("fake"); }
     [[nodiscard]] bool available() const override { return m_available; }
     [[nodiscard]] QString unavailableReason() const override {

@@ -1,11 +1,11 @@
 #include "base/defaults.h"
 #include "tests/support/print_qt.h"
 #include "tests/support/wait.h"
+#include "tests/ui/played_systemd.h"
 #include "ui/hosting/local_address.h"
 #include "ui/hosting/service_unit.h"
 #include "ui/hub_host.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QSysInfo>
 #include <QTcpServer>
@@ -14,35 +14,11 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-
 namespace sorrelwind::test {
 
 namespace {
 
-/// An environment variable with another value for a while.
-class Environment {
-public:
-    Environment(const char* name, const QByteArray& value)
-        : m_name(name), m_wasSet(qEnvironmentVariableIsSet(name)), m_before(qgetenv(name)) {
-        qputenv(name, value);
-    }
-    ~Environment() {
-        if (m_wasSet)
-            qputenv(m_name, m_before);
-        else
-            qunsetenv(m_name);
-    }
-    Environment(const Environment&) = delete;
-    Environment& operator=(const Environment&) = delete;
-
-private:
-    const char* m_name;
-    bool m_wasSet;
-    QByteArray m_before;
-};
-
-using Started = std::optional<Result<QString, QString>>;
+using Started = std::optional<Result<QString, Sentence>>;
 
 TEST(Hosting, DefaultRouteInterfaces) {
     const QByteArray head = "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU"
@@ -132,7 +108,6 @@ TEST(Hosting, CommandLine) {
 class HostTest : public testing::Test {
 protected:
     HostTest() {
-        m_defaults.set(u"language"_qs, u"en"_qs);
         QTcpServer probe;
         EXPECT_TRUE(probe.listen(QHostAddress::LocalHost));
         m_options.program = QStringLiteral(SORRELWIND_BIN_DIR "/sorrelwind-hub");
@@ -148,23 +123,16 @@ protected:
             GTEST_SKIP() << "the hub program is not part of this build";
     }
 
-    void TearDown() override {
-        // What a failed test left to the played systemd.
-        QFile pid(m_dir.filePath(u"bin/pid"_qs));
-        if (pid.open(QIODevice::ReadOnly))
-            ::kill(pid.readAll().trimmed().toInt(), SIGTERM);
-    }
-
-    [[nodiscard]] static Result<QString, QString> start(HubHost& host) {
+    [[nodiscard]] static Result<QString, Sentence> start(HubHost& host) {
         Started started;
-        host.start([&](const Result<QString, QString>& outcome) { started = outcome; });
+        host.start([&](const Result<QString, Sentence>& outcome) { started = outcome; });
         EXPECT_TRUE(waitFor([&] { return started.has_value(); }));
-        return started.value_or(failure(u"no answer"_qs));
+        return started.value_or(failure(Sentence{{}, u"no answer"_qs}));
     }
     static void stop(HubHost& host) {
         bool stopped = false;
-        host.stop([&](const std::optional<QString>& problem) {
-            EXPECT_EQ(problem, std::nullopt);
+        host.stop([&](const std::optional<Sentence>& problem) {
+            EXPECT_FALSE(problem.has_value());
             stopped = true;
         });
         EXPECT_TRUE(waitFor([&] { return stopped; }));
@@ -178,13 +146,12 @@ protected:
 
     QTemporaryDir m_dir;
     Defaults m_defaults{m_dir.path()};
-    L10n m_l10n{m_defaults};
     HubHost::Options m_options;
 };
 
 TEST_F(HostTest, StartsRemembersAndStops) {
     {
-        HubHost host(m_defaults, m_l10n, m_options);
+        HubHost host(m_defaults, m_options);
         EXPECT_FALSE(host.hosts());
         EXPECT_EQ(start(host), address());
         EXPECT_TRUE(host.hosts() && host.running() && !host.isService());
@@ -195,7 +162,7 @@ TEST_F(HostTest, StartsRemembersAndStops) {
     }
     EXPECT_FALSE(listens()); // it ends with the agent
 
-    HubHost again(m_defaults, m_l10n, m_options);
+    HubHost again(m_defaults, m_options);
     EXPECT_TRUE(again.hosts());
     EXPECT_FALSE(again.running());
     again.resume();
@@ -204,7 +171,7 @@ TEST_F(HostTest, StartsRemembersAndStops) {
     stop(again);
     EXPECT_FALSE(listens());
     EXPECT_FALSE(again.hosts() || again.running());
-    EXPECT_FALSE(HubHost(m_defaults, m_l10n, m_options).hosts());
+    EXPECT_FALSE(HubHost(m_defaults, m_options).hosts());
     EXPECT_TRUE(again.isHere(address())); // so that it can be started again
 }
 
@@ -230,67 +197,44 @@ TEST_F(HostTest, SaysInASentenceWhatStandsInTheWay) {
         {badFolder, u"did not start"},
     };
     for (const auto& [options, says] : kTable) {
-        HubHost host(m_defaults, m_l10n, options);
+        HubHost host(m_defaults, options);
         const auto started = start(host);
         ASSERT_FALSE(started.has_value()) << started->toStdString();
-        EXPECT_TRUE(started.error().contains(QString::fromUtf16(says)))
-            << started.error().toStdString();
+        EXPECT_TRUE(started.error().en.contains(QString::fromUtf16(says)))
+            << started.error().en.toStdString();
         EXPECT_FALSE(host.hosts() || host.running());
     }
 }
 
 TEST_F(HostTest, StoppedWhileItStarts) {
-    HubHost host(m_defaults, m_l10n, m_options);
+    HubHost host(m_defaults, m_options);
     bool started = false;
-    host.start([&](const Result<QString, QString>&) { started = true; });
+    host.start([&](const Result<QString, Sentence>&) { started = true; });
     stop(host);
     EXPECT_FALSE(started);
     EXPECT_FALSE(host.hosts());
     EXPECT_FALSE(listens());
 }
 
-/// Plays the user's systemd: keeps a log of what it is asked, and really runs the unit.
-constexpr auto kSystemctl = R"sh(#!/bin/sh
-cd "$(dirname "$0")"
-shift # --user
-echo "$*" >> log
-unit=$XDG_CONFIG_HOME/systemd/user/sorrelwind-hub.service
-case $1 in
-  is-active) test -f pid ;;
-  enable) eval "exec $(sed -n s/^ExecStart=//p "$unit")" > /dev/null 2>&1 & echo $! > pid ;;
-  disable) kill "$(cat pid)"; rm pid ;;
-esac
-)sh";
-
 TEST_F(HostTest, RunsAsAServiceWhereThereIsOne) {
-    const QString bin = m_dir.filePath(u"bin"_qs);
-    QDir().mkpath(bin);
-    QFile script(bin + u"/systemctl"_qs);
-    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
-    script.write(kSystemctl);
-    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    script.close();
-    const Environment path("PATH", QFile::encodeName(bin) + ':' + qgetenv("PATH"));
-    const Environment config("XDG_CONFIG_HOME", QFile::encodeName(m_dir.path()));
+    const PlayedSystemd systemd(m_dir.path());
     m_options.mayUseSystemd = true;
     {
-        HubHost host(m_defaults, m_l10n, m_options);
+        HubHost host(m_defaults, m_options);
         EXPECT_EQ(start(host), address());
         EXPECT_TRUE(host.hosts() && host.running() && host.isService());
         EXPECT_TRUE(QFileInfo::exists(hubUnitPath()));
     }
     EXPECT_TRUE(listens()); // it goes on without the agent
 
-    HubHost again(m_defaults, m_l10n, m_options);
+    HubHost again(m_defaults, m_options);
     again.resume();
     EXPECT_TRUE(waitFor([&] { return again.running(); }));
     EXPECT_EQ(start(again), address());
     stop(again);
     EXPECT_TRUE(waitFor([&] { return !listens(); }));
     EXPECT_FALSE(again.hosts() || QFileInfo::exists(hubUnitPath()));
-    QFile log(bin + u"/log"_qs);
-    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
-    QByteArray asked = log.readAll();
+    QByteArray asked = systemd.log();
     asked.replace("is-active --quiet sorrelwind-hub.service\n", "");
     asked.replace("show --property=Version\n", "");
     EXPECT_EQ(asked, QByteArray("daemon-reload\nenable --now sorrelwind-hub.service\n"

@@ -274,6 +274,7 @@ TEST_F(Onboarding, LanguageSwitchReachesEveryPage) {
     press(u"Create Group"_qs);
     ASSERT_TRUE(waitFor([] { return says(u"Server error (500)"_qs); }));
     both("create after an error");
+    EXPECT_TRUE(says(u"Server error (500)"_qs));
     press(u"Create Group"_qs);
     ASSERT_TRUE(reachesDone());
     both("done");

@@ -1,5 +1,6 @@
 #include "tests/support/print_qt.h"
 #include "tests/support/program.h"
+#include "tests/ui/accessible.h"
 #include "tests/ui/model_over_hub.h"
 #include "ui/code_groups.h"
 #include "ui/controls/brand_button.h"
@@ -58,6 +59,7 @@ protected:
 
     template <class Phase>
     [[nodiscard]] bool reaches() {
+        expectNames(window->window());
         return waitFor([&] { return std::holds_alternative<Phase>(window->state().phase()); });
     }
 
@@ -115,8 +117,8 @@ TEST(SpringMark, OvershootsOnceAndComesToRest) {
 }
 
 TEST(QrCode, IsReadableAndCrispAtEverySize) {
-    const QString link = QStringLiteral("https://hub.example:8787/#pair=K7QM-3XTD&k=") +
-                         QString(43, u'k');
+    const QString link =
+        QStringLiteral("https://hub.example:8787/#pair=K7QM-3XTD&k=") + QString(43, u'k');
     for (const int side : {220, 330, 440}) {
         const QImage image = QRCode::image(link, side);
         EXPECT_EQ(image.size(), QSize(side, side));

@@ -1,4 +1,5 @@
 #include "tests/support/print_qt.h"
+#include "tests/ui/accessible.h"
 #include "tests/ui/model_over_hub.h"
 #include "ui/activity_row.h"
 #include "ui/controls/brand_button.h"
@@ -165,6 +166,7 @@ TEST_F(StatusPanelTest, HangsUnderTheIconAndClosesOnEscape) {
 TEST_F(StatusPanelTest, FollowsTheModelAndTheLanguage) {
     open({});
     EXPECT_TRUE(says("Connected · Encrypted") && says("Copies go to your other devices"));
+    expectNames(*window());
     press("Add your tablet or phone");
     EXPECT_EQ(added, 1);
     const int alone = card().height();
@@ -219,6 +221,7 @@ TEST_F(StatusPanelTest, ADeviceIsRemovedAfterAQuestion) {
     open({QStringLiteral("Pad"), QStringLiteral("Phone")});
     press("Remove “Pad”");
     EXPECT_TRUE(says("Remove this device") && says("It must pair again to rejoin"));
+    expectNames(*window());
     press("Cancel");
     EXPECT_FALSE(says("Remove this device"));
     EXPECT_EQ(over.hub.count("DELETE /devices/d1"), 0);

@@ -1,3 +1,4 @@
+#include "tests/ui/played_systemd.h"
 #include "tests/ui/windows_fixture.h"
 #include "ui/settings_window.h"
 
@@ -9,12 +10,13 @@ namespace {
 
 class Settings : public WindowsFixture {
 protected:
-    void open(const Account& stored) {
+    void open(const Account& stored) { open(stored, hubHost); }
+    void open(const Account& stored, HubHost& host) {
         ASSERT_TRUE(store.save(stored));
         startModel();
         ASSERT_TRUE(waitFor([&] { return hub.sockets > 0; }));
         settings = std::make_unique<SettingsWindowController>(
-            *model, SettingsServices{prefs, l10n, hubHost, launchAtLogin,
+            *model, SettingsServices{prefs, l10n, host, launchAtLogin,
                                      [this](const QString& text) { copied << text; }});
         settings->present();
     }
@@ -141,6 +143,27 @@ TEST_F(Settings, LeavingIsAskedFirst) {
     ASSERT_TRUE(waitFor([&] { return onboardingWanted == 1; }));
     EXPECT_EQ(hub.count("DELETE /devices/d"), 1);
     EXPECT_FALSE(QFile::exists(store.fileUrl()));
+}
+
+TEST_F(Settings, HubThatRunsHereIsStoppedAfterAQuestion) {
+    const PlayedSystemd systemd(dir.path());
+    systemd.pretendToRun();
+    defaults.set(u"hostHub"_qs, u"service"_qs);
+    defaults.set(u"hostHubAddress"_qs, hub.base());
+    HubHost host(defaults, {.program = {}, .mayUseAvahi = false});
+    open(account(), host);
+    ASSERT_TRUE(waitFor([] { return says(u"The hub runs on this computer"_qs); }));
+    EXPECT_TRUE(says(u"As a service, for as long as you are logged in"_qs));
+    press(u"Stop…"_qs);
+    EXPECT_TRUE(says(u"no device of the group can sync"_qs));
+    key(Qt::Key_Return); // on "Cancel"
+    EXPECT_TRUE(says(u"As a service"_qs));
+    expectTabReachesAll();
+    press(u"Stop…"_qs);
+    press(u"Stop Hub"_qs);
+    ASSERT_TRUE(waitFor([] { return says(u"The hub on this computer is stopped"_qs); }));
+    EXPECT_TRUE(systemd.log().contains("disable --now"));
+    settings.reset(); // before its host
 }
 
 TEST_F(Settings, HubOfThisComputerCanBeStartedAgain) {

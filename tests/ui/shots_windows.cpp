@@ -4,6 +4,7 @@
 #include "core/app_model.h"
 #include "tests/support/fake_pasteboard.h"
 #include "tests/support/scripted_hub.h"
+#include "tests/ui/played_systemd.h"
 #include "tests/ui/screenshots.h"
 #include "ui/controls/choice_control.h"
 #include "ui/hub_host.h"
@@ -38,6 +39,16 @@ struct Stage {
                 R"({"id":"e","name":"Pixel Tablet","platform":"android","createdAt":1,"lastSeen":1,"online":true},)"
                 R"({"id":"f","name":"iPhone","platform":"ios","createdAt":1,"lastSeen":1,"online":false}]})";
     }
+    /// This computer hosts the hub, as a service.
+    void hostHub() {
+        systemd.pretendToRun();
+        defaults.set(u"hostHub"_qs, u"service"_qs);
+        defaults.set(u"hostHubAddress"_qs, hub.base());
+        host = std::make_unique<HubHost>(defaults,
+                                         HubHost::Options{.program = {}, .mayUseAvahi = false});
+        host->refresh();
+        (void)waitFor([&] { return host->running(); });
+    }
     void run(Account account) {
         account.server = hub.base();
         model.startSync(account);
@@ -56,7 +67,9 @@ struct Stage {
     FakePasteboard pasteboard;
     QNetworkAccessManager network;
     ScriptedHub hub;
-    HubHost hubHost{defaults, l10n, {.program = {}, .mayUseSystemd = false, .mayUseAvahi = false}};
+    PlayedSystemd systemd{dir.path()};
+    std::unique_ptr<HubHost> host = std::make_unique<HubHost>(
+        defaults, HubHost::Options{.program = {}, .mayUseSystemd = false});
     LaunchAtLogin launchAtLogin{l10n, {u"/a"_qs}, dir.filePath(u"autostart"_qs)};
     AppModel model{{store, pasteboard, network, l10n, prefs}};
 };
@@ -96,13 +109,16 @@ std::unique_ptr<QWidget> onboarding(bool removed, const Prepare& prepare) {
 }
 
 std::unique_ptr<QWidget> settings(const Account& account,
-                                  const std::function<void(Stage&, SettingsView&)>& prepare) {
+                                  const std::function<void(Stage&, SettingsView&)>& prepare,
+                                  bool hosts = false) {
     auto stage = std::make_shared<Stage>(account);
     Stage& s = *stage;
+    if (hosts)
+        s.hostHub();
     s.run(account);
     auto view = std::make_unique<SettingsView>(
         s.model,
-        SettingsServices{s.prefs, s.l10n, s.hubHost, s.launchAtLogin, [](const QString&) {}});
+        SettingsServices{s.prefs, s.l10n, *s.host, s.launchAtLogin, [](const QString&) {}});
     keep(stage, *view);
     prepare(s, *view);
     return view;
@@ -134,10 +150,10 @@ const QString kKey = u"&k=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8"_qs;
                  s.l10n.text(u"正在生成加密密钥…", u"Generating the encryption key…"));
          }},
         {u"create-error", true,
-         [](Stage& s, OnboardingView& v) {
+         [](Stage&, OnboardingView& v) {
              v.showCreate();
              type(v.createPage(), "server", u"ftp://hub.example"_qs);
-             v.createPage().showError(s.l10n.text(
+             v.createPage().showError(Sentence::of(
                  u"端口 8787 已被另一个程序占用。请先停止它；如果那就是一个 Sorrelwind "
                  u"服务器，请填写它的地址。",
                  u"Port 8787 is in use by another program. Stop that one first, or, if it is a "
@@ -150,12 +166,12 @@ const QString kKey = u"&k=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8"_qs;
              type(v.joinPage(), "invitation", u"https://hub.example:8787/#pair=K7QM3XTD"_qs + kKey);
          }},
         {u"join-code", false,
-         [](Stage& s, OnboardingView& v) {
+         [](Stage&, OnboardingView& v) {
              v.showJoin();
              type(v.joinPage(), "invitation", u"K7QM-3XTD"_qs);
              type(v.joinPage(), "passphrase", u"hk7fq-wm3xd-9zrtb-uvp4e"_qs);
              v.joinPage().showError(
-                 s.l10n.text(u"配对码无效或已过期", u"Invalid or expired pairing code"));
+                 Sentence::of(u"配对码无效或已过期", u"Invalid or expired pairing code"));
          }},
         {u"done", false, [](Stage&, OnboardingView& v) { v.showDone(); }},
     };
@@ -174,6 +190,14 @@ const QString kKey = u"&k=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8"_qs;
     });
     addShot(u"settings-leave"_qs,
             [] { return settings(account(), [](Stage&, SettingsView& v) { press(v, "leave"); }); });
+    addShot(u"settings-hub-here"_qs, [] {
+        return settings(
+            account(), [](Stage&, SettingsView&) {}, true);
+    });
+    addShot(u"settings-hub-stopping"_qs, [] {
+        return settings(
+            account(), [](Stage&, SettingsView& v) { press(v, "host"); }, true);
+    });
     addShot(u"settings-hub-stopped"_qs, [] {
         return settings(account(), [](Stage& s, SettingsView& v) {
             s.defaults.set(u"hostHubAddress"_qs, s.hub.base());

@@ -50,6 +50,17 @@ Awaited<bool>::Begin connectTo(const QHostAddress& address, quint16 port) {
     };
 }
 
+Awaited<bool>::Begin endOf(QProcess& process, std::chrono::milliseconds patience) {
+    return [&process, patience](QObject& context, const Awaited<bool>::Done& done) {
+        const auto look = [done](QProcess::ProcessState state) {
+            if (state == QProcess::NotRunning)
+                done(true);
+        };
+        QObject::connect(&process, &QProcess::stateChanged, &context, look, Qt::QueuedConnection);
+        QTimer::singleShot(patience, &context, [done] { done(false); });
+    };
+}
+
 Awaited<bool>::Begin pause(std::chrono::milliseconds duration) {
     return [duration](QObject& context, const Awaited<bool>::Done& done) {
         QTimer::singleShot(duration, &context, [done] { done(true); });

@@ -8,6 +8,8 @@
 
 #include <chrono>
 
+class QProcess;
+
 namespace sorrelwind {
 
 /// How a program that was run to its end ended.
@@ -23,5 +25,7 @@ struct ProgramResult {
 /// Whether someone accepts a connection there.
 [[nodiscard]] Awaited<bool>::Begin connectTo(const QHostAddress& address, quint16 port);
 [[nodiscard]] Awaited<bool>::Begin pause(std::chrono::milliseconds duration);
+/// Whether the process, which runs now, ends within `patience`. It outlives the wait.
+[[nodiscard]] Awaited<bool>::Begin endOf(QProcess& process, std::chrono::milliseconds patience);
 
 } // namespace sorrelwind

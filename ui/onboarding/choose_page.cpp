@@ -46,7 +46,7 @@ void ChoosePage::render() {
     m_text->setText(m_l10n.text(u"这是你的第一台设备，还是已经有设备组了？",
                                 u"Is this your first device, or do you already have a group?"));
     m_create->setTexts(m_l10n.text(u"新建设备组", u"Create a group"),
-                       m_l10n.text(u"这是我的第一台设备，稍后再添加其他设备。",
+                       m_l10n.text(u"这是我的第一台设备，\n稍后再添加其他设备。",
                                    u"This is my first device. I’ll add the others next."));
     m_join->setTexts(m_l10n.text(u"加入设备组", u"Join a group"),
                      m_l10n.text(u"我有另一台设备上的配对链接或配对码。",

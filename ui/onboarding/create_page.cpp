@@ -119,8 +119,8 @@ void CreatePage::renderHub() {
     m_hubNote->setRole(TextRole::tertiary);
     if (hosts()) {
         m_hubNote->setText(
-            text(u"服务器程序将在这台电脑上运行，供同一网络中的设备使用；这台电脑关机或离线时，"
-                 u"其他设备无法同步。",
+            text(u"服务器程序将在这台电脑上运行，供同一网络中的设备使用。\n"
+                 u"这台电脑关机或离线时，其他设备无法同步。",
                  u"The hub will run on this computer for devices on the same network. While this "
                  u"computer is off or away, they do not sync."));
     } else if (const auto address = server()) {

@@ -90,9 +90,8 @@ void FormPage::updateSubmit() {
 }
 
 void FormPage::render() {
-    // A sentence in the language that was left would stand alone on its page.
-    if (m_errorLang && *m_errorLang != m_l10n.lang())
-        showNothing();
+    if (m_error)
+        m_status->setText(m_error->in(m_l10n.lang()));
     m_back->setText(m_busy ? text(u"取消", u"Cancel") : text(u"返回", u"Back"));
 }
 
@@ -105,7 +104,7 @@ void FormPage::setBusy(bool busy) {
 
 void FormPage::showProgress(const QString& progress) {
     setBusy(true);
-    m_errorLang.reset();
+    m_error.reset();
     m_mark->setSymbol(QStringLiteral("arrow.triangle.2.circlepath"), TextRole::accent);
     m_mark->show();
     m_status->setRole(TextRole::accent);
@@ -113,13 +112,13 @@ void FormPage::showProgress(const QString& progress) {
     m_submit->setEnabled(false);
 }
 
-void FormPage::showError(const QString& sentence) {
+void FormPage::showError(const Sentence& sentence) {
     setBusy(false);
-    m_errorLang = m_l10n.lang();
+    m_error = sentence;
     m_mark->setSymbol(QStringLiteral("exclamationmark.circle.fill"), TextRole::danger);
     m_mark->show();
     m_status->setRole(TextRole::danger);
-    m_status->setText(sentence);
+    m_status->setText(sentence.in(m_l10n.lang()));
     updateSubmit();
     if (auto* first = firstFocus(); first && isVisible())
         first->setFocus();
@@ -128,7 +127,7 @@ void FormPage::showError(const QString& sentence) {
 void FormPage::showNothing() {
     m_busy = false;
     m_fields->setEnabled(true);
-    m_errorLang.reset();
+    m_error.reset();
     m_mark->setTurning(false);
     m_mark->hide();
     m_status->clear();

@@ -25,7 +25,7 @@ public:
 
     [[nodiscard]] bool busy() const { return m_busy; }
     void showProgress(const QString& text);
-    void showError(const QString& sentence);
+    void showError(const Sentence& sentence);
     /// Neither at work nor in error.
     void showNothing();
 
@@ -67,7 +67,7 @@ private:
     BrandButton* m_back;
     BrandButton* m_submit;
     bool m_busy = false;
-    std::optional<Lang> m_errorLang; // of the error that stands there
+    std::optional<Sentence> m_error; // that stands there
 };
 
 } // namespace sorrelwind

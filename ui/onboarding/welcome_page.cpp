@@ -36,8 +36,8 @@ WelcomePage::WelcomePage(const L10n& l10n)
 void WelcomePage::render() {
     m_title->setText(m_l10n.text(u"这里复制，那里粘贴", u"Copy here, paste there"));
     m_text->setText(m_l10n.text(
-        u"Sorrelwind "
-        u"让你自己的各台设备共用一个剪贴板：内容在本机加密，由服务器转发，只有你能读到。",
+        u"Sorrelwind 让你自己的各台设备共用一个剪贴板：\n"
+        u"内容在本机加密，由服务器转发，只有你能读到。",
         u"Sorrelwind keeps the clipboards of your own devices in step — encrypted on this device, "
         u"relayed by the hub, readable only by you."));
     m_start->setText(m_l10n.text(u"开始使用", u"Get Started"));

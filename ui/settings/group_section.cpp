@@ -74,9 +74,9 @@ void GroupSection::switchHub() {
         return;
     }
     m_switching = true;
-    m_hostError.clear();
+    m_hostError.reset();
     m_question = Question::none;
-    const auto ended = [self = QPointer(this)](const QString& error) {
+    const auto ended = [self = QPointer(this)](const std::optional<Sentence>& error) {
         if (!self)
             return;
         self->m_switching = false;
@@ -84,11 +84,10 @@ void GroupSection::switchHub() {
         self->render();
     };
     if (hubHost.hosts()) {
-        hubHost.stop(
-            [ended](const std::optional<QString>& error) { ended(error.value_or(QString())); });
+        hubHost.stop(ended);
     } else {
-        hubHost.start([ended](const Result<QString, QString>& started) {
-            ended(started ? QString() : started.error());
+        hubHost.start([ended](const Result<QString, Sentence>& started) {
+            ended(started ? std::nullopt : std::optional(started.error()));
         });
     }
     render();
@@ -135,8 +134,8 @@ void GroupSection::renderHost() {
     m_host->setText(!hubHost.hosts() ? l10n.text(u"启动", u"Start")
                     : asking         ? l10n.text(u"停止服务器", u"Stop Hub")
                                      : l10n.text(u"停止…", u"Stop…"));
-    if (!m_hostError.isEmpty()) {
-        m_hostRow->setNote(m_hostError, TextRole::danger);
+    if (m_hostError) {
+        m_hostRow->setNote(m_hostError->in(l10n.lang()), TextRole::danger);
     } else if (asking) {
         m_hostRow->setNote(
             l10n.text(u"停止后，设备组里的所有设备都无法同步，直到你在这里重新启动它。设备组和口令"
@@ -195,8 +194,6 @@ void GroupSection::renderLeave() {
 
 void GroupSection::render() {
     const L10n& l10n = m_services.l10n;
-    if (std::exchange(m_epoch, m_model.languageEpoch()) != m_model.languageEpoch())
-        m_hostError.clear();
     m_header->setText(l10n.text(u"设备组", u"Group"));
     m_hubRow->setLabel(l10n.text(u"服务器", u"Hub"));
     const QString server = m_model.account() ? m_model.account()->server : QString();

@@ -50,8 +50,7 @@ private:
     Question m_question = Question::none;
     bool m_switching = false;
     bool m_leaving = false;
-    QString m_hostError;
-    int m_epoch = 0; // of the language that the error is in
+    std::optional<Sentence> m_hostError;
     TaskScope m_tasks;
 };
 

@@ -11,6 +11,7 @@ SettingsRow::SettingsRow(QWidget* control)
     : m_line(new QHBoxLayout), m_label(new TextLabel({}, Palette::TextSize::footnote)),
       m_note(new TextLabel({}, Palette::TextSize::caption)), m_control(control) {
     m_label->setElided(true);
+    m_note->setContentsMargins(0, 0, 0, 3);
     m_note->hide();
     m_line->setSpacing(Palette::Space::s2);
     m_line->addWidget(m_label, 1);

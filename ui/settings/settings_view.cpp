@@ -41,8 +41,8 @@ SettingsView::SettingsView(AppModel& model, const SettingsServices& services)
     setWindowTitle(services.l10n.text(u"Sorrelwind 设置", u"Sorrelwind Settings"));
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
-    column->setContentsMargins(24, 12, 14, 16); // the scroll bar adds to the right
-    column->setSpacing(Palette::Space::s4);
+    column->setContentsMargins(24, 10, 14, 8); // the scroll bar adds to the right
+    column->setSpacing(Palette::Space::s3);
     column->addWidget(m_title);
     column->addWidget(m_device);
     column->addWidget(m_display);
