@@ -25,6 +25,7 @@ AppModel::AppModel(Services services) : m_services(services), m_monitor(services
     m_phase = m_account ? Phase::running : Phase::onboarding;
     m_monitor.onLocalText = [this](const QString& text, const QString&) { handleLocal(text); };
     m_monitor.start();
+    connect(&m_services.pasteboard, &Pasteboard::availabilityChanged, this, &AppModel::changed);
     if (m_account)
         startSync(Account(*m_account));
 }

@@ -1,4 +1,5 @@
 #include "base/l10n.h"
+#include "clipboard/pasteboard.h"
 #include "core/app_model.h"
 
 namespace sorrelwind {
@@ -56,6 +57,11 @@ std::optional<QString> AppModel::warning() const {
         return l10n.text(u"收到无法解密的内容：其他设备的口令可能不一致。",
                          u"Received content that can't be decrypted — passphrase mismatch on "
                          u"another device?");
+    }
+    if (!m_services.pasteboard.available()) {
+        return l10n.text(u"无法访问这个桌面的剪贴板，复制的内容不会同步。原因见设置。",
+                         u"This desktop's clipboard can't be reached, so copies aren't synced — "
+                         u"Settings says why.");
     }
     return std::nullopt;
 }
