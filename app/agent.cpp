@@ -93,6 +93,7 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     Prefs prefs(defaults, appearance ? appearance->applier() : Prefs::Applier());
     prefs.applyAppearance();
     const auto pasteboard = makePasteboard(line.clipboard);
+    qInfo("clipboard: %s", qUtf8Printable(pasteboard->backend()));
     if (!pasteboard->available()) {
         qWarning("no clipboard: %s", qUtf8Printable(pasteboard->unavailableReason()));
         say(l10n.text(u"这里没有可用的剪贴板，复制的内容不会同步：%1。",

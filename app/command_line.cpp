@@ -41,7 +41,7 @@ public:
                         text(u"使用哪一种剪贴板（默认自动选择）",
                              u"Which clipboard to use (default: the one of this session)"))
             ->type_name("x11|wayland")
-            ->check(CLI::IsMember({"x11", "wayland"}));
+            ->check(CLI::IsMember({"x11", "wayland"}).description(""));
 
         auto* create = command("create", u"新建设备组", u"Make a new group");
         addMembership(create);
