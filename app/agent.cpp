@@ -40,6 +40,8 @@ QStringList startCommand(const CommandLine& line) {
     QStringList command = LaunchAtLogin::thisProgram();
     if (line.configDir != AccountStore::defaultDir())
         command << QStringLiteral("--config-dir") << line.configDir;
+    if (line.clipboard != ClipboardChoice::automatic)
+        command << QStringLiteral("--clipboard") << clipboardChoiceName(line.clipboard);
     return command;
 }
 
@@ -90,16 +92,17 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
         appearance.emplace();
     Prefs prefs(defaults, appearance ? appearance->applier() : Prefs::Applier());
     prefs.applyAppearance();
-    const auto pasteboard = makePasteboard();
+    const auto pasteboard = makePasteboard(line.clipboard);
+    qInfo("clipboard: %s", qUtf8Printable(pasteboard->backend()));
     if (!pasteboard->available()) {
         qWarning("no clipboard: %s", qUtf8Printable(pasteboard->unavailableReason()));
-        say(l10n.text(u"这里没有可用的剪贴板，复制的内容不会同步。请在桌面会话中运行。",
-                      u"There is no clipboard here, so nothing you copy is synced — run it in a "
-                      u"desktop session."));
+        say(l10n.text(u"这里没有可用的剪贴板，复制的内容不会同步：%1。",
+                      u"There is no clipboard here, so nothing you copy is synced: %1.")
+                .arg(pasteboard->unavailableReason()));
     }
     // The desktop has ended; the next one starts an agent of its own on this directory.
-    QObject::connect(pasteboard.get(), &Pasteboard::availabilityChanged,
-                     QCoreApplication::instance(), [] { QCoreApplication::exit(kExitFailed); });
+    QObject::connect(pasteboard.get(), &Pasteboard::ended, QCoreApplication::instance(),
+                     [] { QCoreApplication::exit(kExitFailed); });
     AppModel model({store, *pasteboard, network, l10n, prefs});
     ControlServer control(model, store, *pasteboard, l10n);
     if (const auto listening = control.listen(controlSocketPath(store.dir())); !listening) {

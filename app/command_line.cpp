@@ -36,6 +36,12 @@ public:
             ->check(notEmpty());
         m_app.add_flag("--headless", m_result.headless,
                        text(u"不显示图标和窗口", u"Run the agent without icon and windows"));
+        m_app
+            .add_option("--clipboard", m_clipboard,
+                        text(u"使用哪一种剪贴板（默认自动选择）",
+                             u"Which clipboard to use (default: the one of this session)"))
+            ->type_name("x11|wayland")
+            ->check(CLI::IsMember({"x11", "wayland"}).description(""));
 
         auto* create = command("create", u"新建设备组", u"Make a new group");
         addMembership(create);
@@ -86,6 +92,10 @@ public:
         m_result.configDir =
             m_configDir.empty() ? AccountStore::defaultDir()
                                 : QFileInfo(QString::fromStdString(m_configDir)).absoluteFilePath();
+        for (const ClipboardChoice choice : {ClipboardChoice::x11, ClipboardChoice::wayland}) {
+            if (clipboardChoiceName(choice).toStdString() == m_clipboard)
+                m_result.clipboard = choice;
+        }
         m_result.argument = QString::fromStdString(m_argument);
         if (!m_name.empty())
             m_result.name = QString::fromStdString(m_name);
@@ -148,12 +158,25 @@ private:
     CLI::App m_app;
     CommandLine m_result;
     std::string m_configDir;
+    std::string m_clipboard;
     std::string m_server;
     std::string m_name;
     std::string m_argument;
 };
 
 } // namespace
+
+QString clipboardChoiceName(ClipboardChoice choice) {
+    switch (choice) {
+    case ClipboardChoice::automatic:
+        break;
+    case ClipboardChoice::wayland:
+        return QStringLiteral("wayland");
+    case ClipboardChoice::x11:
+        return QStringLiteral("x11");
+    }
+    return {};
+}
 
 std::variant<CommandLine, int> parseCommandLine(std::vector<std::string> arguments, Lang lang) {
     return Parser(lang).parse(std::move(arguments));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/l10n.h"
+#include "clipboard/make_pasteboard.h"
 
 #include <QString>
 
@@ -17,6 +18,7 @@ struct CommandLine {
     QString command;
     QString configDir;
     bool headless = false;
+    ClipboardChoice clipboard = ClipboardChoice::automatic;
     bool json = false;
     bool follow = false;    // receive goes on with every further text
     bool nullEnded = false; // receive ends each text with NUL
@@ -30,6 +32,9 @@ struct CommandLine {
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1; // the reason is on stderr
 inline constexpr int kExitUsage = 2;
+
+/// The choice as --clipboard takes it; none for the automatic one.
+[[nodiscard]] QString clipboardChoiceName(ClipboardChoice choice);
 
 /// Parses `arguments` (without the program's name). An int is the exit code after help, the version
 /// or a complaint has been printed.

@@ -3,6 +3,7 @@
 #include "base/l10n.h"
 #include "core/app_model.h"
 #include "ui/app_icon.h"
+#include "ui/compositor.h"
 #include "ui/menu_look.h"
 #include "ui/onboarding_window.h"
 #include "ui/pairing_window.h"
@@ -90,6 +91,10 @@ void AppCoordinator::statusClicked() {
 }
 
 void AppCoordinator::showQuickMenu() {
+    if (desktopPlacesWindows()) {
+        show(); // a menu needs a window to open from; the panel offers the same
+        return;
+    }
     m_panel->close();
     const AppModel& model = m_services.model;
     const L10n& l10n = m_services.l10n;

@@ -110,8 +110,8 @@ int main(int argc, char** argv) {
     std::printf("resident memory of a headless agent after joining: %.1f MB\n\n",
                 residentMegabytes(agent));
     {
-        const auto from = makePasteboard(a.display());
-        const auto to = makePasteboard(b.display());
+        const auto from = makePasteboard(ClipboardChoice::x11, {{}, a.display()});
+        const auto to = makePasteboard(ClipboardChoice::x11, {{}, b.display()});
         std::printf("copy to paste, milliseconds     across two desktops      xclip to xclip, one "
                     "display\n");
         std::printf("%-28s %10s %10s %14s %10s\n", "", "p50", "p99", "p50", "p99");

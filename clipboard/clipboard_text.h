@@ -13,6 +13,12 @@ namespace sorrelwind {
 // What every back-end must know of text on a clipboard: the types it goes by, in which bytes, and
 // how a secret is marked. Pure functions; the bytes come from any program of the desktop.
 
+/// What is known of a copy.
+struct ClipboardSnapshot {
+    QStringList types;
+    std::optional<QString> text;
+};
+
 /// The types of plain text that are read and offered, best first.
 inline constexpr std::array kTextTypes{
     QLatin1StringView("text/plain;charset=utf-8"), QLatin1StringView("UTF8_STRING"),
@@ -20,6 +26,8 @@ inline constexpr std::array kTextTypes{
 
 /// The mark of KDE's clipboard for secrets; its value says "secret", or "public" to lift it.
 inline constexpr QLatin1StringView kPasswordHintType{"x-kde-passwordManagerHint"};
+/// Taken of its value at most.
+inline constexpr qint64 kMaxHintBytes = 64;
 
 /// Index in `offered` of the best type to read text as; -1 when none is text.
 [[nodiscard]] qsizetype bestTextType(const QStringList& offered);

@@ -39,7 +39,7 @@ public:
     /// To be called once, before the program ends: gives a text of ours to the desktop's clipboard
     /// manager, where the text would be lost with us. Takes half a second at most.
     virtual void handOver() {}
-    /// Which back-end this is: "x11", "none".
+    /// Which back-end this is: "x11", "wayland", "none".
     [[nodiscard]] virtual QString backend() const = 0;
     /// Whether copies can be seen and written now.
     [[nodiscard]] virtual bool available() const = 0;
@@ -51,6 +51,8 @@ Q_SIGNALS:
     void changed();
     /// available() is another than before.
     void availabilityChanged();
+    /// The desktop is gone, and this pasteboard will never be available again.
+    void ended();
 };
 
 /// The convention by which password managers mark a secret (nspasteboard.org).

@@ -1,6 +1,5 @@
 #include "clipboard/x11_fetch.h"
 
-#include "clipboard/clipboard_text.h"
 #include "clipboard/pasteboard.h"
 
 #include <algorithm>
@@ -15,7 +14,6 @@ using namespace std::chrono_literals;
 /// An owner that sends ever so little before each deadline is given up after this time.
 constexpr auto kLongestFetch = 60s;
 constexpr qint64 kMaxTargets = 1024;
-constexpr qint64 kMaxHintBytes = 64;
 
 std::vector<xcb_atom_t> atomsOf(const QByteArray& bytes) {
     std::vector<xcb_atom_t> atoms(static_cast<size_t>(bytes.size()) / sizeof(xcb_atom_t));

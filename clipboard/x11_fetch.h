@@ -1,21 +1,15 @@
 #pragma once
 
+#include "clipboard/clipboard_text.h"
 #include "clipboard/x11_connection.h"
 
 #include <QDeadlineTimer>
 #include <QTimer>
 
 #include <chrono>
-#include <optional>
 #include <vector>
 
 namespace sorrelwind {
-
-/// What is known of a selection.
-struct ClipboardSnapshot {
-    QStringList types;
-    std::optional<QString> text;
-};
 
 /// Reads the clipboard of another program in steps, none of which waits for that program: what it
 /// offers, whether that is a secret (whose text is then never asked for), its best plain text, in

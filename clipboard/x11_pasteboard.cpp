@@ -140,6 +140,7 @@ void X11Pasteboard::connectionLost() {
     m_offer.withdraw();
     m_snapshot = {};
     Q_EMIT availabilityChanged();
+    Q_EMIT ended();
 }
 
 } // namespace sorrelwind

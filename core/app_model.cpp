@@ -34,6 +34,7 @@ AppModel::AppModel(Services services) : m_services(services), m_monitor(services
             nudge();
     };
     m_monitor.start();
+    connect(&m_services.pasteboard, &Pasteboard::availabilityChanged, this, &AppModel::changed);
     if (m_account)
         startSync(Account(*m_account));
 }

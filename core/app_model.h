@@ -80,10 +80,13 @@ public:
     [[nodiscard]] int languageEpoch() const { return m_languageEpoch; }
 
     [[nodiscard]] std::optional<QString> selfId() const;
-    /// One line for the panel, the colour of its dot, and a warning about the key if there is one.
+    /// One line for the panel, the colour of its dot, and a warning about the key or the clipboard
+    /// if there is one.
     [[nodiscard]] QString statusText() const;
     [[nodiscard]] StatusColor statusColor() const;
     [[nodiscard]] std::optional<QString> warning() const;
+    /// The desktop's clipboard, for its name and whether it can be reached.
+    [[nodiscard]] const Pasteboard& pasteboard() const { return m_services.pasteboard; }
 
     /// What is copied during a pause is not sent afterwards; what arrives is not put on the
     /// clipboard.

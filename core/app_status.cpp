@@ -1,4 +1,5 @@
 #include "base/l10n.h"
+#include "clipboard/pasteboard.h"
 #include "core/app_model.h"
 
 namespace sorrelwind {
@@ -61,6 +62,11 @@ std::optional<QString> AppModel::warning() const {
         return l10n.text(u"另一个程序在来回传递同一段文字，已停止发送它。复制其他内容即可恢复。",
                          u"Another program keeps passing the same text back and forth, so it is "
                          u"no longer sent — copy something else to go on.");
+    }
+    if (!m_services.pasteboard.available()) {
+        return l10n.text(u"无法访问这个桌面的剪贴板，复制的内容不会同步。原因见设置。",
+                         u"This desktop's clipboard can't be reached, so copies aren't synced — "
+                         u"Settings says why.");
     }
     return std::nullopt;
 }

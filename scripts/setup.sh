@@ -6,13 +6,14 @@ cd "$root"
 build_packages=(
   g++ cmake ninja-build pkg-config
   qt6-base-dev qt6-websockets-dev qt6-svg-dev libgl-dev libxkbcommon-dev
-  libqrcodegencpp-dev libexpected-dev libxcb1-dev libxcb-xfixes0-dev libicu-dev libcli11-dev
+  libqrcodegencpp-dev libexpected-dev libxcb1-dev libxcb-xfixes0-dev libwayland-dev libicu-dev libcli11-dev
   libssl-dev libboost1.81-dev libboost-json1.81-dev libsqlite3-dev
 )
 demo_packages=(xvfb xclip)
 test_packages=(
   libgtest-dev libgmock-dev xvfb xclip xsel zbar-tools imagemagick openssl
   dbus-daemon openbox trayer lxqt-panel xfce4-panel xdotool x11-utils fonts-inter fonts-noto-cjk
+  sway kwin-wayland mutter xwayland wl-clipboard
 )
 bench_packages=(libbenchmark-dev xvfb xclip)
 

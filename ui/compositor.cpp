@@ -38,4 +38,8 @@ bool isComposited() {
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
+bool desktopPlacesWindows() {
+    return QGuiApplication::platformName().startsWith(QLatin1StringView("wayland"));
+}
+
 } // namespace sorrelwind

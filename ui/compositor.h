@@ -6,4 +6,8 @@ namespace sorrelwind {
 /// compositor comes and goes.
 [[nodiscard]] bool isComposited();
 
+/// Whether the desktop alone decides where windows go, as Wayland does for its native programs.
+/// Then nothing can hang from the status item.
+[[nodiscard]] bool desktopPlacesWindows();
+
 } // namespace sorrelwind

@@ -51,8 +51,12 @@ void FloatingCard::placeUnder(std::optional<QRect> anchor, QSize size, int gap) 
     m_composited = isComposited();
     const int margin = m_composited ? m_shadow : 0;
     layout()->setContentsMargins(margin, margin, margin, margin);
-    setGeometry(frameUnder(size, anchor, screens(), gap)
-                    .marginsAdded(QMargins(margin, margin, margin, margin)));
+    const QMargins margins(margin, margin, margin, margin);
+    if (desktopPlacesWindows()) {
+        setFixedSize(size.grownBy(margins)); // what has one size is not made to fill the screen
+    } else {
+        setGeometry(frameUnder(size, anchor, screens(), gap).marginsAdded(margins));
+    }
     layout()->activate();
     update();
 }
@@ -71,6 +75,8 @@ int FloatingCard::tallestUnder(std::optional<QRect> anchor, int gap) {
 }
 
 void FloatingCard::setOpacity(double opacity) {
+    if (desktopPlacesWindows())
+        return; // Wayland has no opacity either
     setWindowOpacity(opacity);
     // On X11 the new value stays in Qt's buffer until something is drawn.
     update(0, 0, 1, 1);

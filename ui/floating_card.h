@@ -20,7 +20,7 @@ public:
 
     /// Replaces the content, which fills the card from now on and belongs to it.
     void setContent(QWidget* content);
-    /// Places a card of `size` `gap` below the status item.
+    /// Places a card of `size` `gap` below the status item, or lets the desktop place it.
     void placeUnder(std::optional<QRect> anchor, QSize size, int gap);
     /// The card without its shadow, in this window's coordinates.
     [[nodiscard]] QRect cardRect() const;

@@ -1,5 +1,6 @@
 #include "ui/status_panel.h"
 
+#include "ui/compositor.h"
 #include "ui/floating_card.h"
 #include "ui/palette.h"
 
@@ -15,11 +16,14 @@ constexpr int kShadow = Palette::Space::s6;
 constexpr std::chrono::milliseconds kFadeIn{120};
 constexpr std::chrono::milliseconds kFadeOut{100};
 
-/// A pop-up: a click anywhere else, also one on the status item, is spent on closing it.
+/// A pop-up: a click anywhere else, also one on the status item, is spent on closing it. Where the
+/// desktop places windows it is a dialog that goes with its focus.
 class KeyablePanel final : public FloatingCard {
 public:
     explicit KeyablePanel(std::function<void()> dismiss)
-        : FloatingCard(Qt::Popup, Palette::Radius::md, kShadow), m_dismiss(std::move(dismiss)) {}
+        : FloatingCard(desktopPlacesWindows() ? Qt::Dialog : Qt::Popup, Palette::Radius::md,
+                       kShadow),
+          m_dismiss(std::move(dismiss)) {}
 
 protected:
     void keyPressEvent(QKeyEvent* event) override {

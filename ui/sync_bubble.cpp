@@ -1,5 +1,6 @@
 #include "ui/sync_bubble.h"
 
+#include "ui/compositor.h"
 #include "ui/floating_card.h"
 #include "ui/palette.h"
 #include "ui/symbol.h"
@@ -83,6 +84,8 @@ bool SyncBubble::isVisible() const {
 }
 
 void SyncBubble::show(const QString& text, BubbleKind kind, std::optional<QRect> below) {
+    if (desktopPlacesWindows())
+        return; // it would appear over somebody's work; the panel says the same
     if (!m_panel) {
         // A tool tip to the window manager: above all windows, on every desktop, never focused.
         m_panel = std::make_unique<FloatingCard>(Qt::ToolTip | Qt::WindowStaysOnTopHint |

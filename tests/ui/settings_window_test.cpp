@@ -44,6 +44,19 @@ TEST_F(Settings, NameIsSavedOnEnterAndOnLeavingTheField) {
     EXPECT_EQ(hub.count("PATCH /devices/d"), 3);
 }
 
+TEST_F(Settings, ClipboardThatCannotBeReachedIsSaidWithTheReason) {
+    open(account());
+    EXPECT_FALSE(says(u"Not available"_qs));
+    EXPECT_EQ(model->warning(), std::nullopt);
+    pasteboard.setAvailable(false);
+    EXPECT_TRUE(says(u"Not available"_qs));
+    EXPECT_TRUE(says(pasteboard.unavailableReason()));
+    EXPECT_TRUE(model->warning().value_or(QString()).contains(u"clipboard"_qs));
+    pasteboard.setAvailable(true);
+    EXPECT_FALSE(says(u"Not available"_qs));
+    EXPECT_EQ(model->warning(), std::nullopt);
+}
+
 TEST_F(Settings, RefusedNameIsSaidAndTheOldOneIsBack) {
     hub.on("PATCH /devices/d", {{.status = 400, .body = R"({"error":"that name is taken"})"}});
     open(account());

@@ -1,5 +1,6 @@
 #include "ui/settings/device_section.h"
 
+#include "clipboard/pasteboard.h"
 #include "core/app_model.h"
 #include "core/membership_flow.h"
 #include "ui/controls/brand_switch.h"
@@ -37,7 +38,7 @@ DeviceSection::DeviceSection(AppModel& model, const SettingsServices& services)
                                   renderPassphrase();
                               })),
       m_copy(new IconButton(QStringLiteral("doc.on.doc"), {}, [this] { copyPassphrase(); })),
-      m_launch(new BrandSwitch) {
+      m_launch(new BrandSwitch), m_clipboard(new TextLabel({}, Palette::TextSize::footnote)) {
     m_name->setObjectName(QStringLiteral("deviceName"));
     m_name->setFixedWidth(200);
     m_name->setMaxLength(MembershipFlow::kMaxDeviceName);
@@ -53,8 +54,10 @@ DeviceSection::DeviceSection(AppModel& model, const SettingsServices& services)
     m_passphraseRow->addControl(m_reveal);
     m_passphraseRow->addControl(m_copy);
     m_launchRow = new SettingsRow(m_launch);
+    m_clipboard->setObjectName(QStringLiteral("clipboard"));
+    m_clipboardRow = new SettingsRow(m_clipboard);
     auto* card = new Card;
-    for (SettingsRow* row : {m_nameRow, m_passphraseRow, m_launchRow})
+    for (SettingsRow* row : {m_nameRow, m_passphraseRow, m_launchRow, m_clipboardRow})
         card->addRow(row);
     fillSettingsSection(*this, m_header, card);
 
@@ -141,6 +144,24 @@ void DeviceSection::renderPassphrase() {
     m_passphraseRow->setNote(note);
 }
 
+void DeviceSection::renderClipboard() {
+    const L10n& l10n = m_services.l10n;
+    const Pasteboard& pasteboard = m_model.pasteboard();
+    m_clipboardRow->setLabel(l10n.text(u"剪贴板", u"Clipboard"));
+    m_clipboard->setText(!pasteboard.available() ? l10n.text(u"不可用", u"Not available")
+                         : pasteboard.backend() == QLatin1StringView("wayland")
+                             ? QStringLiteral("Wayland")
+                             : QStringLiteral("X11"));
+    m_clipboardRow->setNote(
+        pasteboard.available()
+            ? QString()
+            : l10n.text(u"复制的内容不会同步；仍可接收，也可用命令行收发。原因：%1",
+                        u"Copies aren't synced. Receiving and the command line still work. "
+                        u"Reason: %1")
+                  .arg(pasteboard.unavailableReason()),
+        TextRole::warning);
+}
+
 void DeviceSection::render() {
     const L10n& l10n = m_services.l10n;
     if (std::exchange(m_epoch, m_model.languageEpoch()) != m_model.languageEpoch()) {
@@ -155,6 +176,7 @@ void DeviceSection::render() {
     m_launchRow->setLabel(l10n.text(u"登录时启动", u"Open at login"));
     m_launch->setChecked(m_services.launchAtLogin.enabled());
     m_launchRow->setNote(m_launchError, TextRole::danger);
+    renderClipboard();
 }
 
 } // namespace sorrelwind

@@ -33,6 +33,7 @@ private:
     void flipLaunch(bool on);
     void renderName();
     void renderPassphrase();
+    void renderClipboard();
 
     AppModel& m_model;
     SettingsServices m_services;
@@ -45,6 +46,8 @@ private:
     IconButton* m_copy;
     SettingsRow* m_launchRow;
     BrandSwitch* m_launch;
+    SettingsRow* m_clipboardRow;
+    TextLabel* m_clipboard;
 
     std::optional<QString> m_shownName; // the model's, as it was last put into the field
     QString m_nameError;
