@@ -53,8 +53,8 @@ std::string days(std::int64_t seconds) {
 std::string whyDistrusted(long reason) {
     switch (reason) {
     case X509_V_ERR_CERT_HAS_EXPIRED:
-        return "it has expired; renew it, then let the hub or the proxy read it again (systemctl "
-               "reload sorrelwind-hub)";
+        return "it has expired; renew it, then let the hub (systemctl restart sorrelwind-hub) or "
+               "the proxy read it again";
     case X509_V_ERR_CERT_NOT_YET_VALID:
         return "it is not valid yet; compare the clocks of the hub and of this computer";
     case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
