@@ -52,6 +52,7 @@ private:
     std::chrono::seconds m_idle;
     HubVisit m_visit;
     std::optional<Guest> m_guest; ///< as long as it is to be removed
+    bool m_isTls = false;
     bool m_isHub = false;
     bool m_failed = false;
     bool m_asking = false; ///< for a group, so that it is open whether there is one
@@ -110,6 +111,7 @@ net::awaitable<bool> Doctor::reach() {
 
 net::awaitable<void> Doctor::lookAtCertificate() {
     const auto certificate = co_await m_visit.certificate();
+    m_isTls = true;
     say(aboutCertificate(certificate, m_address));
 }
 
@@ -190,7 +192,8 @@ net::awaitable<void> Doctor::examine() {
         co_return;
     if (m_address.tls)
         co_await attempt("certificate", lookAtCertificate());
-    co_await attempt("hub", askHealth());
+    if (m_isTls == m_address.tls)
+        co_await attempt("hub", askHealth());
     if (!m_isHub)
         co_return;
     co_await attempt("store", askStore());

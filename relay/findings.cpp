@@ -206,7 +206,8 @@ Finding aboutIdling(const SocketVisit& visit, std::chrono::seconds idle) {
     const auto seconds = std::to_string(idle.count()) + " seconds";
     if (!visit.stayed)
         return {Level::fail, kAbout,
-                "the socket was closed after " + std::to_string(visit.lasted.count() / 1000) +
+                "the socket was closed after " +
+                    std::to_string(std::chrono::round<std::chrono::seconds>(visit.lasted).count()) +
                     " seconds without traffic: raise the proxy's time-out well above " + every +
                     ", in which the hub pings (nginx: proxy_read_timeout 1h)"};
     if (idle <= Heartbeat::kPingEvery)
