@@ -13,7 +13,10 @@ demo_packages=(xvfb xclip)
 test_packages=(
   libgtest-dev libgmock-dev xvfb xclip xsel zbar-tools imagemagick openssl
   dbus-daemon openbox trayer xdotool x11-utils fonts-inter fonts-noto-cjk
+  nginx-light caddy dpkg-dev lintian desktop-file-utils appstream mandoc systemd zsh fish
 )
+package_packages=(dpkg-dev)
+try_packages=(debootstrap openssl xvfb x11-utils)
 bench_packages=(libbenchmark-dev xvfb xclip)
 
 # need PURPOSE PACKAGE…: installs those that are missing, saying so first.
