@@ -216,8 +216,8 @@ Response Api::publish(const Call& call) {
     return recipients ? ok(recipientsBody(*recipients)) : refused(recipients.error());
 }
 
-Response Api::health(const Call&) {
-    return ok(okBody());
+Response Api::health(const Call& call) {
+    return ok(healthBody(SORRELWIND_VERSION, call.head.believed));
 }
 
 Response Api::ready(const Call& call) {

@@ -5,6 +5,7 @@
 #include "relay/site.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,6 +20,7 @@ struct Head {
     std::string_view authorization;
     std::string_view ifNoneMatch;
     Address client;
+    std::optional<bool> believed{}; ///< whether its X-Forwarded-For is; none without one
 };
 
 struct Response {

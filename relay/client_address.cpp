@@ -82,14 +82,15 @@ bool Cidr::contains(const Address& address) const {
                : samePrefix(plain.to_v6().to_bytes(), m_network.to_v6().to_bytes(), m_prefix);
 }
 
+bool isTrusted(const Address& peer, const std::vector<Cidr>& trusted) {
+    return std::any_of(trusted.begin(), trusted.end(),
+                       [&](const Cidr& range) { return range.contains(peer); });
+}
+
 Address clientAddress(const Address& peer, std::string_view forwardedFor,
                       const std::vector<Cidr>& trusted) {
-    const auto isTrusted = [&](const Address& address) {
-        return std::any_of(trusted.begin(), trusted.end(),
-                           [&](const Cidr& range) { return range.contains(address); });
-    };
     Address client = unmapped(peer);
-    while (!forwardedFor.empty() && isTrusted(client)) {
+    while (!forwardedFor.empty() && isTrusted(client, trusted)) {
         const auto comma = forwardedFor.rfind(',');
         const auto hop = parseHop(forwardedFor.substr(comma + 1)); // npos + 1 is 0
         if (!hop)

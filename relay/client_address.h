@@ -25,6 +25,8 @@ private:
     int m_prefix;
 };
 
+[[nodiscard]] bool isTrusted(const Address& peer, const std::vector<Cidr>& trusted);
+
 /// The address of the person's machine: the peer's, unless the peer is a trusted proxy. Then it is
 /// the right-most hop of X-Forwarded-For that is not one; hops left of it could be made up.
 [[nodiscard]] Address clientAddress(const Address& peer, std::string_view forwardedFor,

@@ -96,6 +96,13 @@ std::string okBody() {
     return text({{"ok", true}});
 }
 
+std::string healthBody(std::string_view version, std::optional<bool> believed) {
+    json::object body{{"ok", true}, {"version", version}};
+    if (believed)
+        body["forwarded"] = *believed ? "believed" : "ignored";
+    return text(body);
+}
+
 std::string errorBody(const std::string& sentence) {
     return text({{"error", sentence}});
 }

@@ -37,6 +37,8 @@ struct DeviceView {
 [[nodiscard]] std::string cryptoBody(const std::optional<CryptoRecord>& record);
 [[nodiscard]] std::string recipientsBody(int recipients);
 [[nodiscard]] std::string okBody();
+/// `believed`: what became of the request's X-Forwarded-For; none if it had none.
+[[nodiscard]] std::string healthBody(std::string_view version, std::optional<bool> believed);
 [[nodiscard]] std::string errorBody(const std::string& text);
 
 } // namespace sorrelwind::relay

@@ -118,16 +118,20 @@ void Connections::stopIdle() {
 
 Head HttpConnection::headOf(const HttpRequest& request) const {
     const auto forwarded = listHeader(request, "X-Forwarded-For");
-    return {view(request.method_string()), view(request.target()),
-            view(request[http::field::authorization]), view(request[http::field::if_none_match]),
-            clientAddress(m_peer, forwarded, m_service.trustedProxies)};
+    Head head{view(request.method_string()), view(request.target()),
+              view(request[http::field::authorization]), view(request[http::field::if_none_match]),
+              clientAddress(m_peer, forwarded, m_service.trustedProxies)};
+    if (!forwarded.empty())
+        head.believed = isTrusted(m_peer, m_service.trustedProxies);
+    return head;
 }
 
 net::awaitable<void> HttpConnection::serve() {
     error_code error;
     m_stream->expiresAfter(kRequestTime);
     if (m_stream->isTls()) {
-        co_await m_stream->asyncHandshake(net::redirect_error(net::use_awaitable, error));
+        co_await m_stream->asyncHandshake(net::ssl::stream_base::server,
+                                          net::redirect_error(net::use_awaitable, error));
         if (error)
             co_return;
     }

@@ -45,6 +45,8 @@ int main(int argc, char** argv) {
     if (const int* status = std::get_if<int>(&parsed))
         return *status;
     try {
+        if (const auto* doctor = std::get_if<DoctorOptions>(&parsed))
+            return runDoctor(*doctor);
         serve(std::get<Options>(parsed));
         logEvent("stopped");
         return 0;

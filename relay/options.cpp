@@ -20,7 +20,7 @@ auto mustParse(Parse parse, const char* what) {
 
 } // namespace
 
-std::variant<Options, int> readCommandLine(int argc, char** argv) {
+std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv) {
     Options options;
     Limits& limits = options.limits;
     std::vector<std::string> listen{"127.0.0.1:8787"};
@@ -86,6 +86,22 @@ std::variant<Options, int> readCommandLine(int argc, char** argv) {
         ->group(kGroup)
         ->capture_default_str();
 
+    DoctorOptions doctor;
+    auto idle = doctor.idle.count();
+    auto* doctorCommand = app.add_subcommand(
+        "doctor", "look at a hub from outside: certificate, proxy, socket, clock");
+    const auto serves = [](const CLI::Option* option) { return !option->check_lname("help"); };
+    for (auto* option : app.get_options(serves))
+        doctorCommand->excludes(option);
+    doctorCommand->add_option("URL", doctor.address, "its address, such as https://hub.example")
+        ->type_name("")
+        ->required();
+    doctorCommand
+        ->add_option("--idle", idle, "seconds for which its socket is watched; 0 = not at all")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0, 24 * 3600))
+        ->capture_default_str();
+
     try {
         app.parse(argc, argv);
         // Written so that "nan", which is a number to the parser, is refused as well.
@@ -95,6 +111,11 @@ std::variant<Options, int> readCommandLine(int argc, char** argv) {
             throw CLI::ValidationError("--publish-burst", "must be 0 or at least 1");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
+    }
+
+    if (doctorCommand->parsed()) {
+        doctor.idle = std::chrono::seconds(idle);
+        return doctor;
     }
 
     for (const auto& text : listen)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "relay/client_address.h"
+#include "relay/doctor.h"
 #include "relay/limits.h"
 #include "relay/listen_address.h"
 
@@ -22,7 +23,8 @@ struct Options {
     Limits limits;
 };
 
-/// The options, or the exit status after it has said what is wrong (2) or what was asked for (0).
-[[nodiscard]] std::variant<Options, int> readCommandLine(int argc, char** argv);
+/// What to serve with, or the hub to look at ("doctor"), or the exit status after it has said what
+/// is wrong (2) or what was asked for (0).
+[[nodiscard]] std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv);
 
 } // namespace sorrelwind::relay

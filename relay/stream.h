@@ -36,10 +36,12 @@ public:
     void expiresAfter(std::chrono::seconds time) { m_tcp->expires_after(time); }
     void expiresNever() { m_tcp->expires_never(); }
 
+    /// OpenSSL's end of the connection, for what is set and asked around the handshake; null if
+    /// plain.
+    [[nodiscard]] SSL* tls() const { return m_tls ? m_tls->next_layer().native_handle() : nullptr; }
     template <class Token>
-    auto asyncHandshake(Token&& token) {
-        return m_tls->next_layer().async_handshake(boost::asio::ssl::stream_base::server,
-                                                   std::forward<Token>(token));
+    auto asyncHandshake(boost::asio::ssl::stream_base::handshake_type role, Token&& token) {
+        return m_tls->next_layer().async_handshake(role, std::forward<Token>(token));
     }
     template <class Buffers, class Token>
     auto async_read_some(const Buffers& buffers, Token&& token) {

@@ -14,7 +14,10 @@ test_packages=(
   libgtest-dev libgmock-dev xvfb xclip xsel zbar-tools imagemagick openssl
   dbus-daemon openbox trayer lxqt-panel xfce4-panel xdotool x11-utils fonts-inter fonts-noto-cjk
   sway kwin-wayland mutter xwayland wl-clipboard
+  nginx-light caddy dpkg-dev lintian desktop-file-utils appstream mandoc systemd zsh fish
 )
+package_packages=(dpkg-dev)
+try_packages=(debootstrap openssl xvfb x11-utils)
 bench_packages=(libbenchmark-dev xvfb xclip)
 
 # need PURPOSE PACKAGE…: installs those that are missing, saying so first.

@@ -25,13 +25,13 @@ File create(const std::filesystem::path& path) {
 } // namespace
 
 void writeCertificate(const std::filesystem::path& cert, const std::filesystem::path& key,
-                      long serial) {
+                      long serial, long seconds) {
     const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> pair(EVP_EC_gen("P-256"),
                                                                    EVP_PKEY_free);
     const std::unique_ptr<X509, decltype(&X509_free)> x509(X509_new(), X509_free);
     ASN1_INTEGER_set(X509_get_serialNumber(x509.get()), serial);
-    X509_gmtime_adj(X509_getm_notBefore(x509.get()), -60);
-    X509_gmtime_adj(X509_getm_notAfter(x509.get()), 3600);
+    X509_gmtime_adj(X509_getm_notBefore(x509.get()), -3600);
+    X509_gmtime_adj(X509_getm_notAfter(x509.get()), seconds);
     X509_set_pubkey(x509.get(), pair.get());
     auto* name = X509_get_subject_name(x509.get());
     X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,

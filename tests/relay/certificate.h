@@ -5,9 +5,10 @@
 
 namespace sorrelwind::relay::test {
 
-/// Writes a fresh self-signed certificate with this serial number, and its key, as PEM.
+/// Writes a fresh self-signed certificate for localhost with this serial number, good for so many
+/// seconds from now, and its key, as PEM.
 void writeCertificate(const std::filesystem::path& cert, const std::filesystem::path& key,
-                      long serial);
+                      long serial, long seconds = 3600);
 
 struct TlsReply {
     long serial; ///< of the hub's certificate

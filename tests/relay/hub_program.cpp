@@ -22,11 +22,9 @@ struct Child {
     int output;
 };
 
-Child start(const std::vector<std::string>& flags) {
-    std::string program = std::string(SORRELWIND_BIN_DIR) + "/sorrelwind-hub";
-    std::vector<std::string> words = flags;
-    std::vector<char*> argv{program.data()};
-    for (auto& word : words)
+Child start(std::vector<std::string> command) {
+    std::vector<char*> argv;
+    for (auto& word : command)
         argv.push_back(word.data());
     argv.push_back(nullptr);
 
@@ -38,7 +36,7 @@ Child start(const std::vector<std::string>& flags) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL); // also when the test itself is killed
         ::dup2(ends[1], STDOUT_FILENO);
         ::dup2(ends[1], STDERR_FILENO);
-        ::execv(argv[0], argv.data());
+        ::execvp(argv[0], argv.data());
         ::_exit(127);
     }
     ::close(ends[1]);
@@ -49,6 +47,12 @@ bool readable(int file, Clock::time_point deadline) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
     pollfd wait{file, POLLIN, 0};
     return left.count() > 0 && ::poll(&wait, 1, static_cast<int>(left.count())) > 0;
+}
+
+std::vector<std::string> joined(std::vector<std::string> words,
+                                const std::vector<std::string>& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
 }
 
 int statusOf(int state) {
@@ -69,19 +73,14 @@ TemporaryFolder::~TemporaryFolder() {
     std::filesystem::remove_all(m_path, ignored);
 }
 
-HubProgram::HubProgram(const std::filesystem::path& data, std::vector<std::string> flags) {
-    flags.insert(flags.end(), {"--listen", "127.0.0.1:0", "--data", data.string()});
-    const auto child = start(flags);
+Program::Program(const std::vector<std::string>& command) {
+    const auto child = start(command);
     m_pid = child.pid;
     m_output = child.output;
     m_pidfd = static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));
-    const std::string mark = "listening on http";
-    if (waitForLog(mark) && waitForLog("\n"))
-        m_port = static_cast<unsigned short>(std::strtoul(
-            m_log.c_str() + m_log.find("127.0.0.1:", m_log.find(mark)) + 10, nullptr, 10));
 }
 
-HubProgram::~HubProgram() {
+Program::~Program() {
     if (m_pid > 0) {
         ::kill(m_pid, SIGKILL);
         ::waitpid(m_pid, nullptr, 0);
@@ -90,11 +89,11 @@ HubProgram::~HubProgram() {
     ::close(m_output);
 }
 
-void HubProgram::signal(int number) const {
+void Program::signal(int number) const {
     ::kill(m_pid, number);
 }
 
-bool HubProgram::readMore(Clock::time_point deadline) {
+bool Program::readMore(Clock::time_point deadline) {
     char buffer[4096];
     if (!readable(m_output, deadline))
         return false;
@@ -105,7 +104,7 @@ bool HubProgram::readMore(Clock::time_point deadline) {
     return true;
 }
 
-bool HubProgram::waitForLog(const std::string& text) {
+bool Program::waitForLog(const std::string& text) {
     const auto deadline = Clock::now() + kPatience;
     while (m_log.find(text) == std::string::npos)
         if (!readMore(deadline))
@@ -113,7 +112,7 @@ bool HubProgram::waitForLog(const std::string& text) {
     return true;
 }
 
-int HubProgram::wait(std::chrono::milliseconds time) {
+int Program::wait(std::chrono::milliseconds time) {
     if (m_pid <= 0 || !readable(m_pidfd, Clock::now() + time))
         return -1;
     while (readMore(Clock::now() + kPatience)) {
@@ -124,21 +123,23 @@ int HubProgram::wait(std::chrono::milliseconds time) {
     return statusOf(state);
 }
 
-Outcome runToEnd(const std::vector<std::string>& flags) {
-    const auto child = start(flags);
-    std::string text;
-    const auto deadline = Clock::now() + kPatience;
-    char buffer[4096];
-    ssize_t size = 0;
-    while (readable(child.output, deadline) &&
-           (size = ::read(child.output, buffer, sizeof buffer)) > 0)
-        text.append(buffer, static_cast<std::size_t>(size));
-    if (Clock::now() >= deadline)
-        ::kill(child.pid, SIGKILL);
-    int state = 0;
-    ::waitpid(child.pid, &state, 0);
-    ::close(child.output);
-    return {statusOf(state), text};
+std::string hubBinary() {
+    return std::string(SORRELWIND_BIN_DIR) + "/sorrelwind-hub";
+}
+
+HubProgram::HubProgram(const std::filesystem::path& data, const std::vector<std::string>& flags)
+    : Program(joined(joined({hubBinary()}, flags),
+                     {"--listen", "127.0.0.1:0", "--data", data.string()})) {
+    const std::string mark = "listening on http";
+    if (waitForLog(mark) && waitForLog("\n"))
+        m_port = static_cast<unsigned short>(std::strtoul(
+            log().c_str() + log().find("127.0.0.1:", log().find(mark)) + 10, nullptr, 10));
+}
+
+Outcome runToEnd(const std::vector<std::string>& flags, std::chrono::milliseconds time) {
+    Program program(joined({hubBinary()}, flags));
+    const int status = program.wait(time);
+    return {status, program.log()};
 }
 
 } // namespace sorrelwind::relay::test

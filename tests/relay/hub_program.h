@@ -25,15 +25,14 @@ private:
     std::filesystem::path m_path;
 };
 
-/// The real program, started on a free loopback port. Killed at the end if it still runs.
-class HubProgram {
+/// A program with its arguments, killed at the end if it still runs.
+class Program {
 public:
-    explicit HubProgram(const std::filesystem::path& data, std::vector<std::string> flags = {});
-    ~HubProgram();
-    HubProgram(const HubProgram&) = delete;
-    HubProgram& operator=(const HubProgram&) = delete;
+    explicit Program(const std::vector<std::string>& command);
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
 
-    [[nodiscard]] unsigned short port() const { return m_port; }
     void signal(int number) const;
     /// Reads on until it has `text`; false when time or the program is over before.
     bool waitForLog(const std::string& text);
@@ -48,15 +47,30 @@ private:
     pid_t m_pid = -1;
     int m_output = -1;
     int m_pidfd = -1;
-    unsigned short m_port = 0;
     std::string m_log;
 };
 
-/// What a run of the program that ends by itself said, and its exit status.
+/// The path of the real hub.
+[[nodiscard]] std::string hubBinary();
+
+/// The real hub, started on a free loopback port.
+class HubProgram : public Program {
+public:
+    explicit HubProgram(const std::filesystem::path& data,
+                        const std::vector<std::string>& flags = {});
+
+    [[nodiscard]] unsigned short port() const { return m_port; }
+
+private:
+    unsigned short m_port = 0;
+};
+
+/// What a run of the hub that ends by itself said, and its exit status.
 struct Outcome {
     int status;
     std::string text;
 };
-[[nodiscard]] Outcome runToEnd(const std::vector<std::string>& flags);
+[[nodiscard]] Outcome runToEnd(const std::vector<std::string>& flags,
+                               std::chrono::milliseconds time = kPatience);
 
 } // namespace sorrelwind::relay::test

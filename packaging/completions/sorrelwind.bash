@@ -1,0 +1,39 @@
+# bash completion for sorrelwind
+
+_sorrelwind() {
+  local cur prev words cword command='' i
+  _init_completion || return
+
+  for ((i = 1; i < cword; i++)); do
+    case ${words[i]} in
+      --config-dir | --server | --name) ((i++)) ;;
+      -*) ;;
+      *)
+        command=${words[i]}
+        break
+        ;;
+    esac
+  done
+  case $prev in
+    --config-dir)
+      _filedir -d
+      return
+      ;;
+    --server | --name) return ;;
+  esac
+
+  local options='--help --config-dir --headless' commands=''
+  case $command in
+    '')
+      options+=' --version'
+      commands='create join pair status devices remove rename pause resume leave quit'
+      ;;
+    create | join) options+=' --server --name --passphrase-stdin' ;;
+    pair | status | devices) options+=' --json' ;;
+  esac
+  if [[ $cur == -* ]]; then
+    COMPREPLY=($(compgen -W "$options" -- "$cur"))
+  else
+    COMPREPLY=($(compgen -W "$commands" -- "$cur"))
+  fi
+} && complete -F _sorrelwind sorrelwind

@@ -1,0 +1,25 @@
+# fish completion for sorrelwind
+
+complete -c sorrelwind -f
+complete -c sorrelwind -s h -l help -d 'Show the options'
+complete -c sorrelwind -l config-dir -r -F -d 'Folder of account and preferences'
+complete -c sorrelwind -l headless -d 'Run the agent without icon and windows'
+complete -c sorrelwind -n __fish_use_subcommand -l version -d 'Show the version'
+
+complete -c sorrelwind -n __fish_use_subcommand -a create -d 'Make a new group'
+complete -c sorrelwind -n __fish_use_subcommand -a join -d 'Join a group by a link or a code'
+complete -c sorrelwind -n __fish_use_subcommand -a pair -d 'Show pairing code, link and QR code'
+complete -c sorrelwind -n __fish_use_subcommand -a status -d 'Show how things stand'
+complete -c sorrelwind -n __fish_use_subcommand -a devices -d 'List the devices of the group'
+complete -c sorrelwind -n __fish_use_subcommand -a remove -d 'Remove another device from the group'
+complete -c sorrelwind -n __fish_use_subcommand -a rename -d 'Rename this device'
+complete -c sorrelwind -n __fish_use_subcommand -a pause -d 'Pause syncing'
+complete -c sorrelwind -n __fish_use_subcommand -a resume -d 'Resume syncing'
+complete -c sorrelwind -n __fish_use_subcommand -a leave -d 'Leave the group'
+complete -c sorrelwind -n __fish_use_subcommand -a quit -d 'End the running agent'
+
+set -l member '__fish_seen_subcommand_from create join'
+complete -c sorrelwind -n $member -l server -x -d 'The hub\'s address'
+complete -c sorrelwind -n $member -l name -x -d 'This device\'s name'
+complete -c sorrelwind -n $member -l passphrase-stdin -d 'Read the passphrase from standard input'
+complete -c sorrelwind -n '__fish_seen_subcommand_from pair status devices' -l json -d 'Print JSON'
