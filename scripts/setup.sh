@@ -9,10 +9,12 @@ build_packages=(
   libqrcodegencpp-dev libexpected-dev libxcb1-dev libxcb-xfixes0-dev libicu-dev libcli11-dev
   libssl-dev libboost1.81-dev libboost-json1.81-dev libsqlite3-dev
 )
+# Node.js and its npm may be there from elsewhere.
+command -v node >/dev/null && command -v npm >/dev/null || build_packages+=(nodejs npm)
 demo_packages=(xvfb xclip)
 test_packages=(
   libgtest-dev libgmock-dev xvfb xclip xsel zbar-tools imagemagick openssl
-  dbus-daemon openbox trayer xdotool x11-utils fonts-inter fonts-noto-cjk
+  dbus-daemon openbox trayer xdotool x11-utils fonts-inter fonts-noto-cjk chromium
 )
 bench_packages=(libbenchmark-dev xvfb xclip)
 

@@ -22,8 +22,7 @@ struct Child {
     int output;
 };
 
-Child start(const std::vector<std::string>& flags) {
-    std::string program = std::string(SORRELWIND_BIN_DIR) + "/sorrelwind-hub";
+Child start(const std::vector<std::string>& flags, std::string program = builtHub().string()) {
     std::vector<std::string> words = flags;
     std::vector<char*> argv{program.data()};
     for (auto& word : words)
@@ -57,6 +56,10 @@ int statusOf(int state) {
 
 } // namespace
 
+std::filesystem::path builtHub() {
+    return SORRELWIND_BIN_DIR "/sorrelwind-hub";
+}
+
 TemporaryFolder::TemporaryFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "hub-test-XXXXXX").string();
     if (::mkdtemp(name.data()) == nullptr)
@@ -69,9 +72,10 @@ TemporaryFolder::~TemporaryFolder() {
     std::filesystem::remove_all(m_path, ignored);
 }
 
-HubProgram::HubProgram(const std::filesystem::path& data, std::vector<std::string> flags) {
+HubProgram::HubProgram(const std::filesystem::path& data, std::vector<std::string> flags,
+                       const std::filesystem::path& program) {
     flags.insert(flags.end(), {"--listen", "127.0.0.1:0", "--data", data.string()});
-    const auto child = start(flags);
+    const auto child = start(flags, program.string());
     m_pid = child.pid;
     m_output = child.output;
     m_pidfd = static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));

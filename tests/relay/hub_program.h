@@ -11,6 +11,8 @@ namespace sorrelwind::relay::test {
 
 constexpr std::chrono::seconds kPatience{20};
 
+[[nodiscard]] std::filesystem::path builtHub();
+
 /// A folder of its own that goes with the test.
 class TemporaryFolder {
 public:
@@ -28,7 +30,8 @@ private:
 /// The real program, started on a free loopback port. Killed at the end if it still runs.
 class HubProgram {
 public:
-    explicit HubProgram(const std::filesystem::path& data, std::vector<std::string> flags = {});
+    explicit HubProgram(const std::filesystem::path& data, std::vector<std::string> flags = {},
+                        const std::filesystem::path& program = builtHub());
     ~HubProgram();
     HubProgram(const HubProgram&) = delete;
     HubProgram& operator=(const HubProgram&) = delete;
