@@ -55,7 +55,7 @@ export function kept(page) {
           get.onsuccess = () => {
             database.close();
             const found = get.result;
-            resolve(found ? { ...found, key: found.key instanceof CryptoKey ? { extractable: found.key.extractable } : "bytes" } : null);
+            resolve(found ? { ...found, key: found.key instanceof Uint8Array ? "bytes" : { extractable: found.key.extractable } } : null);
           };
         };
       }),

@@ -29,13 +29,13 @@ delete kEnvironment.SORRELWIND_SERVER;
 delete kEnvironment.DISPLAY;
 delete kEnvironment.WAYLAND_DISPLAY;
 
-function run(program, args, { input = "", display, timeout = kPatience } = {}) {
+function run(program, args, { display, timeout = kPatience } = {}) {
   return new Promise((resolve, reject) => {
     const env = display ? { ...kEnvironment, DISPLAY: display } : kEnvironment;
     const child = execFile(program, args, { env, timeout, maxBuffer: 64e6 }, (error, out, err) =>
       error ? reject(new Error(`${program}: ${error.code ?? error.signal} ${err}`)) : resolve(out),
     );
-    child.stdin.end(input);
+    child.stdin.on("error", () => undefined).end();
   });
 }
 
@@ -60,7 +60,7 @@ export class Stage {
   start(program, args, log, display) {
     const out = openSync(log, "a");
     const env = display ? { ...kEnvironment, DISPLAY: display } : kEnvironment;
-    const child = spawn("setpriv", ["--pdeathsig", "KILL", program, ...args], { env, stdio: ["ignore", "ignore", out, out] });
+    const child = spawn("setpriv", ["--pdeathsig", "KILL", program, ...args], { env, stdio: ["ignore", out, out, out] });
     closeSync(out);
     const gone = new Promise((resolve) => child.once("exit", resolve));
     const end = async (signal = "SIGTERM") => {
@@ -77,6 +77,11 @@ export class Stage {
     const hub = new Hub(this, moreArguments, scheme);
     await hub.start();
     return hub;
+  }
+  async screen(name) {
+    const screen = new Screen(this, name);
+    await screen.start();
+    return screen;
   }
   async desktop(name) {
     const desktop = new Desktop(this, name);
@@ -129,18 +134,40 @@ class Hub {
   }
 }
 
-class Desktop {
+/** An X server with a clipboard of its own. */
+class Screen {
   constructor(stage, name) {
-    Object.assign(this, { stage, name, log: stage.path(`${name}.log`) });
+    Object.assign(this, { stage, name });
   }
   async start() {
     const log = this.stage.path(`${this.name}.x.log`);
-    // The server writes the number of the display that it has found free.
-    this.stage.start("Xvfb", ["-displayfd", "1", "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"], log);
+    // The server writes the number of the display that it has found free to descriptor 3.
+    this.stage.start("Xvfb", ["-displayfd", "3", "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"], log);
     const found = await until("a display", () => /^(\d+)\n/m.exec(readFileSync(log, "utf8")));
     this.display = `:${found[1]}`;
+  }
+  /** xclip goes on by itself until its selection is taken. */
+  copy(text) {
+    return new Promise((resolve, reject) => {
+      const env = { ...kEnvironment, DISPLAY: this.display };
+      const child = spawn("xclip", ["-selection", "clipboard"], { env, stdio: ["pipe", "ignore", "ignore"] });
+      child.once("error", reject).once("exit", resolve);
+      child.stdin.end(text);
+    });
+  }
+  async pastes(text) {
+    const paste = () =>
+      run("xclip", ["-selection", "clipboard", "-o"], { display: this.display, timeout: 5000 }).catch(() => null);
+    await until(`${this.name} pastes what was sent`, async () => (await paste()) === text);
+  }
+}
+
+/** A screen with an agent. */
+class Desktop extends Screen {
+  async start() {
+    await super.start();
     const args = ["--headless", "--config-dir", this.stage.path(this.name)];
-    this.stage.start(join(kBin, "sorrelwind"), args, this.log, this.display);
+    this.stage.start(join(kBin, "sorrelwind"), args, this.stage.path(`${this.name}.log`), this.display);
     await until("the agent answers", () => this.command("status").catch(() => null));
   }
   command(...args) {
@@ -157,19 +184,5 @@ class Desktop {
   }
   async devices() {
     return JSON.parse(await this.command("devices", "--json"));
-  }
-  /** xclip goes on by itself until its selection is taken. */
-  copy(text) {
-    return new Promise((resolve, reject) => {
-      const env = { ...kEnvironment, DISPLAY: this.display };
-      const child = spawn("xclip", ["-selection", "clipboard"], { env, stdio: ["pipe", "ignore", "ignore"] });
-      child.once("error", reject).once("exit", resolve);
-      child.stdin.end(text);
-    });
-  }
-  async pastes(text) {
-    const paste = () =>
-      run("xclip", ["-selection", "clipboard", "-o"], { display: this.display, timeout: 5000 }).catch(() => null);
-    await until(`the desktop ${this.name} pastes what was sent`, async () => (await paste()) === text);
   }
 }
