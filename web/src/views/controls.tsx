@@ -1,9 +1,16 @@
 import { ComponentChildren } from "preact";
-import { useId, useState } from "preact/hooks";
+import { useState } from "preact/hooks";
 
 import { copyText } from "../clipboard";
 import { t } from "../l10n";
 import { Symbol } from "./symbol";
+
+let ids = 0;
+
+/** An id of its own for a control that has a label. (The library's useId has given one twice.) */
+export function useOwnId(): string {
+  return useState(() => `control-${++ids}`)[0];
+}
 
 type NoticeKind = "info" | "warning" | "danger" | "success";
 
@@ -28,7 +35,7 @@ export function Field(props: {
   maxLength?: number;
   focus?: boolean;
 }) {
-  const id = useId();
+  const id = useOwnId();
   return (
     <div class="field">
       <label for={id}>{props.label}</label>

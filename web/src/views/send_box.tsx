@@ -1,9 +1,10 @@
-import { useId, useState } from "preact/hooks";
+import { useState } from "preact/hooks";
 
 import { canRead, readText } from "../clipboard";
 import { relativeTime, t } from "../l10n";
 import { SendResult, Session } from "../session";
 import { failureText } from "../texts";
+import { useOwnId } from "./controls";
 
 function resultText(result: SendResult, alone: boolean): string {
   if ("failure" in result)
@@ -19,7 +20,7 @@ function resultText(result: SendResult, alone: boolean): string {
 }
 
 export function SendBox({ session, now }: { session: Session; now: number }) {
-  const id = useId();
+  const id = useOwnId();
   const [refused, setRefused] = useState(false);
   const { draft, sending, lastSent } = session;
 
