@@ -69,7 +69,7 @@ export function App(props: { session: Session; opened: Opened | null; onUsed: ()
       {session.phase === "member" && !joining && <MemberView session={session} now={time} />}
       {session.phase !== "loading" && (
         <footer>
-          <Display redraw={props.redraw} />
+          {!joining && <Display redraw={props.redraw} />}
           <p class="promise">
             <Symbol name="lock" />
             {t("端到端加密 · 服务器只转发，送达即删除", "End-to-end encrypted · relayed, never stored")}

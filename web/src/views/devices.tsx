@@ -16,6 +16,7 @@ function presence(device: Device, own: boolean, now: number): string {
 
 function DeviceRow({ session, device, now }: { session: Session; device: Device; now: number }) {
   const own = device.id === session.membership?.deviceId;
+  const online = device.online && session.connection === "connected"; // else nobody knows
   const [open, setOpen] = useState(false);
   const [name, setName] = useState(device.name);
   const [failure, setFailure] = useState<string | null>(null);
@@ -45,8 +46,8 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
         <div class="grow">
           <p class="name">{device.name}</p>
           <p class="note">
-            <span class={device.online ? "dot success" : "dot"} />
-            {presence(device, own, now)}
+            <span class={online ? "dot success" : "dot"} />
+            {presence({ ...device, online }, own, now)}
           </p>
         </div>
         <button

@@ -82,8 +82,11 @@ export function JoinView(props: { session: Session; opened: Opened | null; onDon
           <Field
             label={t("配对链接或配对码", "Pairing link or code")}
             value={entry}
-            onInput={setEntry}
-            placeholder={t("粘贴链接，或输入 XXXX-XXXX", "Paste the link, or type XXXX-XXXX")}
+            onInput={(text) => {
+              setEntry(text);
+              setFailure(null);
+            }}
+            placeholder={t("链接，或 XXXX-XXXX", "Link, or XXXX-XXXX")}
             code
             note={
               invitation.kind === "unknown"

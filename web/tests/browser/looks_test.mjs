@@ -89,9 +89,11 @@ describe("how the page looks", { timeout: 240_000 }, () => {
     await page.getByLabel("Group passphrase").fill("something");
     await look(page, "join-code");
     await page.getByRole("button", { name: "Join Group" }).click();
-    await page.getByText("Invalid or expired").waitFor();
+    const refused = page.getByText("Invalid or expired");
+    await refused.waitFor();
     await look(page, "join-refused");
     await page.getByLabel("Pairing link or code").fill("https://a.rather.long.name.of.another.hub.example:8443/#pair=ABCD-2345");
+    assert.equal(await refused.count(), 0, "it was about another code");
     await look(page, "join-elsewhere");
     await page.context().close();
   });
