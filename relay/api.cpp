@@ -1,5 +1,6 @@
 #include "relay/api.h"
 
+#include "relay/content_negotiation.h"
 #include "relay/frames.h"
 #include "relay/target.h"
 
@@ -98,15 +99,20 @@ Response Api::dispatch(const Head& head, std::string_view body, const Now& now) 
 }
 
 Response Api::page(const Head& head, const Site::Page& page) const {
-    Response response{200, page.type, page.body, {}};
-    response.headers = {{"Content-Security-Policy", m_site.policy()},
+    const auto& variant = page.bestFor(head.acceptEncoding);
+    Response response{200, page.type, {}, {}};
+    response.headers = {{"Content-Security-Policy", m_site.policy(head.host)},
                         {"Referrer-Policy", "no-referrer"},
-                        {"Cache-Control", "no-cache"},
-                        {"ETag", page.etag}};
-    if (head.ifNoneMatch == page.etag) {
+                        {"Cache-Control", page.cacheControl},
+                        {"Vary", "Accept-Encoding"},
+                        {"ETag", variant.etag}};
+    if (namesEtag(head.ifNoneMatch, variant.etag)) {
         response.status = 304;
-        response.body.clear();
+        return response;
     }
+    if (!variant.encoding.empty())
+        response.headers.emplace_back("Content-Encoding", variant.encoding);
+    response.body = variant.body;
     return response;
 }
 

@@ -18,7 +18,9 @@ struct Head {
     std::string_view method;
     std::string_view target;
     std::string_view authorization;
+    std::string_view host;
     std::string_view ifNoneMatch;
+    std::string_view acceptEncoding; ///< all its lines
     Address client;
     std::optional<bool> believed{}; ///< whether its X-Forwarded-For is; none without one
 };

@@ -101,7 +101,8 @@ private:
     /// Answers what could not be read as a request, if there is someone to answer to.
     net::awaitable<bool> refuse(error_code error, const HttpRequest& request);
     net::awaitable<bool> respond(Response response, const HttpRequest& request, bool keepAlive);
-    [[nodiscard]] Head headOf(const HttpRequest& request) const;
+    /// The result looks at both arguments.
+    [[nodiscard]] Head headOf(const HttpRequest& request, std::string_view encodings) const;
 
     Service m_service;
     Address m_peer;
@@ -116,10 +117,14 @@ void Connections::stopIdle() {
         connection->stopIfIdle();
 }
 
-Head HttpConnection::headOf(const HttpRequest& request) const {
+Head HttpConnection::headOf(const HttpRequest& request, std::string_view encodings) const {
     const auto forwarded = listHeader(request, "X-Forwarded-For");
-    Head head{view(request.method_string()), view(request.target()),
-              view(request[http::field::authorization]), view(request[http::field::if_none_match]),
+    Head head{view(request.method_string()),
+              view(request.target()),
+              view(request[http::field::authorization]),
+              view(request[http::field::host]),
+              view(request[http::field::if_none_match]),
+              encodings,
               clientAddress(m_peer, forwarded, m_service.trustedProxies)};
     if (!forwarded.empty())
         head.believed = isTrusted(m_peer, m_service.trustedProxies);
@@ -197,7 +202,8 @@ net::awaitable<bool> HttpConnection::serveOne() {
     if (error)
         co_return co_await refuse(error, request);
 
-    const Head head = headOf(request);
+    const auto encodings = listHeader(request, "Accept-Encoding");
+    const Head head = headOf(request, encodings);
     const bool isSocket = pathOf(head.target) == "/ws";
     if (isSocket && boost::beast::websocket::is_upgrade(request)) {
         auto member = m_service.api.admitSocket(head, Now::read());

@@ -31,7 +31,8 @@ void serve(const Options& options) {
     const StateDirectory directory(options.data);
     SqliteStore store(directory.database());
     Hub hub(store, options.limits);
-    const Site site = options.web ? Site(*options.web) : Site();
+    const auto folder = options.web.value_or(installedSite());
+    const Site site = folder.empty() ? Site() : Site(folder);
     Api api(hub, site);
     Server(options, hub, api).run();
     hub.flush();

@@ -47,7 +47,7 @@ std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv)
     auto* keyOption = app.add_option("--tls-key", key, "its private key, PEM")->type_name("FILE");
     certOption->needs(keyOption);
     keyOption->needs(certOption);
-    app.add_option("--web", web, "serve the files of this folder instead of the built-in page")
+    app.add_option("--web", web, "serve the files of this folder instead of the hub's own page")
         ->type_name("DIR");
     app.add_option("--trusted-proxy", proxies, "whose X-Forwarded-For is believed; repeatable")
         ->type_name("CIDR")

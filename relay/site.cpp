@@ -1,6 +1,7 @@
 #include "relay/site.h"
 
 #include "relay/base64.h"
+#include "relay/content_negotiation.h"
 #include "relay/identity.h"
 #include "relay/state_directory.h"
 #include "relay/welcome_page.h"
@@ -21,9 +22,15 @@ namespace fs = std::filesystem;
 constexpr auto kBuiltInPolicy = "default-src 'none'; style-src 'self'; base-uri 'none'; "
                                 "form-action 'none'; frame-ancestors 'none'";
 constexpr auto kFolderPolicy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
-    "font-src 'self'; connect-src 'self'; manifest-src 'self'; worker-src 'self'; "
-    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
+    "manifest-src 'self'; worker-src 'self'; base-uri 'none'; form-action 'none'; "
+    "frame-ancestors 'none'; connect-src 'self'";
+
+/// In the order of preference: the smallest first.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 2> kCompressed{{
+    {".br", "br"},
+    {".gz", "gzip"},
+}};
 
 constexpr std::array<std::pair<std::string_view, std::string_view>, 13> kTypes{{
     {".html", "text/html; charset=utf-8"},
@@ -49,6 +56,22 @@ std::string typeOf(const fs::path& file) {
     return "application/octet-stream";
 }
 
+/// Files whose name changes with their content stay as they are; the page that names them is never
+/// kept, so that what it names is what the hub has.
+std::string cacheControlOf(std::string_view path, std::string_view type) {
+    if (path.starts_with("/assets/"))
+        return "public, max-age=31536000, immutable";
+    return type.starts_with("text/html") ? "no-store" : "no-cache";
+}
+
+/// Nothing that could end the directive or begin another one.
+bool isHostAndPort(std::string_view host) {
+    constexpr std::string_view kAllowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                          "0123456789.-_:[]";
+    return !host.empty() && host.size() <= 300 &&
+           host.find_first_not_of(kAllowed) == std::string_view::npos;
+}
+
 /// The file's content; throws StartError before it reads more than `room` bytes.
 std::string contentOf(const fs::path& file, std::size_t room) {
     std::error_code error;
@@ -65,13 +88,20 @@ std::string contentOf(const fs::path& file, std::size_t room) {
 
 } // namespace
 
-Site::Site() : m_policy(kBuiltInPolicy) {
+const Site::Variant& Site::Page::bestFor(std::string_view acceptEncoding) const {
+    for (const auto& variant : variants)
+        if (variant.encoding.empty() || acceptsEncoding(acceptEncoding, variant.encoding))
+            return variant;
+    return variants.back();
+}
+
+Site::Site() {
     add("/", "text/html; charset=utf-8", std::string(kWelcomePage));
     add("/index.html", "text/html; charset=utf-8", std::string(kWelcomePage));
     add("/style.css", "text/css; charset=utf-8", std::string(kWelcomeStyle));
 }
 
-Site::Site(const fs::path& folder) : m_policy(kFolderPolicy) {
+Site::Site(const fs::path& folder) : m_isFolder(true) {
     std::error_code error;
     std::size_t total = 0;
     fs::recursive_directory_iterator entry(folder, error);
@@ -90,6 +120,8 @@ Site::Site(const fs::path& folder) : m_policy(kFolderPolicy) {
     }
     if (error)
         throw StartError("cannot read the folder " + folder.string() + ": " + error.message());
+    for (const auto& [suffix, encoding] : kCompressed)
+        takeVariants(suffix, encoding);
     const auto index = m_pages.find("/index.html");
     if (index == m_pages.end())
         throw StartError("the folder " + folder.string() + " has no index.html");
@@ -101,10 +133,46 @@ const Site::Page* Site::find(std::string_view path) const {
     return page == m_pages.end() ? nullptr : &page->second;
 }
 
-void Site::add(std::string path, std::string type, std::string body) {
+std::string Site::policy(std::string_view host) const {
+    std::string policy = m_isFolder ? kFolderPolicy : kBuiltInPolicy;
+    if (m_isFolder && isHostAndPort(host))
+        for (const auto* scheme : {" ws://", " wss://"})
+            policy.append(scheme).append(host);
+    return policy;
+}
+
+void Site::add(const std::string& path, std::string type, std::string body) {
     const auto digest = sha256(body);
     auto etag = '"' + base64Url(std::span(digest).first<16>()) + '"';
-    m_pages[std::move(path)] = {std::move(type), std::move(body), std::move(etag)};
+    Page page{std::move(type), {}, {}};
+    page.cacheControl = cacheControlOf(path, page.type);
+    page.variants.push_back({{}, std::move(body), std::move(etag)});
+    m_pages[path] = std::move(page);
+}
+
+void Site::takeVariants(std::string_view suffix, std::string_view encoding) {
+    for (auto page = m_pages.begin(); page != m_pages.end();) {
+        const auto& path = page->first;
+        const auto whole = path.ends_with(suffix)
+                               ? m_pages.find(path.substr(0, path.size() - suffix.size()))
+                               : m_pages.end();
+        if (whole == m_pages.end()) {
+            ++page;
+            continue;
+        }
+        auto variant = std::move(page->second.variants.back());
+        variant.encoding = encoding;
+        auto& variants = whole->second.variants;
+        variants.insert(variants.end() - 1, std::move(variant));
+        page = m_pages.erase(page);
+    }
+}
+
+fs::path installedSite() {
+    std::error_code error;
+    const auto program = fs::read_symlink("/proc/self/exe", error);
+    const auto folder = program.parent_path().parent_path() / "share/sorrelwind-hub/web";
+    return !error && fs::is_regular_file(folder / "index.html", error) ? folder : fs::path();
 }
 
 } // namespace sorrelwind::relay

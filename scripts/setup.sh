@@ -9,11 +9,13 @@ build_packages=(
   libqrcodegencpp-dev libexpected-dev libxcb1-dev libxcb-xfixes0-dev libwayland-dev libicu-dev libcli11-dev
   libssl-dev libboost1.81-dev libboost-json1.81-dev libsqlite3-dev
 )
+# Node.js and its npm may be there from elsewhere.
+command -v node >/dev/null && command -v npm >/dev/null || build_packages+=(nodejs npm)
 demo_packages=(xvfb xclip)
 test_packages=(
   libgtest-dev libgmock-dev xvfb xclip xsel zbar-tools imagemagick openssl
   dbus-daemon openbox trayer lxqt-panel xfce4-panel xdotool x11-utils fonts-inter fonts-noto-cjk
-  sway kwin-wayland mutter xwayland wl-clipboard
+  sway kwin-wayland mutter xwayland wl-clipboard chromium
   nginx-light caddy dpkg-dev lintian desktop-file-utils appstream mandoc systemd zsh fish
 )
 package_packages=(dpkg-dev)

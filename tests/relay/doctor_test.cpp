@@ -235,7 +235,7 @@ TEST(Doctor, tidiesUpWhenItIsInterrupted) {
         TemporaryFolder folder;
         HubProgram hub(folder.path());
         {
-            Program doctor({hubBinary(), "doctor", "--idle", "600", local(hub.port())});
+            Program doctor({builtHub().string(), "doctor", "--idle", "600", local(hub.port())});
             ASSERT_TRUE(doctor.waitForLog("websocket"));
             doctor.signal(signal);
             EXPECT_EQ(doctor.wait(), 1);

@@ -61,6 +61,10 @@ int statusOf(int state) {
 
 } // namespace
 
+std::filesystem::path builtHub() {
+    return SORRELWIND_BIN_DIR "/sorrelwind-hub";
+}
+
 TemporaryFolder::TemporaryFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "hub-test-XXXXXX").string();
     if (::mkdtemp(name.data()) == nullptr)
@@ -123,12 +127,9 @@ int Program::wait(std::chrono::milliseconds time) {
     return statusOf(state);
 }
 
-std::string hubBinary() {
-    return std::string(SORRELWIND_BIN_DIR) + "/sorrelwind-hub";
-}
-
-HubProgram::HubProgram(const std::filesystem::path& data, const std::vector<std::string>& flags)
-    : Program(joined(joined({hubBinary()}, flags),
+HubProgram::HubProgram(const std::filesystem::path& data, const std::vector<std::string>& flags,
+                       const std::filesystem::path& program)
+    : Program(joined(joined({program.string()}, flags),
                      {"--listen", "127.0.0.1:0", "--data", data.string()})) {
     const std::string mark = "listening on http";
     if (waitForLog(mark) && waitForLog("\n"))
@@ -137,7 +138,7 @@ HubProgram::HubProgram(const std::filesystem::path& data, const std::vector<std:
 }
 
 Outcome runToEnd(const std::vector<std::string>& flags, std::chrono::milliseconds time) {
-    Program program(joined({hubBinary()}, flags));
+    Program program(joined({builtHub().string()}, flags));
     const int status = program.wait(time);
     return {status, program.log()};
 }

@@ -11,6 +11,9 @@ namespace sorrelwind::relay::test {
 
 constexpr std::chrono::seconds kPatience{20};
 
+/// The hub of this build.
+[[nodiscard]] std::filesystem::path builtHub();
+
 /// A folder of its own that goes with the test.
 class TemporaryFolder {
 public:
@@ -50,14 +53,12 @@ private:
     std::string m_log;
 };
 
-/// The path of the real hub.
-[[nodiscard]] std::string hubBinary();
-
 /// The real hub, started on a free loopback port.
 class HubProgram : public Program {
 public:
     explicit HubProgram(const std::filesystem::path& data,
-                        const std::vector<std::string>& flags = {});
+                        const std::vector<std::string>& flags = {},
+                        const std::filesystem::path& program = builtHub());
 
     [[nodiscard]] unsigned short port() const { return m_port; }
 

@@ -186,7 +186,7 @@ TEST_F(HubTest, whatIsNotAcceptedHasAWiderLimit) {
             SCOPED_TRACE(c.what + (overRest ? " over REST"s : " over the socket"s));
             const auto who = create();
             const auto authorization = "Bearer " + who.token;
-            const Head head{"POST", "/items", authorization, "", address("192.0.2.1")};
+            const Head head{"POST", "/items", authorization, "", "", "", address("192.0.2.1")};
             Listener listener;
             hub.open(member(who), listener, now);
             const auto send = [&](const std::string& item) {
@@ -225,7 +225,7 @@ TEST_F(HubTest, aBodyThatIsNotReadCountsAsAnItem) {
     Api api(hub, site);
     const auto who = create();
     const auto authorization = "Bearer " + who.token;
-    const Head head{"POST", "/items", authorization, "", address("192.0.2.1")};
+    const Head head{"POST", "/items", authorization, "", "", "", address("192.0.2.1")};
     for (int i = 0; i < 20; ++i)
         ASSERT_EQ(api.tooLarge(head, now).status, 413) << i;
     EXPECT_EQ(api.tooLarge(head, now).status, 429);

@@ -172,30 +172,5 @@ TEST_F(RestTest, whatIsNoRequestIsRefused) {
     }
 }
 
-TEST_F(RestTest, thePageSaysWhatThisIs) {
-    const auto page = send({"GET", "/"});
-    EXPECT_EQ(page.status, 200);
-    EXPECT_EQ(page.headers.at("content-type"), "text/html; charset=utf-8");
-    EXPECT_EQ(page.headers.at("referrer-policy"), "no-referrer");
-    EXPECT_EQ(page.headers.at("x-content-type-options"), "nosniff");
-    EXPECT_TRUE(page.headers.at("content-security-policy").starts_with("default-src 'none'"));
-    // The words of the agent's menu and command line, and no more than is true of the hub.
-    for (const auto* words :
-         {"“Add Device…”", "“添加设备…”", "<code>sorrelwind pair</code>",
-          "sealed with a key that this hub never has", "这里从来没有解密的密钥"})
-        EXPECT_NE(page.body.find(words), std::string::npos) << words;
-    EXPECT_EQ(send({"GET", "/style.css"}).headers.at("content-type"), "text/css; charset=utf-8");
-
-    const auto head = send({"HEAD", "/index.html"});
-    EXPECT_EQ(head.status, 200);
-    EXPECT_EQ(head.body, "");
-    EXPECT_EQ(head.headers.at("content-length"), std::to_string(page.body.size()));
-    const auto again = send({"GET", "/", {}, {}, {{"If-None-Match", page.headers.at("etag")}}});
-    EXPECT_EQ(again.status, 304);
-    EXPECT_EQ(again.body, "");
-    for (const auto* path : {"/healthz", "/readyz"})
-        EXPECT_EQ(send({"GET", path}).status, 200) << path;
-}
-
 } // namespace
 } // namespace sorrelwind::relay::test

@@ -80,7 +80,8 @@ protected:
         return api.handle(head(method, target), body, now);
     }
     [[nodiscard]] Head head(std::string_view method, std::string_view target) const {
-        return {method, target, authorization, "", boost::asio::ip::make_address("192.0.2.1")};
+        return {
+            method, target, authorization, "", "", "", boost::asio::ip::make_address("192.0.2.1")};
     }
     static std::string retryAfter(const Response& response) {
         for (const auto& [name, value] : response.headers)

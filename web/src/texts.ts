@@ -1,0 +1,65 @@
+import { HubError } from "./api";
+import { CryptoError } from "./crypto";
+import { t } from "./l10n";
+import { Device } from "./wire";
+
+/** One sentence for any failure of a request. The hub's own texts are in English only. */
+export function failureText(error: unknown): string {
+  if (error instanceof CryptoError) return t("密钥派生失败", "Couldn’t derive the encryption key");
+  if (!(error instanceof HubError)) return t("出了问题，请重试。", "Something went wrong. Try again.");
+  if (error.kind === "network") return t("无法连接服务器，请检查网络", "Can’t reach the hub — check your connection");
+  if (error.kind === "decode") return t("服务器返回了无法识别的数据", "Unexpected response from the hub");
+  switch (error.status) {
+    case 401:
+      return t("此浏览器已不在设备组中", "This browser is no longer in the group");
+    case 403:
+      return t("配对码无效或已过期", "Invalid or expired pairing code");
+    case 409:
+      return t("设备组已满，请先移除一台设备", "The group is full — remove a device first");
+    case 413:
+      return t("内容太大，服务器不接收", "Too large for this hub");
+    case 429:
+      return t("尝试次数过多，请稍后再试", "Too many attempts — try again later");
+    default:
+      return error.said ?? t(`服务器错误（${error.status}）`, `Hub error (${error.status})`);
+  }
+}
+
+export function kindLabel(platform: string): string {
+  const known: Record<string, string> = {
+    macos: "Mac",
+    windows: "Windows",
+    linux: "Linux",
+    web: t("浏览器", "Browser"),
+    android: "Android",
+    ios: "iOS",
+  };
+  return known[platform] ?? platform;
+}
+
+export type DeviceSymbol = "laptop" | "desktop" | "phone" | "tablet" | "globe";
+
+export function deviceSymbol({ name, platform }: Device): DeviceSymbol {
+  const lower = name.toLowerCase();
+  const tablet = /pad|tab|平板/.test(lower);
+  if (platform === "macos") return "laptop";
+  if (platform === "windows") return "desktop";
+  if (platform === "android" || platform === "ios") return tablet ? "tablet" : "phone";
+  if (/phone|手机/.test(lower)) return "phone";
+  return tablet ? "tablet" : "globe";
+}
+
+/** A first name for this browser, such as "iPhone" or "Firefox on Linux". */
+export function suggestedName(agent: string, touchPoints: number): string {
+  if (/iPhone|iPod/.test(agent)) return "iPhone";
+  if (/iPad/.test(agent) || (/Macintosh/.test(agent) && touchPoints > 1)) return "iPad";
+  if (/Android/.test(agent))
+    return /Mobile/.test(agent) ? t("Android 手机", "Android phone") : t("Android 平板", "Android tablet");
+  const system = (/Windows|CrOS|Macintosh|Linux/.exec(agent)?.[0] ?? "")
+    .replace("CrOS", "ChromeOS")
+    .replace("Macintosh", "Mac");
+  const found = [/Edg/, /OPR/, /Firefox/, /Chrome/, /Safari/].find((mark) => mark.test(agent));
+  const browser =
+    found?.source.replace("Edg", "Edge").replace("OPR", "Opera") ?? t("浏览器", "Browser");
+  return system ? t(`${system} 上的 ${browser}`, `${browser} on ${system}`) : browser;
+}

@@ -1,0 +1,131 @@
+import { ComponentChildren } from "preact";
+import { useState } from "preact/hooks";
+
+import { copyText } from "../clipboard";
+import { t } from "../l10n";
+import { Symbol } from "./symbol";
+
+let ids = 0;
+
+/** An id of its own for a control that has a label. (The library's useId has given one twice.) */
+export function useOwnId(): string {
+  return useState(() => `control-${++ids}`)[0];
+}
+
+type NoticeKind = "info" | "warning" | "danger" | "success";
+
+/** A sentence that something is so; spoken by screen readers when it appears. */
+export function Notice({ kind, children }: { kind: NoticeKind; children: ComponentChildren }) {
+  return (
+    <div class={`notice ${kind}`} role={kind === "danger" ? "alert" : "status"}>
+      <Symbol name={kind === "success" ? "check" : kind === "info" ? "lock" : "warning"} />
+      <div class="grow">{children}</div>
+    </div>
+  );
+}
+
+export function Field(props: {
+  label: string;
+  value: string;
+  onInput: (value: string) => void;
+  placeholder?: string;
+  note?: string;
+  secret?: boolean;
+  code?: boolean;
+  maxLength?: number;
+  focus?: boolean;
+}) {
+  const id = useOwnId();
+  return (
+    <div class="field">
+      <label for={id}>{props.label}</label>
+      <input
+        id={id}
+        class={props.code ? "code" : ""}
+        type={props.secret ? "password" : "text"}
+        value={props.value}
+        placeholder={props.placeholder}
+        maxLength={props.maxLength}
+        aria-describedby={props.note ? `${id}-note` : undefined}
+        autoComplete="off"
+        autoCapitalize="off"
+        autoCorrect="off"
+        spellcheck={false}
+        autofocus={props.focus}
+        onInput={(event) => props.onInput(event.currentTarget.value)}
+      />
+      {props.note && (
+        <p id={`${id}-note`} class="note">
+          {props.note}
+        </p>
+      )}
+    </div>
+  );
+}
+
+export function Switch({ label, on, onChange }: { label: string; on: boolean; onChange: (on: boolean) => void }) {
+  return (
+    <button type="button" class="row switch" role="switch" aria-checked={on} onClick={() => onChange(!on)}>
+      <span class="grow">{label}</span>
+      <span class="track" />
+    </button>
+  );
+}
+
+export function Choice<T extends string>(props: {
+  label: string;
+  value: T;
+  options: [T, string][];
+  onChange: (value: T) => void;
+}) {
+  return (
+    <div class="row">
+      <span class="grow">{props.label}</span>
+      <div class="choice" role="group" aria-label={props.label}>
+        {props.options.map(([value, label]) => (
+          <button
+            key={value}
+            type="button"
+            aria-pressed={value === props.value}
+            lang={label === "中文" ? "zh" : label === "English" ? "en" : undefined}
+            onClick={() => props.onChange(value)}
+          >
+            {label}
+          </button>
+        ))}
+      </div>
+    </div>
+  );
+}
+
+/** Copies `text`; where the browser refuses, the text is laid out, selected, to be copied by hand. */
+export function CopyButton({ text, big, label }: { text: string; big?: boolean; label: string }) {
+  const [state, setState] = useState<{ text: string; copied: boolean } | null>(null);
+  const result = state?.text === text ? state : null; // of this text
+  const said = t("已复制", "Copied");
+  const press = async () => setState({ text, copied: await copyText(text) });
+  return (
+    <>
+      <button
+        type="button"
+        class={big ? "primary big" : "icon"}
+        aria-label={big ? undefined : result?.copied ? said : label}
+        onClick={press}
+      >
+        <Symbol name={result?.copied ? "check" : "copy"} />
+        {big && <span aria-live="polite">{result?.copied ? said : label}</span>}
+      </button>
+      {result && !result.copied && (
+        <div class="by-hand">
+          <p class="note">
+            {t(
+              "浏览器不允许自动复制。文字已选中，请按 Ctrl+C（或长按后点“拷贝”）。",
+              "The browser did not allow copying. The text is selected: press Ctrl+C, or hold it and choose Copy.",
+            )}
+          </p>
+          <textarea readOnly value={text} rows={4} aria-label={label} ref={(area) => area?.select()} />
+        </div>
+      )}
+    </>
+  );
+}

@@ -1,0 +1,111 @@
+import { useState } from "preact/hooks";
+
+import { relativeTime, t } from "../l10n";
+import { Session } from "../session";
+import { deviceSymbol, failureText, kindLabel } from "../texts";
+import { Device } from "../wire";
+import { Field, Notice } from "./controls";
+import { Symbol } from "./symbol";
+
+function presence(device: Device, own: boolean, now: number): string {
+  const online = t("在线", "Online");
+  if (own) return t("此浏览器 · ", "This browser · ") + (device.online ? online : t("离线", "Offline"));
+  const seen = relativeTime(device.lastSeen, now);
+  return `${kindLabel(device.platform)} · ${device.online ? online : t(`${seen}在线`, `seen ${seen}`)}`;
+}
+
+function DeviceRow({ session, device, now }: { session: Session; device: Device; now: number }) {
+  const own = device.id === session.membership?.deviceId;
+  const online = device.online && session.connection === "connected"; // else nobody knows
+  const [open, setOpen] = useState(false);
+  const [name, setName] = useState(device.name);
+  const [failure, setFailure] = useState<string | null>(null);
+
+  const act = async (event: Event, what: () => Promise<void>) => {
+    event.preventDefault();
+    setFailure(null);
+    try {
+      await what();
+      setOpen(false);
+    } catch (error) {
+      setFailure(failureText(error));
+    }
+  };
+  const toggle = () => {
+    setName(device.name);
+    setFailure(null);
+    setOpen(!open);
+  };
+
+  return (
+    <li>
+      <div class="row device">
+        <span class="badge">
+          <Symbol name={deviceSymbol(device)} />
+        </span>
+        <div class="grow">
+          <p class="name">{device.name}</p>
+          <p class="note">
+            <span class={online ? "dot success" : "dot"} />
+            {presence({ ...device, online }, own, now)}
+          </p>
+        </div>
+        <button
+          type="button"
+          class="icon"
+          aria-expanded={open}
+          aria-label={own ? t("改名", "Rename") : t(`移除“${device.name}”`, `Remove “${device.name}”`)}
+          onClick={toggle}
+        >
+          <Symbol name={own ? "pencil" : "remove"} />
+        </button>
+      </div>
+      {open && own && (
+        <form class="ask stack" onSubmit={(event) => act(event, () => session.rename(name.trim()))}>
+          <Field label={t("设备名称", "Device name")} value={name} onInput={setName} maxLength={64} />
+          {failure && <Notice kind="danger">{failure}</Notice>}
+          <div class="buttons">
+            <button type="submit" class="primary" disabled={name.trim() === ""}>
+              {t("保存", "Save")}
+            </button>
+            <button type="button" onClick={toggle}>
+              {t("取消", "Cancel")}
+            </button>
+          </div>
+        </form>
+      )}
+      {open && !own && (
+        <div class="ask stack">
+          <p>{t("移除这台设备？移除后需重新配对才能加入。", "Remove this device? It must pair again to rejoin.")}</p>
+          {failure && <Notice kind="danger">{t("移除失败：", "Couldn’t remove: ") + failure}</Notice>}
+          <div class="buttons">
+            <button type="button" class="danger" onClick={(event) => act(event, () => session.remove(device.id))}>
+              {t("移除", "Remove")}
+            </button>
+            <button type="button" onClick={toggle}>
+              {t("取消", "Cancel")}
+            </button>
+          </div>
+        </div>
+      )}
+    </li>
+  );
+}
+
+export function Devices({ session, now }: { session: Session; now: number }) {
+  const { devices } = session;
+  return (
+    <section>
+      <h2>
+        {t("设备", "Devices")} {devices.length > 0 && <span class="count">{devices.length}</span>}
+      </h2>
+      {devices.length > 0 && (
+        <ul class="card list">
+          {devices.map((device) => (
+            <DeviceRow key={device.id} session={session} device={device} now={now} />
+          ))}
+        </ul>
+      )}
+    </section>
+  );
+}

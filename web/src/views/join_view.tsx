@@ -1,0 +1,141 @@
+import { useRef, useState } from "preact/hooks";
+
+import { isUsableKey, JoinFlow, NotEncrypted, readInvitation } from "../join";
+import { t } from "../l10n";
+import { Session } from "../session";
+import { failureText, suggestedName } from "../texts";
+import { Field, Notice } from "./controls";
+import { PlainHttpNote } from "./plain_http_note";
+
+export interface Opened {
+  code: string;
+  key: string | null;
+}
+
+/** Joining by the link that opened the page, or by a link or code that is typed here. */
+export function JoinView(props: { session: Session; opened: Opened | null; onDone: () => void; onCancel?: () => void }) {
+  const { session, opened } = props;
+  const flow = useRef<JoinFlow>();
+  flow.current ??= new JoinFlow(session.crypto);
+  const [entry, setEntry] = useState("");
+  const [passphrase, setPassphrase] = useState("");
+  const [name, setName] = useState(() => suggestedName(navigator.userAgent, navigator.maxTouchPoints));
+  const [progress, setProgress] = useState<string | null>(null);
+  const [failure, setFailure] = useState<string | null>(null);
+
+  const invitation = opened ? { kind: "code" as const, ...opened } : readInvitation(entry, location.origin);
+  const code = invitation.kind === "code" ? invitation : null;
+  const needsPassphrase = code !== null && !isUsableKey(code.key);
+  const complete = code !== null && name.trim() !== "" && (!needsPassphrase || passphrase !== "");
+
+  const submit = async (event: Event) => {
+    event.preventDefault();
+    if (!complete || progress !== null) return;
+    setFailure(null);
+    setProgress(t("正在加入…", "Joining…"));
+    try {
+      const deriving = () => setProgress(t("正在生成加密密钥…", "Generating the encryption key…"));
+      const membership = await flow.current!.join(code.code, code.key, passphrase, name.trim(), deriving);
+      await session.adopt(membership);
+      props.onDone();
+    } catch (error) {
+      setProgress(null);
+      setFailure(
+        error instanceof NotEncrypted
+          ? t(
+              "服务器说这个设备组没有加密，此页面只加入加密的设备组。请在另一台设备上新建设备组。",
+              "The hub says that this group is not encrypted. This page joins encrypted groups only: make a new group on your other device.",
+            )
+          : failureText(error),
+      );
+    }
+  };
+
+  return (
+    <main class="join">
+      <img class="logo" src="/icon.svg" alt="" width="72" height="72" />
+      <h1>{t("加入设备组", "Join your group")}</h1>
+      <p class="lede">
+        {t(
+          "在这里接收你在其他设备上复制的文字，也可以发送。内容在设备上加密，只有你能读。",
+          "Get what you copy on your other devices, and send text to them. Encrypted on your devices, readable only by you.",
+        )}
+      </p>
+      {session.removed && (
+        <Notice kind="warning">
+          {t(
+            "此浏览器已被移出设备组。重新配对即可继续使用。",
+            "This browser was removed from its group. Pair again to continue.",
+          )}
+        </Notice>
+      )}
+      {session.phase === "member" && (
+        <Notice kind="warning">
+          {t(
+            "此浏览器已在一个设备组中。用这个链接加入后，会离开原来的设备组。",
+            "This browser is already in a group. If you join with this link, it leaves that one.",
+          )}
+        </Notice>
+      )}
+      <form class="card pad stack" onSubmit={submit}>
+        {!opened && (
+          <Field
+            label={t("配对链接或配对码", "Pairing link or code")}
+            value={entry}
+            onInput={(text) => {
+              setEntry(text);
+              setFailure(null);
+            }}
+            placeholder={t("链接，或 XXXX-XXXX", "Link, or XXXX-XXXX")}
+            code
+            note={
+              invitation.kind === "unknown"
+                ? t("还不是配对链接，也不是配对码。", "Neither a pairing link nor a pairing code yet.")
+                : t(
+                    "在另一台设备上点“添加设备”，即可得到链接和配对码。",
+                    "On your other device, choose “Add Device” to get a link and a code.",
+                  )
+            }
+          />
+        )}
+        {invitation.kind === "elsewhere" && (
+          <Notice kind="warning">
+            {t("这个链接属于另一个服务器：", "This link belongs to another hub: ")}
+            <a href={invitation.link} rel="noreferrer">
+              {invitation.server}
+            </a>
+          </Notice>
+        )}
+        {opened && !needsPassphrase && (
+          <Notice kind="success">
+            {t("链接已含加密密钥，不需要口令。", "The link carries the encryption key; no passphrase is needed.")}
+          </Notice>
+        )}
+        {needsPassphrase && (
+          <Field
+            label={t("设备组口令", "Group passphrase")}
+            value={passphrase}
+            onInput={setPassphrase}
+            secret
+            code
+            note={t(
+              "在另一台设备的设置里可以看到。它不会发送给服务器。",
+              "Your other device shows it in its settings. It is never sent to the hub.",
+            )}
+          />
+        )}
+        <Field label={t("设备名称", "Device name")} value={name} onInput={setName} maxLength={64} />
+        {failure && <Notice kind="danger">{failure}</Notice>}
+        <button type="submit" class="primary big" disabled={!complete || progress !== null}>
+          <span aria-live="polite">{progress ?? t("加入", "Join Group")}</span>
+        </button>
+        {props.onCancel && (
+          <button type="button" class="plain" onClick={props.onCancel}>
+            {t("留在现在的设备组", "Stay in the current group")}
+          </button>
+        )}
+      </form>
+      <PlainHttpNote />
+    </main>
+  );
+}

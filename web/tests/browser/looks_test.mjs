@@ -1,0 +1,151 @@
+// Every state of the page, on small and large screens, light and dark, in both languages: nothing runs
+// out of the screen, everything can be read, pressed and told apart. With SCREENSHOTS=FOLDER it also
+// leaves a picture of each there.
+import assert from "node:assert/strict";
+import { mkdirSync } from "node:fs";
+import { join as path } from "node:path";
+import { after, before, describe, it } from "node:test";
+
+import { join, openTab, send, shows } from "./page.mjs";
+import { Stage } from "./programs.mjs";
+
+const kWidths = { small: [320, 640], phone: [390, 844], desktop: [1200, 800] };
+const kPictures = process.env.SCREENSHOTS;
+if (kPictures) mkdirSync(kPictures, { recursive: true });
+
+/** In the page: what is wrong with what it shows now. */
+function faults() {
+  const found = [];
+  if (document.documentElement.scrollWidth > innerWidth) found.push(`wider than the screen: ${document.documentElement.scrollWidth}`);
+  const describe = (element) => `${element.tagName} ${element.className} "${(element.ariaLabel ?? element.textContent).slice(0, 30)}"`;
+
+  for (const control of document.querySelectorAll("button, input, textarea, summary")) {
+    const { width, height } = control.getBoundingClientRect();
+    if (width === 0) continue;
+    if (width < 43.5 || height < 43.5) found.push(`too small to press: ${describe(control)} ${width}x${height}`);
+    const name = control.ariaLabel || control.textContent || [...(control.labels ?? [])].map((label) => label.textContent).join("");
+    if (!name.trim()) found.push(`nameless: ${describe(control)}`);
+  }
+  const ids = [...document.querySelectorAll("[id]")].map(({ id }) => id);
+  if (new Set(ids).size !== ids.length) found.push(`an id twice: ${ids}`);
+
+  const parse = (color) => color.match(/[\d.]+/g).map(Number);
+  const luminance = ([r, g, b]) => {
+    const linear = [r, g, b].map((value) => ((value /= 255) <= 0.04045 ? value / 12.92 : ((value + 0.055) / 1.055) ** 2.4));
+    return 0.2126 * linear[0] + 0.7152 * linear[1] + 0.0722 * linear[2];
+  };
+  const background = (element) => {
+    for (let at = element; at; at = at.parentElement) {
+      const color = parse(getComputedStyle(at).backgroundColor);
+      if (color.length < 4 || color[3] > 0) return color;
+    }
+    return [255, 255, 255];
+  };
+  for (const element of document.querySelectorAll("body *")) {
+    const own = [...element.childNodes].some((node) => node.nodeType === Node.TEXT_NODE && node.data.trim());
+    if (!own || element.closest(":disabled, noscript") || element.getClientRects().length === 0) continue;
+    const [a, b] = [luminance(parse(getComputedStyle(element).color)), luminance(background(element))];
+    const contrast = (Math.max(a, b) + 0.05) / (Math.min(a, b) + 0.05);
+    if (contrast < 4.5) found.push(`contrast ${contrast.toFixed(2)}: ${describe(element)}`);
+  }
+  return found;
+}
+
+describe("how the page looks", { timeout: 240_000 }, () => {
+  let stage, hub, desktop, passphrase, browser;
+  before(async () => {
+    stage = await Stage.open();
+    hub = await stage.hub();
+    desktop = await stage.desktop("Studio");
+    passphrase = await desktop.createGroup(hub);
+    browser = await stage.browser({ args: ["--host-resolver-rules=MAP hub.lan 127.0.0.1"] });
+  });
+  after(() => stage?.close());
+
+  /** Looks at the state that the page is in, from all sides; in English at the end as at the start. */
+  async function look(page, name) {
+    const wrong = [];
+    for (const lang of ["zh", "en"]) {
+      await page.getByRole("button", { name: lang === "zh" ? "中文" : "English", exact: true }).click();
+      await page.locator(`html[lang=${lang}]`).waitFor();
+      for (const colorScheme of ["light", "dark"])
+        for (const [size, [width, height]] of Object.entries(kWidths)) {
+          await page.setViewportSize({ width, height });
+          await page.emulateMedia({ colorScheme, reducedMotion: "reduce" });
+          const here = `${name}-${size}-${colorScheme}-${lang}`;
+          for (const fault of await page.evaluate(faults)) wrong.push(`${here}: ${fault}`);
+          if (kPictures) await page.screenshot({ path: path(kPictures, `${here}.png`), fullPage: true });
+        }
+    }
+    assert.deepEqual(wrong, []);
+  }
+  const tab = async (address, options = {}) =>
+    openTab(await browser.newContext({ locale: "en-US", deviceScaleFactor: kPictures ? 2 : 1, ...options }), address);
+
+  it("while joining", async () => {
+    const page = await tab(hub.url);
+    await look(page, "join");
+    await page.getByLabel("Pairing link or code").fill("ABCD-2345");
+    await page.getByLabel("Group passphrase").fill("something");
+    await look(page, "join-code");
+    await page.getByRole("button", { name: "Join Group" }).click();
+    const refused = page.getByText("Invalid or expired");
+    await refused.waitFor();
+    await look(page, "join-refused");
+    await page.getByLabel("Pairing link or code").fill("https://a.rather.long.name.of.another.hub.example:8443/#pair=ABCD-2345");
+    assert.equal(await refused.count(), 0, "it was about another code");
+    await look(page, "join-elsewhere");
+    await page.context().close();
+  });
+
+  it("as a member", async () => {
+    const page = await tab((await desktop.pair()).link);
+    await look(page, "join-link");
+    await join(page, { name: "Pixel Tablet" });
+    await look(page, "member-empty");
+    for (const text of [
+      "https://example.org/a/rather/long/address/without/any/place/to/break/it/into/lines?and=a&query=as-well",
+      "Dinner at 7, table by the window.\nBring the blue folder!",
+      "会议改到周四下午三点，地点不变。",
+      "Meet me at the north entrance at 18:30 — I have both tickets.",
+    ]) {
+      await desktop.copy(text);
+      await shows(page, text.slice(0, 20));
+    }
+    await page.getByRole("button", { name: "Copy" }).first().click();
+    await send(page, "from the page");
+    await page.getByText("Sent to 1 device").waitFor();
+    await look(page, "member");
+    await page.getByRole("button", { name: "Rename" }).click();
+    await page.getByRole("button", { name: "Remove “Studio”" }).click();
+    await page.getByRole("button", { name: "Leave Group…" }).click();
+    await look(page, "member-asking");
+    await hub.kill();
+    await page.getByText("Offline — reconnecting…").waitFor();
+    await send(page, "into the void");
+    await page.getByText("Not sent").waitFor();
+    await look(page, "member-offline");
+    await hub.start();
+    await page.getByText("Connected · Encrypted").waitFor();
+    const [, own] = JSON.parse(await desktop.command("devices", "--json"));
+    await desktop.command("remove", own.id);
+    await page.getByText("was removed from its group").waitFor();
+    await look(page, "join-removed");
+    await page.context().close();
+  });
+
+  it("over plain http, with a wrong key, where nothing is kept", async () => {
+    const context = { permissions: [] };
+    const page = await tab("about:blank", context);
+    await page.addInitScript(() => (IDBFactory.prototype.open = () => { throw new DOMException("", "SecurityError"); }));
+    await page.goto(`http://hub.lan:${hub.port}/`);
+    await look(page, "http-join");
+    await join(page, { code: (await desktop.pair()).code, passphrase: passphrase + "x", name: "iPhone" });
+    await desktop.copy("not for this key");
+    await page.getByText("can’t be decrypted").waitFor();
+    await page.getByText("What to do").click();
+    await page.getByRole("button", { name: "Enter the passphrase again" }).click();
+    await look(page, "http-warnings");
+    await page.context().close();
+  });
+});
