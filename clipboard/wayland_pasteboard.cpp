@@ -68,7 +68,7 @@ void WaylandPasteboard::useSeat() {
     }
 }
 
-void WaylandPasteboard::setString(const QString& text) {
+void WaylandPasteboard::offer(const QString& text, bool secret) {
     const QByteArray utf8 = text.toUtf8();
     if (!available() || utf8.size() > kMaxClipboardBytes) {
         return;
@@ -76,8 +76,11 @@ void WaylandPasteboard::setString(const QString& text) {
     m_fetch.cancel();
     m_offer.reset();
     m_snapshot = {QStringList(kTextTypes.begin(), kTextTypes.end()), text};
+    if (secret) {
+        m_snapshot.types.append(kConcealedType);
+    }
     ++m_count;
-    auto source = std::make_unique<WaylandSource>(*m_connection, m_writes, utf8, m_mark,
+    auto source = std::make_unique<WaylandSource>(*m_connection, m_writes, utf8, secret, m_mark,
                                                   [this] { m_source.reset(); });
     m_device->setSelection(*source);
     // Only now may the one before go, or the clipboard would be empty for a moment.

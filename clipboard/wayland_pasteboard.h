@@ -28,13 +28,15 @@ public:
     [[nodiscard]] qint64 changeCount() const override { return m_count; }
     [[nodiscard]] QStringList types() const override { return m_snapshot.types; }
     [[nodiscard]] std::optional<QString> string() const override { return m_snapshot.text; }
-    void setString(const QString& text) override;
+    void setString(const QString& text) override { offer(text, false); }
+    void setSecret(const QString& text) override { offer(text, true); }
     void overlookChangeUnderWay() override { m_overlook = true; }
     [[nodiscard]] QString backend() const override { return QStringLiteral("wayland"); }
     [[nodiscard]] bool available() const override { return m_device != nullptr; }
     [[nodiscard]] QString unavailableReason() const override { return m_reason; }
 
 private:
+    void offer(const QString& text, bool secret);
     void use(std::unique_ptr<WaylandConnection> connection);
     void useSeat();
     void selected(std::unique_ptr<WaylandOffer> offer);

@@ -1,6 +1,7 @@
 #include "clipboard/wayland_source.h"
 
 #include "clipboard/clipboard_text.h"
+#include "clipboard/pasteboard.h"
 
 #include <ext-data-control-v1-client-protocol.h>
 
@@ -23,6 +24,8 @@ struct WaylandSource::Events {
         // Programs may ask for anything; what was not offered comes out empty, as the mark does.
         if (std::ranges::count(kTextTypes, wanted) > 0 || wanted == kAnyEncoding) {
             source.m_writes.add(std::move(pipe), encodeText(wanted, source.m_utf8));
+        } else if (wanted == kConcealedType || wanted == kPasswordHintType) {
+            source.m_writes.add(std::move(pipe), QByteArrayLiteral("secret"));
         }
     }
     static void cancelled(void* self, ext_data_control_source_v1*) {
@@ -32,7 +35,7 @@ struct WaylandSource::Events {
 };
 
 WaylandSource::WaylandSource(const WaylandConnection& connection, PipeWrites& writes,
-                             const QByteArray& utf8, const QString& mark,
+                             const QByteArray& utf8, bool secret, const QString& mark,
                              std::function<void()> replaced)
     : m_proxy(ext_data_control_manager_v1_create_data_source(connection.manager())),
       m_writes(writes), m_utf8(utf8), m_replaced(std::move(replaced)) {
@@ -47,6 +50,10 @@ WaylandSource::WaylandSource(const WaylandConnection& connection, PipeWrites& wr
     }
     offer(kAnyEncoding.toString().toLatin1());
     offer(mark.toLatin1());
+    if (secret) {
+        offer(kConcealedType.toString().toLatin1());
+        offer(kPasswordHintType.toString().toLatin1());
+    }
 }
 
 } // namespace sorrelwind

@@ -226,7 +226,12 @@ TEST_P(EveryProtocol, ServesOurTextAndKnowsItAgain) {
     pasteboard->setString(QStringLiteral("Grüß"));
     ASSERT_TRUE(waitFor([&] { return compositor.copies() == 2; }));
     EXPECT_EQ(readAll(compositor.paste("STRING")), QByteArray("Gr\xfc\xdf"));
+    EXPECT_FALSE(compositor.offered().contains("x-kde-passwordManagerHint"));
     EXPECT_EQ(pasteboard->changeCount(), 3);
+    pasteboard->setSecret(QStringLiteral("words"));
+    ASSERT_TRUE(waitFor([&] { return compositor.copies() == 3; }));
+    EXPECT_EQ(readAll(compositor.paste("x-kde-passwordManagerHint")), QByteArray("secret"));
+    EXPECT_TRUE(compositor.offered().contains("org.nspasteboard.ConcealedType"));
     EXPECT_EQ(changes, 1);
 
     compositor.copy({{kUtf8}, "theirs"});
