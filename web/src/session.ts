@@ -1,7 +1,7 @@
 import { HubApi, HubError } from "./api";
 import { canWriteAlone, copyUnasked } from "./clipboard";
 import { CryptoImplementation, isSealed, loadCrypto, openText, sealText } from "./crypto";
-import { keyFromPassphrase } from "./join";
+import { keyFromPassphrase, NotEncrypted } from "./join";
 import { readSetting, writeSetting } from "./settings";
 import { Membership, NotKept, Store } from "./store";
 import { SyncClient } from "./sync_client";
@@ -114,7 +114,8 @@ export class Session {
     const { membership } = this;
     if (!membership) return;
     const key = await keyFromPassphrase(await this.crypto(), membership.token, passphrase, () => undefined);
-    if (key) await this.keep({ ...membership, key });
+    if (key === null) throw new NotEncrypted();
+    await this.keep({ ...membership, key });
     this.warning = null;
     this.changed();
   }

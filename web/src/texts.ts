@@ -1,11 +1,17 @@
 import { HubError } from "./api";
 import { CryptoError } from "./crypto";
+import { NotEncrypted } from "./join";
 import { t } from "./l10n";
 import { Device } from "./wire";
 
 /** One sentence for any failure of a request. The hub's own texts are in English only. */
 export function failureText(error: unknown): string {
   if (error instanceof CryptoError) return t("密钥派生失败", "Couldn’t derive the encryption key");
+  if (error instanceof NotEncrypted)
+    return t(
+      "服务器说这个设备组没有加密，此页面只加入加密的设备组。请在另一台设备上新建设备组。",
+      "The hub says that this group is not encrypted. This page joins encrypted groups only: make a new group on your other device.",
+    );
   if (!(error instanceof HubError)) return t("出了问题，请重试。", "Something went wrong. Try again.");
   if (error.kind === "network") return t("无法连接服务器，请检查网络", "Can’t reach the hub — check your connection");
   if (error.kind === "decode") return t("服务器返回了无法识别的数据", "Unexpected response from the hub");

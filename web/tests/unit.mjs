@@ -15,6 +15,7 @@ try {
     outdir: folder,
     outExtension: { ".js": ".mjs" },
     bundle: true,
+    inject: ["unit/web_crypto.ts"],
     platform: "node",
     format: "esm",
     target: "node18",

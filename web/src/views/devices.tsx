@@ -19,7 +19,7 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
   const online = device.online && session.connection === "connected"; // else nobody knows
   const [open, setOpen] = useState(false);
   const [name, setName] = useState(device.name);
-  const [failure, setFailure] = useState<string | null>(null);
+  const [failure, setFailure] = useState<unknown>(null);
 
   const act = async (event: Event, what: () => Promise<void>) => {
     event.preventDefault();
@@ -28,7 +28,7 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
       await what();
       setOpen(false);
     } catch (error) {
-      setFailure(failureText(error));
+      setFailure(error);
     }
   };
   const toggle = () => {
@@ -63,7 +63,7 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
       {open && own && (
         <form class="ask stack" onSubmit={(event) => act(event, () => session.rename(name.trim()))}>
           <Field label={t("设备名称", "Device name")} value={name} onInput={setName} maxLength={64} />
-          {failure && <Notice kind="danger">{failure}</Notice>}
+          {failure !== null && <Notice kind="danger">{failureText(failure)}</Notice>}
           <div class="buttons">
             <button type="submit" class="primary" disabled={name.trim() === ""}>
               {t("保存", "Save")}
@@ -77,7 +77,9 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
       {open && !own && (
         <div class="ask stack">
           <p>{t("移除这台设备？移除后需重新配对才能加入。", "Remove this device? It must pair again to rejoin.")}</p>
-          {failure && <Notice kind="danger">{t("移除失败：", "Couldn’t remove: ") + failure}</Notice>}
+          {failure !== null && (
+            <Notice kind="danger">{t("移除失败：", "Couldn’t remove: ") + failureText(failure)}</Notice>
+          )}
           <div class="buttons">
             <button type="button" class="danger" onClick={(event) => act(event, () => session.remove(device.id))}>
               {t("移除", "Remove")}

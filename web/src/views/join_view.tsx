@@ -1,6 +1,6 @@
 import { useRef, useState } from "preact/hooks";
 
-import { isUsableKey, JoinFlow, NotEncrypted, readInvitation } from "../join";
+import { isUsableKey, JoinFlow, readInvitation } from "../join";
 import { t } from "../l10n";
 import { Session } from "../session";
 import { failureText, suggestedName } from "../texts";
@@ -20,8 +20,8 @@ export function JoinView(props: { session: Session; opened: Opened | null; onDon
   const [entry, setEntry] = useState("");
   const [passphrase, setPassphrase] = useState("");
   const [name, setName] = useState(() => suggestedName(navigator.userAgent, navigator.maxTouchPoints));
-  const [progress, setProgress] = useState<string | null>(null);
-  const [failure, setFailure] = useState<string | null>(null);
+  const [progress, setProgress] = useState<"joining" | "deriving" | null>(null);
+  const [failure, setFailure] = useState<unknown>(null);
 
   const invitation = opened ? { kind: "code" as const, ...opened } : readInvitation(entry, location.origin);
   const code = invitation.kind === "code" ? invitation : null;
@@ -32,22 +32,15 @@ export function JoinView(props: { session: Session; opened: Opened | null; onDon
     event.preventDefault();
     if (!complete || progress !== null) return;
     setFailure(null);
-    setProgress(t("正在加入…", "Joining…"));
+    setProgress("joining");
     try {
-      const deriving = () => setProgress(t("正在生成加密密钥…", "Generating the encryption key…"));
+      const deriving = () => setProgress("deriving");
       const membership = await flow.current!.join(code.code, code.key, passphrase, name.trim(), deriving);
       await session.adopt(membership);
       props.onDone();
     } catch (error) {
       setProgress(null);
-      setFailure(
-        error instanceof NotEncrypted
-          ? t(
-              "服务器说这个设备组没有加密，此页面只加入加密的设备组。请在另一台设备上新建设备组。",
-              "The hub says that this group is not encrypted. This page joins encrypted groups only: make a new group on your other device.",
-            )
-          : failureText(error),
-      );
+      setFailure(error);
     }
   };
 
@@ -125,9 +118,15 @@ export function JoinView(props: { session: Session; opened: Opened | null; onDon
           />
         )}
         <Field label={t("设备名称", "Device name")} value={name} onInput={setName} maxLength={64} />
-        {failure && <Notice kind="danger">{failure}</Notice>}
+        {failure !== null && <Notice kind="danger">{failureText(failure)}</Notice>}
         <button type="submit" class="primary big" disabled={!complete || progress !== null}>
-          <span aria-live="polite">{progress ?? t("加入", "Join Group")}</span>
+          <span aria-live="polite">
+            {progress === "joining"
+              ? t("正在加入…", "Joining…")
+              : progress === "deriving"
+                ? t("正在生成加密密钥…", "Generating the encryption key…")
+                : t("加入", "Join Group")}
+          </span>
         </button>
         {props.onCancel && (
           <button type="button" class="plain" onClick={props.onCancel}>

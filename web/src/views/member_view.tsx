@@ -37,15 +37,18 @@ function Status({ session }: { session: Session }) {
 /** Items that could not be opened: most likely another passphrase. */
 function Undecryptable({ session, device }: { session: Session; device: string }) {
   const [passphrase, setPassphrase] = useState<string | null>(null);
-  const [state, setState] = useState<string | null>(null);
+  const [deriving, setDeriving] = useState(false);
+  const [failure, setFailure] = useState<unknown>(null);
   const submit = async (event: Event) => {
     event.preventDefault();
-    setState(t("正在生成加密密钥…", "Generating the encryption key…"));
+    setDeriving(true);
+    setFailure(null);
     try {
       await session.rekey(passphrase ?? "");
     } catch (error) {
-      setState(failureText(error));
+      setFailure(error);
     }
+    setDeriving(false);
   };
   return (
     <Notice kind="warning">
@@ -65,10 +68,14 @@ function Undecryptable({ session, device }: { session: Session; device: string }
       ) : (
         <form class="stack" onSubmit={submit}>
           <Field label={t("设备组口令", "Group passphrase")} value={passphrase} onInput={setPassphrase} secret code />
-          <button type="submit" class="primary" disabled={passphrase === ""}>
+          <button type="submit" class="primary" disabled={passphrase === "" || deriving}>
             {t("使用这个口令", "Use this passphrase")}
           </button>
-          {state && <p role="status">{state}</p>}
+          <p role="status">
+            {deriving
+              ? t("正在生成加密密钥…", "Generating the encryption key…")
+              : failure !== null && failureText(failure)}
+          </p>
         </form>
       )}
     </Notice>

@@ -92,6 +92,9 @@ describe("how the page looks", { timeout: 240_000 }, () => {
     const refused = page.getByText("Invalid or expired");
     await refused.waitFor();
     await look(page, "join-refused");
+    await page.getByRole("button", { name: "中文" }).click();
+    await page.getByText("配对码无效或已过期").waitFor();
+    await page.getByRole("button", { name: "English" }).click();
     await page.getByLabel("Pairing link or code").fill("https://a.rather.long.name.of.another.hub.example:8443/#pair=ABCD-2345");
     assert.equal(await refused.count(), 0, "it was about another code");
     await look(page, "join-elsewhere");

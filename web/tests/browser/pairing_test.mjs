@@ -205,15 +205,16 @@ describe("over https, from the hub itself", { timeout: 60_000 }, () => {
       form.append("text", "shared by an app");
       return fetch("/share", { method: "POST", body: form, redirect: "manual" });
     });
-    const sent = new Promise((resolve) =>
+    // By the socket, or by REST while that is not open yet.
+    const sent = new Promise((resolve) => {
       page.on("websocket", (socket) =>
-        socket.on("framesent", ({ payload }) => String(payload).includes('"publish"') && resolve(JSON.parse(payload))),
-      ),
-    );
+        socket.on("framesent", ({ payload }) => String(payload).includes('"publish"') && resolve(JSON.parse(payload).item)),
+      );
+      page.on("request", (asked) => asked.url().endsWith("/items") && resolve(asked.postDataJSON()));
+    });
     await page.goto("about:blank");
     await page.goto(`${hub.url}/#shared`);
-    const frame = await sent;
-    assert.equal(opened(frame.item.payload), "shared by an app");
+    assert.equal(opened((await sent).payload), "shared by an app");
     assertSilent(page, "sealed elsewhere", "shared by", code);
   });
 });
