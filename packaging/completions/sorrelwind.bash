@@ -26,9 +26,10 @@ _sorrelwind() {
   case $command in
     '')
       options+=' --version'
-      commands='create join pair status devices remove rename pause resume leave quit'
+      commands='create join pair status devices remove rename send receive pause resume leave quit'
       ;;
     create | join) options+=' --server --name --passphrase-stdin' ;;
+    receive) options+=' --follow --null' ;;
     pair | status | devices) options+=' --json' ;;
   esac
   if [[ $cur == -* ]]; then
