@@ -22,7 +22,7 @@ _sorrelwind() {
     --server | --name) return ;;
   esac
 
-  local options='--help --config-dir --headless' commands=''
+  local options='--help --config-dir --headless --clipboard' commands=''
   case $command in
     '')
       options+=' --version'

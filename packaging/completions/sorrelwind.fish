@@ -3,6 +3,7 @@
 complete -c sorrelwind -f
 complete -c sorrelwind -s h -l help -d 'Show the options'
 complete -c sorrelwind -l config-dir -r -F -d 'Folder of account and preferences'
+complete -c sorrelwind -l clipboard -x -a 'x11 wayland' -d 'Which clipboard to use'
 complete -c sorrelwind -l headless -d 'Run the agent without icon and windows'
 complete -c sorrelwind -n __fish_use_subcommand -l version -d 'Show the version'
 
