@@ -141,11 +141,12 @@ TEST(Doctor, findsNothingWrongWithTheGuidesProxies) {
     for (const auto& c : cases) {
         const Authority authority(c.trusted);
         const auto diagnosis = examine(localTls(c.port));
-        for (const auto* about : {"address", "hub", "version", "proxy", "clock", "store", "large",
-                                  "websocket"})
+        for (const auto* about :
+             {"address", "hub", "version", "proxy", "clock", "store", "large", "websocket"})
             EXPECT_EQ(diagnosis.level(about), "ok")
                 << about << " behind " << c.name << " in " << diagnosis.text;
-        // The proxies listen on 127.0.0.1; where "localhost" is ::1 as well, that is worth a warning.
+        // The proxies listen on 127.0.0.1; where "localhost" is ::1 as well, that is worth a
+        // warning.
         EXPECT_NE(diagnosis.level("reachable"), "fail") << diagnosis.text;
         EXPECT_EQ(diagnosis.status, 0);
     }
