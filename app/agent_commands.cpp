@@ -103,6 +103,9 @@ QString sentence(ControlFailure reason, Lang lang) {
     if (reason == ControlFailure::notRunning)
         return pick(lang, u"Sorrelwind 没有在运行，请先启动：sorrelwind",
                     u"Sorrelwind is not running — start it with: sorrelwind");
+    if (reason == ControlFailure::forbidden)
+        return pick(lang, u"Sorrelwind 由另一个用户运行，请以那个用户的身份执行此命令",
+                    u"Sorrelwind is another user's here — run this command as that user");
     return pick(lang, u"正在运行的 Sorrelwind 没有回答，请重新启动它",
                 u"The running Sorrelwind does not answer — restart it");
 }
@@ -170,10 +173,10 @@ int follow(const CommandLine& line, Lang lang) {
         });
     if (refused)
         return fail(*refused);
-    return fail(reason == ControlFailure::notRunning
-                    ? sentence(reason, lang)
-                    : pick(lang, u"Sorrelwind 已结束，或本机已离开设备组",
-                           u"Sorrelwind has ended, or this device is no longer in the group"));
+    return fail(reason == ControlFailure::noAnswer
+                    ? pick(lang, u"Sorrelwind 已结束，或本机已离开设备组",
+                           u"Sorrelwind has ended, or this device is no longer in the group")
+                    : sentence(reason, lang));
 }
 
 } // namespace

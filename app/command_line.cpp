@@ -25,7 +25,9 @@ public:
         : m_lang(lang), m_app(toUtf8(say(u"让你的各台设备共享同一个文本剪贴板。",
                                          u"Keeps the text clipboard of your devices in step.")),
                               "sorrelwind") {
-        m_app.set_version_flag("--version", "sorrelwind " SORRELWIND_VERSION);
+        setLanguage();
+        m_app.set_version_flag("--version", "sorrelwind " SORRELWIND_VERSION,
+                               text(u"显示版本", u"Print the version"));
         m_app.require_subcommand(0, 1);
         m_app.fallthrough();
         m_app
@@ -50,7 +52,8 @@ public:
         join->add_option("LINK|CODE", m_argument,
                          text(u"配对链接或配对码；“-”表示从标准输入读取，这样其他用户看不到",
                               u"Pairing link or code; \"-\" reads it from standard input, where no "
-                              u"other user can see it"));
+                              u"other user can see it"))
+            ->type_name("");
         addMembership(join);
         addJson(
             command("pair", u"显示配对码、链接和二维码", u"Show pairing code, link and QR code"));
@@ -58,17 +61,20 @@ public:
         addJson(command("devices", u"列出组内设备", u"List the devices of the group"));
         command("remove", u"移除组内另一台设备", u"Remove another device from the group")
             ->add_option("ID", m_argument, text(u"设备编号，见 devices", u"Its id, see devices"))
+            ->type_name("")
             ->required()
             ->check(notEmpty());
         command("rename", u"重命名本机", u"Rename this device")
             ->add_option("NAME", m_argument, text(u"新名称", u"The new name"))
+            ->type_name("")
             ->required()
             ->check(notEmpty());
         command("send", u"把文本发给组内其他设备", u"Send a text to the other devices")
             ->add_option("TEXT", m_argument,
                          text(u"要发送的文本；省略或“-”表示从标准输入读取，这样其他用户看不到",
                               u"The text; without it, or as \"-\", it is read from standard "
-                              u"input, where no other user can see it"));
+                              u"input, where no other user can see it"))
+            ->type_name("");
         auto* receive = command("receive", u"输出最近收到的文本",
                                 u"Print the newest text received from another device");
         receive->add_flag("-f,--follow", m_result.follow,
@@ -118,6 +124,25 @@ private:
     QString say(const char16_t* zh, const char16_t* en) const { return pick(m_lang, zh, en); }
     std::string text(const char16_t* zh, const char16_t* en) const { return toUtf8(say(zh, en)); }
 
+    // What the library itself says is English; subcommands inherit all of this.
+    void setLanguage() {
+        m_app.option_defaults()->group(text(u"选项", u"Options"));
+        m_app.set_help_flag("-h,--help", text(u"显示这份说明", u"Print this help"))
+            ->group(text(u"选项", u"Options"));
+        m_app.group(text(u"命令", u"Commands"));
+        const auto labels = m_app.get_formatter();
+        labels->label("Usage", text(u"用法", u"Usage"));
+        labels->label("OPTIONS", text(u"选项", u"OPTIONS"));
+        labels->label("SUBCOMMAND", text(u"命令", u"COMMAND"));
+        labels->label("Positionals", text(u"参数", u"Arguments"));
+        labels->label("REQUIRED", text(u"（必需）", u"(required)"));
+        m_app.failure_message([this](const CLI::App*, const CLI::Error& error) {
+            return toUtf8(say(u"命令行有误（%1）。用法见：sorrelwind --help\n",
+                              u"%1. See: sorrelwind --help\n")
+                              .arg(QString::fromUtf8(error.what())));
+        });
+    }
+
     // An unset variable on the command line must not pass for the usual value.
     CLI::Validator notEmpty() const {
         const std::string complaint = text(u"不能为空", u"must not be empty");
@@ -130,7 +155,9 @@ private:
     }
 
     CLI::App* command(const char* name, const char16_t* zh, const char16_t* en) {
-        return m_app.add_subcommand(name, text(zh, en));
+        CLI::App* added = m_app.add_subcommand(name, text(zh, en));
+        added->get_help_ptr()->group(text(u"选项", u"Options")); // the only thing not inherited
+        return added;
     }
     void addJson(CLI::App* command) {
         command->add_flag("--json", m_result.json, text(u"以 JSON 输出", u"Print JSON"));

@@ -7,12 +7,16 @@ namespace sorrelwind {
 
 namespace {
 
-bool ask(QLocalSocket& socket, const QString& configDir, const ControlRequest& request) {
+Result<void, ControlFailure> ask(QLocalSocket& socket, const QString& configDir,
+                                 const ControlRequest& request) {
     socket.connectToServer(controlSocketPath(configDir));
-    if (!socket.waitForConnected(5'000))
-        return false;
+    if (!socket.waitForConnected(5'000)) {
+        return failure(socket.error() == QLocalSocket::SocketAccessError
+                           ? ControlFailure::forbidden
+                           : ControlFailure::notRunning);
+    }
     socket.write(request.toLine());
-    return true;
+    return {};
 }
 
 std::optional<ControlReply> nextReply(QLocalSocket& socket, QDeadlineTimer deadline) {
@@ -28,8 +32,8 @@ std::optional<ControlReply> nextReply(QLocalSocket& socket, QDeadlineTimer deadl
 Result<ControlReply, ControlFailure> askAgent(const QString& configDir,
                                               const ControlRequest& request) {
     QLocalSocket socket;
-    if (!ask(socket, configDir, request))
-        return failure(ControlFailure::notRunning);
+    if (const auto asked = ask(socket, configDir, request); !asked)
+        return failure(asked.error());
     // A request to a hub that dribbles takes two minutes to fail.
     auto reply = nextReply(socket, QDeadlineTimer(130'000));
     if (!reply)
@@ -40,8 +44,8 @@ Result<ControlReply, ControlFailure> askAgent(const QString& configDir,
 ControlFailure followAgent(const QString& configDir, const ControlRequest& request,
                            const std::function<void(const ControlReply&)>& onReply) {
     QLocalSocket socket;
-    if (!ask(socket, configDir, request))
-        return ControlFailure::notRunning;
+    if (const auto asked = ask(socket, configDir, request); !asked)
+        return asked.error();
     while (const auto reply = nextReply(socket, QDeadlineTimer(QDeadlineTimer::Forever)))
         onReply(*reply);
     return ControlFailure::noAnswer;

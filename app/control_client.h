@@ -11,6 +11,7 @@ namespace sorrelwind {
 
 enum class ControlFailure {
     notRunning, // nobody listens in this config directory
+    forbidden,  // the directory, or the agent in it, is another user's
     noAnswer,   // the agent did not answer in time, or not as it should
 };
 
