@@ -145,7 +145,7 @@ void SyncClient::perform(const SyncMachine::SendPing&) {
 
 void SyncClient::perform(const SyncMachine::StartCheckTimer& action) {
     QTimer::singleShot(m_intervals.checkTimeout, Qt::PreciseTimer, this,
-                       [this, id = action.connection] { run(m_machine.checkDue(id)); });
+                       [this, id = action.check] { run(m_machine.checkDue(id)); });
 }
 
 void SyncClient::perform(const SyncMachine::StartHeartbeat&) {

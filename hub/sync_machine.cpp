@@ -31,6 +31,7 @@ SyncMachine::Actions SyncMachine::connect() {
     setState(SyncState::connecting, actions);
     m_connection = ++m_lastConnection;
     m_awaitingPong = false;
+    m_check.reset();
     actions.push_back(OpenSocket{*m_connection});
     actions.push_back(StartHeartbeat{});
     return actions;
@@ -56,12 +57,12 @@ SyncMachine::Actions SyncMachine::nudge() {
 SyncMachine::Actions SyncMachine::check() {
     if (m_closed || m_state != SyncState::connected || !m_connection)
         return {};
-    m_awaitingPong = true;
-    return {SendPing{}, StartCheckTimer{*m_connection}};
+    m_check = ++m_lastCheck; // an earlier one has no say any more
+    return {SendPing{}, StartCheckTimer{m_lastCheck}};
 }
 
-SyncMachine::Actions SyncMachine::checkDue(quint64 connection) {
-    if (connection != m_connection || !m_awaitingPong)
+SyncMachine::Actions SyncMachine::checkDue(quint64 check) {
+    if (check != m_check || !m_connection)
         return {};
     return connect();
 }
@@ -122,8 +123,10 @@ SyncMachine::Actions SyncMachine::heartbeatDue() {
 }
 
 SyncMachine::Actions SyncMachine::ponged(quint64 connection) {
-    if (connection == m_connection)
+    if (connection == m_connection) {
         m_awaitingPong = false;
+        m_check.reset();
+    }
     return {};
 }
 

@@ -36,7 +36,7 @@ public:
     };
     struct SendPing {};
     struct StartCheckTimer {
-        quint64 connection;
+        quint64 check;
     };                        // then answer with checkDue()
     struct StartHeartbeat {}; // tick every kHeartbeat, from now
     struct StopHeartbeat {};
@@ -90,7 +90,7 @@ public:
     [[nodiscard]] Actions lost(quint64 connection); // closed, failed, or never came up
     [[nodiscard]] Actions received(quint64 connection, const QByteArray& utf8);
     [[nodiscard]] Actions heartbeatDue();
-    [[nodiscard]] Actions checkDue(quint64 connection);
+    [[nodiscard]] Actions checkDue(quint64 check);
     [[nodiscard]] Actions ponged(quint64 connection);
     [[nodiscard]] Actions probed(ProbeResult result);
     [[nodiscard]] Actions reconnectDue();
@@ -108,7 +108,9 @@ private:
     quint64 m_lastConnection = 0;
     int m_attempts = 0; // reconnects since the last successful open
     bool m_closed = false;
-    bool m_awaitingPong = false;
+    bool m_awaitingPong = false;    // of the heartbeat
+    std::optional<quint64> m_check; // not answered yet
+    quint64 m_lastCheck = 0;
     std::vector<OutgoingItem> m_pending; // published, not yet acknowledged, oldest first
 };
 

@@ -21,7 +21,7 @@ struct Describe {
     Text operator()(const Machine::SendPublish& a) const { return "send " + text(a.item.id); }
     Text operator()(const Machine::SendPing&) const { return "ping"; }
     Text operator()(const Machine::StartCheckTimer& a) const {
-        return "check " + std::to_string(a.connection);
+        return "check " + std::to_string(a.check);
     }
     Text operator()(const Machine::StartHeartbeat&) const { return "heart on"; }
     Text operator()(const Machine::StopHeartbeat&) const { return "heart off"; }
@@ -192,13 +192,16 @@ const Story kStories[] = {
       {"check", "ping, check 1"},
       {"ponged 1", ""},
       {"unchecked 1", ""},
-      {"check", "ping, check 1"},
-      {"unchecked 1", "connecting, open 2, heart on"},
-      {"unchecked 1", ""},
+      {"check", "ping, check 2"},
+      {"unchecked 1", ""}, // the time of an earlier check is not that of this one
+      {"tick", "ping"},    // nor is its pong late for the heartbeat
+      {"unchecked 2", "connecting, open 2, heart on"},
+      {"unchecked 2", ""},
       {"opened 2", "connected"},
       {"tick", "ping"}, // what the old one owed is not asked of the new one
+      {"check", "ping, check 3"},
       {"shutdown", "no reconnect, heart off, close"},
-      {"unchecked 2", ""},
+      {"unchecked 3", ""},
       {"check", ""}}},
     {"AProbeThatEndsAfterANudgeStillReplacesTheConnection",
      {kConnect,
