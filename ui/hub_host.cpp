@@ -16,6 +16,7 @@
 
 #include <sys/prctl.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 
@@ -27,7 +28,9 @@ using namespace std::chrono_literals;
 
 const QString kPreference = QStringLiteral("hostHub");
 const QString kAddress = QStringLiteral("hostHubAddress");
-constexpr auto kRestartAfter = 10s;
+constexpr std::chrono::milliseconds kRestartAfter =
+    10s; // twice as long each time that it does not help
+constexpr std::chrono::milliseconds kRestartAtMost = 5min;
 constexpr auto kChildPatience = 3s; // for a polite end
 constexpr int kTries = 100;         // of 0.1 s, until the hub answers
 
@@ -109,9 +112,19 @@ Task<> HubHost::look() {
         setRunning(co_await serviceRuns());
 }
 
+std::chrono::milliseconds HubHost::longerRest() const {
+    return std::min(m_restart.intervalAsDuration() * 2, kRestartAtMost);
+}
+
 Task<> HubHost::revive() {
+    if (!portIsFree()) { // whoever answers there is not ours
+        m_restart.start(longerRest());
+        co_return;
+    }
     startChild();
-    setRunning(co_await answers());
+    const bool up = co_await answers();
+    setRunning(up);
+    m_restart.setInterval(up ? kRestartAfter : longerRest());
 }
 
 Task<bool> HubHost::systemdWorks() const {
@@ -135,6 +148,7 @@ bool HubHost::portIsFree() const {
 
 void HubHost::start(Started done) {
     m_wanted = true;
+    m_restart.setInterval(kRestartAfter);
     m_onStarted = std::move(done);
     m_onStopped = {};
     if (!m_settling)

@@ -9,6 +9,7 @@
 #include <QProcess>
 #include <QTimer>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -24,7 +25,8 @@ class Defaults;
 class HubHost final : public QObject {
     Q_OBJECT
 public:
-    static constexpr quint16 kPort = 8787;
+    // Not 8787: there a hub that came as a package, or for this computer alone, listens.
+    static constexpr quint16 kPort = 8788;
 
     struct Options {
         QString program = findProgram(); // empty: not installed
@@ -87,6 +89,7 @@ private:
     [[nodiscard]] bool portIsFree() const;
     void startChild();
     Task<> endChild();
+    [[nodiscard]] std::chrono::milliseconds longerRest() const;
     void remember(Mode mode);
     void setRunning(bool running);
 

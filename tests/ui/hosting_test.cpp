@@ -96,7 +96,7 @@ TEST(Hosting, UnitQuotesWhatSystemdWouldReadOtherwise) {
 
 TEST(Hosting, CommandLine) {
     HubHost::Options options;
-    EXPECT_EQ(HubHost::arguments(options), QStringList({u"--listen"_qs, u"0.0.0.0:8787"_qs}));
+    EXPECT_EQ(HubHost::arguments(options), QStringList({u"--listen"_qs, u"0.0.0.0:8788"_qs}));
     options.listen = QHostAddress(QHostAddress::LocalHost);
     options.port = 99;
     options.dataDir = u"/a b"_qs;
@@ -235,10 +235,10 @@ TEST_F(HostTest, RunsAsAServiceWhereThereIsOne) {
     EXPECT_TRUE(waitFor([&] { return !listens(); }));
     EXPECT_FALSE(again.hosts() || QFileInfo::exists(hubUnitPath()));
     QByteArray asked = systemd.log();
-    asked.replace("is-active --quiet sorrelwind-hub.service\n", "");
+    asked.replace("is-active --quiet sorrelwind-hosted-hub.service\n", "");
     asked.replace("show --property=Version\n", "");
-    EXPECT_EQ(asked, QByteArray("daemon-reload\nenable --now sorrelwind-hub.service\n"
-                                "disable --now sorrelwind-hub.service\ndaemon-reload\n"));
+    EXPECT_EQ(asked, QByteArray("daemon-reload\nenable --now sorrelwind-hosted-hub.service\n"
+                                "disable --now sorrelwind-hosted-hub.service\ndaemon-reload\n"));
 }
 
 } // namespace

@@ -69,7 +69,7 @@ private:
 cd "$(dirname "$0")"
 shift # --user
 echo "$*" >> log
-unit=$XDG_CONFIG_HOME/systemd/user/sorrelwind-hub.service
+unit=$XDG_CONFIG_HOME/systemd/user/sorrelwind-hosted-hub.service
 case $1 in
   is-active) test -f pid ;;
   enable) eval "exec $(sed -n s/^ExecStart=//p "$unit")" > /dev/null 2>&1 & echo $! > pid ;;

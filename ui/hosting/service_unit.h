@@ -6,9 +6,9 @@
 
 namespace sorrelwind {
 
-// The hub as a service of the user's own systemd.
+// The hub as a service of the user's own systemd, under a name that nobody else's unit has.
 
-inline constexpr QLatin1StringView kHubUnit{"sorrelwind-hub.service"};
+inline constexpr QLatin1StringView kHubUnit{"sorrelwind-hosted-hub.service"};
 
 /// Where the unit file stands: "systemd/user" in XDG_CONFIG_HOME, else in ~/.config.
 [[nodiscard]] QString hubUnitPath();
