@@ -65,19 +65,19 @@ void OnboardingWindowController::create() {
     }
     page.showProgress(m_services.l10n.text(u"正在启动服务器…", u"Starting the hub…"));
     m_startedHub = m_startedHub || !m_services.hubHost.hosts();
-    m_services.hubHost.start(
-        [self = QPointer(this), wish](const Result<QString, Sentence>& address) {
-            if (!self || !self->m_flow)
-                return;
-            CreatePage& form = self->m_view->createPage();
-            if (!address) {
-                self->fail(form, address.error());
-                return;
-            }
-            MembershipFlow::Wish hosted = wish;
-            hosted.server = *address;
-            self->makeMembership(form, hosted);
-        });
+    m_services.hubHost.start([self = QPointer(this), flow = QPointer(m_flow.get()),
+                              wish](const Result<QString, Sentence>& address) {
+        if (!self || !flow || self->m_flow.get() != flow)
+            return; // cancelled, and perhaps something else begun
+        CreatePage& form = self->m_view->createPage();
+        if (!address) {
+            self->fail(form, address.error());
+            return;
+        }
+        MembershipFlow::Wish hosted = wish;
+        hosted.server = *address;
+        self->makeMembership(form, hosted);
+    });
 }
 
 void OnboardingWindowController::join() {

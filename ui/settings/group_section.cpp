@@ -104,8 +104,10 @@ Task<> GroupSection::leaveGroup() {
     render();
     const bool stopHub = hubGoesWithGroup();
     co_await m_model.leaveGroup();
-    if (stopHub)
+    if (stopHub) {
         m_services.hubHost.stop();
+        m_switching = false; // a start under way is not told of its end
+    }
     m_leaving = false;
     m_question = Question::none;
     render();
