@@ -258,6 +258,10 @@ int Doctor::run() {
             signals.cancel();
         });
         io.run();
+        if (m_interrupted && !m_guest) { // a name server that does not answer is not waited for
+            say({Level::fail, "doctor", "interrupted"});
+            std::_Exit(1);
+        }
     }
     if (m_guest) {
         net::co_spawn(leaving, leave(), note);

@@ -116,7 +116,8 @@ Site::Site(const fs::path& folder) : m_isFolder(true) {
             continue;
         auto content = contentOf(file, kMaxBytes - total);
         total += content.size();
-        add('/' + fs::relative(file, folder).generic_string(), typeOf(file), std::move(content));
+        add('/' + file.lexically_relative(folder).generic_string(), typeOf(file),
+            std::move(content));
     }
     if (error)
         throw StartError("cannot read the folder " + folder.string() + ": " + error.message());
