@@ -101,7 +101,10 @@ private:
 class WaylandBarrier {
 public:
     void raise(WaylandConnection& connection, std::function<void()> passed);
-    void drop() { m_callback.reset(); }
+    void drop() {
+        m_callback.reset();
+        m_passed = {}; // it may hold what was copied
+    }
     [[nodiscard]] bool pending() const { return m_callback != nullptr; }
 
 private:

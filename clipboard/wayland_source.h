@@ -13,8 +13,8 @@ namespace sorrelwind {
 /// a mark by which our own copy is known when the compositor announces it. Owned by the pasteboard.
 class WaylandSource {
 public:
-    /// `mark` is one more type; a secret bears the marks of secrets as well. `replaced` is called when the text is on the clipboard no more, and
-    /// may destroy the source.
+    /// `mark` is one more type; a secret bears the marks of secrets as well. `replaced` is called
+    /// when the text is on the clipboard no more, and may destroy the source.
     WaylandSource(const WaylandConnection& connection, PipeWrites& writes, const QByteArray& utf8,
                   bool secret, const QString& mark, std::function<void()> replaced);
     WaylandSource(const WaylandSource&) = delete;
