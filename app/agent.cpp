@@ -72,12 +72,12 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
         return kExitDone;
     }
     if (!lock) {
-        return fail(
-            l10n.text(u"Sorrelwind 已经在使用 %1 运行。用 sorrelwind status 查看它，或用 "
+        say(l10n.text(u"Sorrelwind 已经在使用 %1 运行。用 sorrelwind status 查看它，或用 "
                       u"--config-dir 另选一个文件夹。",
                       u"Sorrelwind is running on %1 already — see it with: sorrelwind status, "
                       u"or name another directory with --config-dir.")
                 .arg(store.dir()));
+        return kExitRunning;
     }
 
     // A large copy passes through several buffers; their memory goes back to the system with them
@@ -104,7 +104,7 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     QObject::connect(pasteboard.get(), &Pasteboard::ended, QCoreApplication::instance(),
                      [] { QCoreApplication::exit(kExitFailed); });
     AppModel model({store, *pasteboard, network, l10n, prefs});
-    ControlServer control(model, store, *pasteboard, l10n);
+    ControlServer control(model, store, l10n);
     if (const auto listening = control.listen(controlSocketPath(store.dir())); !listening) {
         return fail(
             l10n.text(u"无法在 %1 中建立控制接口：%2。请用 --config-dir 换一个路径较短的文件夹。",

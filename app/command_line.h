@@ -25,13 +25,14 @@ struct CommandLine {
     bool passphraseFromStdin = false;
     std::optional<QString> server; // canonical
     std::optional<QString> name;
-    QString argument; // of join, remove, rename, send
+    QString argument; // of join, remove, rename, send; null when not given
 };
 
 /// Exit codes of the program.
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1; // the reason is on stderr
 inline constexpr int kExitUsage = 2;
+inline constexpr int kExitRunning = 3; // an agent runs already; services need not try again
 
 /// The choice as --clipboard takes it; none for the automatic one.
 [[nodiscard]] QString clipboardChoiceName(ClipboardChoice choice);
