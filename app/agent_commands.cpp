@@ -3,12 +3,12 @@
 #include "app/control_client.h"
 #include "app/terminal_qr.h"
 #include "base/printable.h"
+#include "clipboard/clipboard_text.h"
 #include "core/device_display.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocale>
-#include <QStringDecoder>
 
 #include <array>
 #include <cstdio>
@@ -117,7 +117,7 @@ int fail(const QString& reason, int code = kExitFailed) {
 
 // What is to be sent: the argument, or standard input.
 int readText(QString& text, Lang lang) {
-    if (text.isEmpty() || text == QLatin1StringView("-")) {
+    if (text.isNull() || text == QLatin1StringView("-")) {
         QByteArray bytes;
         std::array<char, 65536> chunk;
         while (const size_t length = std::fread(chunk.data(), 1, chunk.size(), stdin)) {
@@ -128,26 +128,26 @@ int readText(QString& text, Lang lang) {
         if (bytes.size() > kMaxClipboardBytes)
             return fail(
                 pick(lang, u"文本超过 16 MiB，太大了", u"The text is over 16 MiB — too large"));
-        QStringDecoder decoder(QStringDecoder::Utf8);
-        text = decoder(bytes);
-        if (decoder.hasError())
+        if (!bytes.isValidUtf8())
             return fail(
                 pick(lang, u"标准输入不是 UTF-8 文本", u"Standard input is not text in UTF-8"));
+        text = *decodeText(kTextTypes.front(), bytes);
     }
     if (text.isEmpty())
         return fail(pick(lang, u"没有要发送的文本", u"There is no text to send"), kExitUsage);
     return kExitDone;
 }
 
-// One text alone is written as it is, for files and pipes; several need an end each.
-void printText(const QString& text, const CommandLine& line, bool endLine) {
+// One text alone is written as it is, for files and pipes; several need an end each. False when
+// nobody takes them any more.
+bool printText(const QString& text, const CommandLine& line, bool endLine) {
     const QByteArray bytes = text.toUtf8();
     std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stdout);
     if (line.nullEnded)
         std::fputc('\0', stdout);
     else if (endLine && !bytes.endsWith('\n'))
         std::fputc('\n', stdout);
-    std::fflush(stdout);
+    return std::fflush(stdout) == 0;
 }
 
 void printSent(const QJsonObject& result, Lang lang) {
@@ -155,8 +155,8 @@ void printSent(const QJsonObject& result, Lang lang) {
     if (!recipients.isDouble())
         print(pick(lang, u"已发送", u"Sent"));
     else if (recipients.toInt() == 0)
-        print(pick(lang, u"已发送；其他设备都不在线，上线后会收到",
-                   u"Sent — no other device is online; they get it when they are"));
+        print(pick(lang, u"已发送；现在没有其他设备在线，服务器会暂时保留它",
+                   u"Sent — no other device is online now; the hub keeps it for a while"));
     else
         print(pick(lang, u"已发送到 %1 台设备", u"Sent to %1 of the other devices")
                   .arg(recipients.toInt()));
@@ -166,13 +166,13 @@ int follow(const CommandLine& line, Lang lang) {
     std::optional<QString> refused;
     const ControlFailure reason = followAgent(
         line.configDir, {line.command, QStringLiteral("follow")}, [&](const ControlReply& reply) {
-            if (reply.error)
-                refused = reply.error;
-            else
-                printText(textOf(reply.result, "text"), line, true);
+            refused = reply.error;
+            return !refused && printText(textOf(reply.result, "text"), line, true);
         });
     if (refused)
         return fail(*refused);
+    if (std::ferror(stdout) != 0)
+        return kExitFailed;
     return fail(reason == ControlFailure::noAnswer
                     ? pick(lang, u"Sorrelwind 已结束，或本机已离开设备组",
                            u"Sorrelwind has ended, or this device is no longer in the group")

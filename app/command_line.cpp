@@ -102,7 +102,8 @@ public:
             if (clipboardChoiceName(choice).toStdString() == m_clipboard)
                 m_result.clipboard = choice;
         }
-        m_result.argument = QString::fromStdString(m_argument);
+        if (m_argument)
+            m_result.argument = QString::fromStdString(*m_argument);
         if (!m_name.empty())
             m_result.name = QString::fromStdString(m_name);
         if (!m_server.empty()) {
@@ -129,13 +130,13 @@ private:
         m_app.option_defaults()->group(text(u"选项", u"Options"));
         m_app.set_help_flag("-h,--help", text(u"显示这份说明", u"Print this help"))
             ->group(text(u"选项", u"Options"));
-        m_app.group(text(u"命令", u"Commands"));
+        m_app.group(text(u"命令", u"Subcommands"));
         const auto labels = m_app.get_formatter();
         labels->label("Usage", text(u"用法", u"Usage"));
         labels->label("OPTIONS", text(u"选项", u"OPTIONS"));
-        labels->label("SUBCOMMAND", text(u"命令", u"COMMAND"));
-        labels->label("Positionals", text(u"参数", u"Arguments"));
-        labels->label("REQUIRED", text(u"（必需）", u"(required)"));
+        labels->label("SUBCOMMAND", text(u"命令", u"SUBCOMMAND"));
+        labels->label("Positionals", text(u"参数", u"Positionals"));
+        labels->label("REQUIRED", text(u"（必需）", u"REQUIRED"));
         m_app.failure_message([this](const CLI::App*, const CLI::Error& error) {
             return toUtf8(say(u"命令行有误（%1）。用法见：sorrelwind --help\n",
                               u"%1. See: sorrelwind --help\n")
@@ -188,7 +189,7 @@ private:
     std::string m_clipboard;
     std::string m_server;
     std::string m_name;
-    std::string m_argument;
+    std::optional<std::string> m_argument;
 };
 
 } // namespace

@@ -42,12 +42,15 @@ Result<ControlReply, ControlFailure> askAgent(const QString& configDir,
 }
 
 ControlFailure followAgent(const QString& configDir, const ControlRequest& request,
-                           const std::function<void(const ControlReply&)>& onReply) {
+                           const std::function<bool(const ControlReply&)>& onReply) {
     QLocalSocket socket;
     if (const auto asked = ask(socket, configDir, request); !asked)
         return asked.error();
-    while (const auto reply = nextReply(socket, QDeadlineTimer(QDeadlineTimer::Forever)))
-        onReply(*reply);
+    for (;;) {
+        const auto reply = nextReply(socket, QDeadlineTimer(QDeadlineTimer::Forever));
+        if (!reply || !onReply(*reply))
+            break;
+    }
     return ControlFailure::noAnswer;
 }
 

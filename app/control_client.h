@@ -19,8 +19,9 @@ enum class ControlFailure {
 [[nodiscard]] Result<ControlReply, ControlFailure> askAgent(const QString& configDir,
                                                             const ControlRequest& request);
 
-/// Asks, and hands over every reply until the agent closes the connection. Returns why it ended.
+/// Asks, and hands over every reply until the agent closes the connection or `onReply` says that it
+/// wants no more. Returns why it ended.
 [[nodiscard]] ControlFailure followAgent(const QString& configDir, const ControlRequest& request,
-                                         const std::function<void(const ControlReply&)>& onReply);
+                                         const std::function<bool(const ControlReply&)>& onReply);
 
 } // namespace sorrelwind

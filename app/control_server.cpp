@@ -77,9 +77,8 @@ QJsonValue activityJson(const std::optional<Activity>& activity) {
 
 } // namespace
 
-ControlServer::ControlServer(AppModel& model, const AccountStore& store,
-                             const Pasteboard& pasteboard, const L10n& l10n)
-    : m_model(model), m_store(store), m_pasteboard(pasteboard), m_l10n(l10n) {
+ControlServer::ControlServer(AppModel& model, const AccountStore& store, const L10n& l10n)
+    : m_model(model), m_store(store), m_l10n(l10n) {
     connect(&m_server, &QLocalServer::newConnection, this, &ControlServer::accept);
 }
 
@@ -129,9 +128,17 @@ void ControlServer::read(QLocalSocket* socket) {
 }
 
 void ControlServer::send(QLocalSocket* socket, const QString& text) {
-    m_model.send(text, [socket = QPointer(socket)](const AppModel::Sent& sent) {
+    // With the group goes whatever was on its way.
+    connect(&m_model, &AppModel::changed, socket, [this, socket] {
+        if (m_model.phase() == AppModel::Phase::running)
+            return;
+        m_model.disconnect(socket);
+        finish(*socket, inNoGroup());
+    });
+    m_model.send(text, [this, socket = QPointer(socket)](const AppModel::Sent& sent) {
         if (!socket)
             return;
+        m_model.disconnect(socket);
         ControlReply reply;
         if (!sent)
             reply.error = sent.error();
@@ -183,10 +190,7 @@ Task<ControlReply> ControlServer::answer(ControlRequest request) {
     if (command == QLatin1StringView("reload"))
         co_return takeUpAccount();
     if (m_model.phase() != AppModel::Phase::running) {
-        co_return outcome(
-            m_l10n.text(u"本机还没有加入设备组，请先运行 sorrelwind create 或 sorrelwind join",
-                        u"This device is in no group yet — run: sorrelwind create, "
-                        u"or: sorrelwind join"));
+        co_return inNoGroup();
     }
     if (command == QLatin1StringView("devices"))
         co_return ControlReply{devices(), {}};
@@ -229,6 +233,13 @@ Task<ControlReply> ControlServer::pair() {
     co_return ControlReply{json, {}};
 }
 
+ControlReply ControlServer::inNoGroup() const {
+    return outcome(
+        m_l10n.text(u"本机还没有加入设备组，请先运行 sorrelwind create 或 sorrelwind join",
+                    u"This device is in no group yet — run: sorrelwind create, "
+                    u"or: sorrelwind join"));
+}
+
 ControlReply ControlServer::show() {
     if (!onShow)
         return outcome(m_l10n.text(u"正在运行的 Sorrelwind 没有窗口",
@@ -250,6 +261,7 @@ ControlReply ControlServer::takeUpAccount() {
 }
 
 QJsonObject ControlServer::status() const {
+    const Pasteboard& pasteboard = m_model.pasteboard();
     QJsonObject json{
         {QStringLiteral("version"), QStringLiteral(SORRELWIND_VERSION)},
         {QStringLiteral("pid"), QCoreApplication::applicationPid()},
@@ -261,9 +273,9 @@ QJsonObject ControlServer::status() const {
         {QStringLiteral("statusText"), m_model.statusText()},
         {QStringLiteral("warning"), textOrNull(m_model.warning())},
         {QStringLiteral("notice"), textOrNull(m_model.notice())},
-        {QStringLiteral("clipboard"), m_pasteboard.backend()},
-        {QStringLiteral("clipboardAvailable"), m_pasteboard.available()},
-        {QStringLiteral("clipboardReason"), m_pasteboard.unavailableReason()},
+        {QStringLiteral("clipboard"), pasteboard.backend()},
+        {QStringLiteral("clipboardAvailable"), pasteboard.available()},
+        {QStringLiteral("clipboardReason"), pasteboard.unavailableReason()},
         {QStringLiteral("deviceCount"), m_model.devices().size()},
         {QStringLiteral("lastSent"), activityJson(m_model.lastSent())},
         {QStringLiteral("lastReceived"), activityJson(m_model.lastReceived())},

@@ -17,15 +17,13 @@ namespace sorrelwind {
 class AccountStore;
 class AppModel;
 class L10n;
-class Pasteboard;
 
 /// Lets the command line steer the running agent. Owned by the agent; the model outlives it. A
 /// client that sends no whole request within its time, or too much, is dropped.
 class ControlServer final : public QObject {
     Q_OBJECT
 public:
-    ControlServer(AppModel& model, const AccountStore& store, const Pasteboard& pasteboard,
-                  const L10n& l10n);
+    ControlServer(AppModel& model, const AccountStore& store, const L10n& l10n);
 
     /// The program was started again: it is to show itself. Empty without windows.
     std::function<void()> onShow;
@@ -41,6 +39,7 @@ private:
     Task<ControlReply> pair();
     void send(QLocalSocket* socket, const QString& text);
     void receive(QLocalSocket* socket, bool follow);
+    [[nodiscard]] ControlReply inNoGroup() const;
     ControlReply show();
     ControlReply takeUpAccount();
     [[nodiscard]] QJsonObject status() const;
@@ -48,7 +47,6 @@ private:
 
     AppModel& m_model;
     const AccountStore& m_store;
-    const Pasteboard& m_pasteboard;
     const L10n& m_l10n;
     QLocalServer m_server;
     TaskScope m_tasks;

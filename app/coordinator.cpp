@@ -1,6 +1,7 @@
 #include "app/coordinator.h"
 
 #include "base/l10n.h"
+#include "clipboard/clipboard_text.h"
 #include "core/app_model.h"
 #include "ui/app_icon.h"
 #include "ui/compositor.h"
@@ -10,8 +11,10 @@
 #include "ui/settings_window.h"
 #include "ui/status_panel.h"
 
+#include <QClipboard>
 #include <QGuiApplication>
 #include <QMenu>
+#include <QMimeData>
 #include <QTimer>
 
 namespace sorrelwind {
@@ -161,7 +164,17 @@ void AppCoordinator::showSettings() {
 
 // For secrets, which no other device needs to have on its clipboard.
 std::function<void(const QString&)> AppCoordinator::copyHere() {
-    return [&model = m_services.model](const QString& text) { model.copyHere(text); };
+    return [&model = m_services.model](const QString& text) {
+        if (model.pasteboard().available()) {
+            model.copyHere(text);
+            return;
+        }
+        // The window in which it was asked for has the focus, so the toolkit can.
+        auto* secret = new QMimeData;
+        secret->setText(text);
+        secret->setData(kPasswordHintType, "secret");
+        QGuiApplication::clipboard()->setMimeData(secret);
+    };
 }
 
 void AppCoordinator::showBubble(const QString& text, BubbleKind kind) {

@@ -64,6 +64,11 @@ int main(int argc, char** argv) {
         code = runSetup(line, l10n);
     else
         code = runAgentCommand(line, l10n);
+    if ((std::fflush(stdout) != 0 || std::ferror(stdout) != 0) && code == kExitDone) {
+        std::fprintf(stderr, "%s\n",
+                     qPrintable(l10n.text(u"输出无法写入", u"The output could not be written")));
+        code = kExitFailed;
+    }
     // A derivation under way may take as long as the hub likes, and the application would wait for
     // it.
     if (QThreadPool::globalInstance()->activeThreadCount() > 0) {

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
@@ -13,8 +14,10 @@ namespace {
 volatile sig_atomic_t g_pipeEnd = -1;
 
 void onSignal(int) {
+    const int error = errno;
     const char byte = 1;
     (void)!::write(g_pipeEnd, &byte, 1);
+    errno = error;
 }
 
 int readEndOf(int (&ends)[2]) {
@@ -46,8 +49,12 @@ QuitOnSignal::QuitOnSignal() : m_notifier(readEndOf(m_pipe), QSocketNotifier::Re
 }
 
 QuitOnSignal::~QuitOnSignal() {
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
-        ::signal(signal, SIG_DFL);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction now = {};
+        ::sigaction(signal, nullptr, &now);
+        if (now.sa_handler == onSignal)
+            ::signal(signal, SIG_DFL);
+    }
     ::close(m_pipe[0]);
     ::close(m_pipe[1]);
 }

@@ -22,14 +22,6 @@ public:
         : m_line(line), m_l10n(l10n), m_store(line.configDir) {}
 
     int run() {
-        if (const auto prepared = m_store.prepare(); !prepared) {
-            return fail(
-                text(
-                    u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间，或用 --config-dir 另选一个。",
-                    u"The config directory %1 cannot be used: %2. Check its permissions and "
-                    u"the disk, or name another with --config-dir.")
-                    .arg(m_store.dir(), prepared.error()));
-        }
         if (const auto ready = m_flow.prepare(); !ready)
             return fail(ready.error().in(m_l10n.lang()));
         const int ready =

@@ -18,6 +18,9 @@ HubAPI apiFor(QNetworkAccessManager& network, const Account& account) {
     return {&network, account.server, account.token};
 }
 
+// Of text: sealed, it makes up the 8 MiB that a hub takes unless its owner says otherwise.
+constexpr qsizetype kUsualItemBytes = 6 * 1024 * 1024 - 1024;
+
 QString removalNotice(const L10n& l10n) {
     return l10n.text(u"这台 Mac 已被移出设备组。重新创建或加入一个设备组即可继续使用。",
                      u"This Mac was removed from its group. Create or join a group to continue.");
@@ -144,9 +147,14 @@ void AppModel::send(const QString& text, std::function<void(Sent)> done) {
                               : HubError{HubError::Kind::status, 401, {}}.message(l10n.lang())));
         return;
     }
-    publish(text, [done, &l10n](bool ok, std::optional<qint64> recipients) {
+    const bool large = text.toUtf8().size() > kUsualItemBytes;
+    publish(text, [done, large, &l10n](bool ok, std::optional<qint64> recipients) {
         if (ok)
             done(recipients);
+        else if (large)
+            done(failure(l10n.text(u"未能发送。这段文字超过 6 MiB，服务器通常不接受这么大的内容",
+                                   u"Couldn't send — the text is over 6 MiB, which is more than a "
+                                   u"hub usually takes")));
         else
             done(failure(l10n.text(u"未能发送，请用 sorrelwind status 查看连接状态后重试",
                                    u"Couldn't send — see how things stand with: sorrelwind "

@@ -97,7 +97,8 @@ public:
 
     using Sent = Result<std::optional<qint64>, QString>;
     /// Sends a text that is not on the clipboard. `done` is called once: with the number of devices
-    /// that it reached, where the hub says so, or with a sentence.
+    /// that it reached, where the hub says so, or with a sentence; not at all when the device leaves
+    /// its group meanwhile.
     void send(const QString& text, std::function<void(Sent)> done);
 
     /// Puts a secret of this program on the clipboard, concealed and not sent to other devices.

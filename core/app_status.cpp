@@ -64,9 +64,10 @@ std::optional<QString> AppModel::warning() const {
                          u"no longer sent — copy something else to go on.");
     }
     if (!m_services.pasteboard.available()) {
-        return l10n.text(u"无法访问这个桌面的剪贴板，复制的内容不会同步。原因见设置。",
-                         u"This desktop's clipboard can't be reached, so copies aren't synced — "
-                         u"Settings says why.");
+        return l10n
+            .text(u"无法访问这个桌面的剪贴板，复制的内容不会同步：%1。",
+                  u"This desktop's clipboard can't be reached, so copies aren't synced: %1.")
+            .arg(m_services.pasteboard.unavailableReason());
     }
     return std::nullopt;
 }

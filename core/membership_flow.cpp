@@ -18,25 +18,28 @@ QString MembershipFlow::hostDeviceName() {
 Result<void, Sentence> MembershipFlow::prepare() {
     const AccountStore& store = m_services.store;
     if (const auto prepared = store.prepare(); !prepared) {
-        return failure(Sentence::of(u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间。",
-                                    u"The config directory %1 cannot be used: %2. Check its "
-                                    u"permissions and the disk.")
-                           .arg(store.dir(), prepared.error()));
+        return failure(
+            Sentence::of(
+                u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间，或用 --config-dir 另选一个。",
+                u"The config directory %1 cannot be used: %2. Check its permissions and the "
+                u"disk, or name another with --config-dir.")
+                .arg(store.dir(), prepared.error()));
     }
     auto lock = FileLock::tryLock(store.dir() + QStringLiteral("/setup.lock"));
     if (!lock && lock.error() != EWOULDBLOCK)
         return failure(Sentence{lockSentence(store.dir(), lock.error(), Lang::zh),
                                 lockSentence(store.dir(), lock.error(), Lang::en)});
     if (!lock) {
-        return failure(Sentence::of(u"另一个 create 或 join 正在进行，请等它结束",
-                                    u"Another create or join is under way — wait for it to end"));
+        return failure(Sentence::of(u"本机正在别处创建或加入设备组，请等它结束",
+                                    u"This device is already making or joining a group elsewhere — "
+                                    u"wait for that to end"));
     }
     m_lock.emplace(*std::move(lock));
     if (store.load()) {
         return failure(
-            Sentence::of(u"本机已在一个设备组中。要换一个，请先运行 sorrelwind leave",
-                         u"This device is in a group already — to change it, run first: sorrelwind "
-                         u"leave"));
+            Sentence::of(u"本机已在一个设备组中。要换一个，请先离开它（sorrelwind leave）",
+                         u"This device is in a group already — to change it, leave that one first "
+                         u"(sorrelwind leave)"));
     }
     if (QFileInfo::exists(store.fileUrl())) {
         return failure(

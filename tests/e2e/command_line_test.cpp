@@ -82,6 +82,8 @@ TEST(CommandLine, EveryWrongUseHasACodeAndASentence) {
          1,
          "shorter path"},
         {"help", {"--help"}, {}, 0, ""},
+        {"empty text", {"send", ""}, "from the input", 2, "no text to send"},
+        {"text cut in mid-letter", {"send"}, "abc\xe2\x82", 1, "UTF-8"},
     };
     for (const Case& c : cases) {
         QStringList arguments = c.arguments;
@@ -208,7 +210,7 @@ TEST(CommandLine, SecondAgentOnADirectoryEndsWithASentence) {
     QTemporaryDir folder;
     const Desktop desktop(folder.path(), QStringLiteral("alpha"));
     const Ended second = sorrelwind({"--headless", "--config-dir", desktop.configDir()});
-    EXPECT_EQ(second.code, 1);
+    EXPECT_EQ(second.code, 3);
     EXPECT_TRUE(second.err.contains("running on")) << second.err.toStdString();
     EXPECT_EQ(desktop.status()[QStringLiteral("phase")], "onboarding");
 }
