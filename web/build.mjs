@@ -23,6 +23,11 @@ const shared = {
   logLevel: "warning",
 };
 
+const before = await readdir(folder).catch(() => []);
+if (before.length > 0 && !before.includes("sw.js")) {
+  console.error(`${folder} holds something else than the page.`);
+  process.exit(2);
+}
 await rm(folder, { recursive: true, force: true });
 await mkdir(join(folder, "assets"), { recursive: true });
 
