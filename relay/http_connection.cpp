@@ -58,6 +58,9 @@ http::response<http::string_body> toHttp(Response response, bool keepAlive) {
     message.keep_alive(keepAlive);
     message.body() = std::move(response.body);
     message.prepare_payload();
+    // It would be taken for the length of the page that has not changed (RFC 9110, 8.6).
+    if (message.result() == http::status::not_modified)
+        message.erase(http::field::content_length);
     return message;
 }
 

@@ -3,16 +3,16 @@
 import { build } from "esbuild";
 import { createHash } from "node:crypto";
 import { mkdir, readdir, readFile, rm, writeFile } from "node:fs/promises";
-import { basename, dirname, join, relative } from "node:path";
+import { basename, dirname, join, relative, resolve } from "node:path";
 import { fileURLToPath } from "node:url";
 import { brotliCompressSync, constants, gzipSync } from "node:zlib";
 
 const here = dirname(fileURLToPath(import.meta.url));
-const folder = process.argv[2];
-if (!folder) {
+if (!process.argv[2]) {
   console.error("usage: node build.mjs FOLDER");
   process.exit(2);
 }
+const folder = resolve(process.argv[2]);
 const shared = {
   absWorkingDir: here,
   bundle: true,
@@ -23,6 +23,11 @@ const shared = {
   logLevel: "warning",
 };
 
+const before = await readdir(folder).catch(() => []);
+if (before.length > 0 && !before.includes("sw.js")) {
+  console.error(`${folder} holds something else than the page.`);
+  process.exit(2);
+}
 await rm(folder, { recursive: true, force: true });
 await mkdir(join(folder, "assets"), { recursive: true });
 

@@ -92,6 +92,7 @@ TEST_F(PageTest, answersAreCompressedConditionalAndWithoutBodyWhereAsked) {
     EXPECT_EQ(again.body, "");
     EXPECT_EQ(again.headers.at("etag"), tag);
     EXPECT_EQ(again.headers.count("content-encoding"), 0U);
+    EXPECT_EQ(again.headers.count("content-length"), 0U);
     EXPECT_EQ(get("/", {{"If-None-Match", tag}}).body, "<p>page"); // another variant
 
     const auto head = request(hub.port(), {"HEAD", "/", {}, {}, {{"Accept-Encoding", "gzip"}}});

@@ -1,5 +1,5 @@
 import {
-  CryptoRecord, isObject, Joined, OutgoingItem, readCrypto, readError, readJoined, readRecipients,
+  CryptoRecord, isObject, Joined, kSlowestUpload, OutgoingItem, readCrypto, readError, readJoined, readRecipients,
 } from "./wire";
 
 /** Why a request failed. `network`: no answer at all; `decode`: an answer that is none of ours. */
@@ -10,7 +10,7 @@ export class HubError extends Error {
 }
 
 const kTimeout = 20_000;
-const kPublishTimeout = 15_000;
+const kPublishTimeout = 15_000; // and more for what is large
 
 /** The hub's REST interface at this page's own origin. Success is exactly status 200. */
 export class HubApi {
@@ -32,7 +32,8 @@ export class HubApi {
   /** The number of recipients, null if the hub does not say. */
   async publish(item: OutgoingItem): Promise<number | null> {
     const read = (body: string) => ({ recipients: readRecipients(body) });
-    return (await this.send("POST", "/items", item, read, kPublishTimeout)).recipients;
+    const timeout = kPublishTimeout + item.payload.length / kSlowestUpload;
+    return (await this.send("POST", "/items", item, read, timeout)).recipients;
   }
 
   private async send<T>(

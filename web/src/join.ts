@@ -32,6 +32,9 @@ function sameServer(server: string): string {
 /** The hub says that this group does not encrypt: nothing for this page, which sends sealed texts only. */
 export class NotEncrypted extends Error {}
 
+/** A passphrase whose key does not open what could not be opened with the present one. */
+export class WrongPassphrase extends Error {}
+
 /**
  * Joins a group, in steps that a failed attempt can go on from: a code works once, so what it gave is
  * kept until the key is there as well.

@@ -52,10 +52,11 @@ async function start(): Promise<void> {
   if (!("serviceWorker" in navigator)) return;
   await navigator.serviceWorker.register("/sw.js", { updateViaCache: "none" }).catch(() => undefined);
   if (fragment !== "shared") return;
+  // Not sent by itself: any site can have a form posted to this page.
   const text = await takeShared();
   if (text === "") return;
   session.setDraft(text);
-  if (await session.send(text)) session.setDraft("");
+  root.querySelector(".send")?.scrollIntoView({ block: "center" });
 }
 
 void start();

@@ -1,7 +1,8 @@
 import { HubApi, HubError } from "./api";
 import { canWriteAlone, copyUnasked } from "./clipboard";
-import { CryptoImplementation, isSealed, loadCrypto, openText, sealText } from "./crypto";
-import { keyFromPassphrase, NotEncrypted } from "./join";
+import { CryptoImplementation, isSealed, loadCrypto, openText, sealText, StoredKey } from "./crypto";
+import { keyFromPassphrase, NotEncrypted, WrongPassphrase } from "./join";
+import { utf8Length } from "./long_text";
 import { readSetting, writeSetting } from "./settings";
 import { Membership, NotKept, Store } from "./store";
 import { SyncClient } from "./sync_client";
@@ -18,7 +19,7 @@ export interface Clip {
 }
 
 export type Warning = { kind: "undecryptable" | "notText"; device: string };
-export type SendResult = { at: number; recipients: number | null } | { at: number; failure: HubError };
+export type SendResult = { at: number; recipients: number | null } | { at: number; failure: unknown; bytes: number };
 
 const kMaxClips = 20;
 const kMaxClipChars = 32e6; // of all clips but the newest
@@ -45,6 +46,7 @@ export class Session {
   private readonly store = new Store();
   private client: SyncClient | null = null;
   private implementation: Promise<CryptoImplementation> | null = null;
+  private unopened: Item | null = null; // the item of the warning
   private opening: Promise<void> = Promise.resolve(); // items are opened one after another
 
   constructor(private readonly changed: () => void) {
@@ -63,8 +65,9 @@ export class Session {
 
   /** Takes up a new membership. One that it replaces is given up at the hub. */
   async adopt(membership: Membership): Promise<void> {
-    const old = this.membership;
+    const { membership: old, draft } = this;
     this.end();
+    if (!old) this.draft = draft; // what was shared with a browser that had yet to join
     this.begin(membership);
     this.changed();
     this.notKept = await this.store.save(membership);
@@ -73,19 +76,22 @@ export class Session {
   }
 
   async send(text: string): Promise<boolean> {
-    const { membership, client } = this;
-    if (!membership || !client || text === "" || this.sending) return false;
+    const { client } = this;
+    if (!client || text === "" || this.sending) return false;
     this.sending = true;
     this.changed();
-    const outcome = await client.publish(await sealText(await this.crypto(), membership.key, text));
+    let result: SendResult;
+    try {
+      const { status, recipients } = await client.publish(await this.seal(text));
+      if (status !== 200) throw new HubError(status === 0 ? "network" : "status", status);
+      result = { at: Date.now(), recipients };
+    } catch (failure) {
+      result = { at: Date.now(), failure, bytes: utf8Length(text) };
+    }
     this.sending = false;
-    const accepted = outcome.status === 200;
-    const failure = new HubError(outcome.status === 0 ? "network" : "status", outcome.status);
-    this.lastSent = accepted
-      ? { at: Date.now(), recipients: outcome.recipients }
-      : { at: Date.now(), failure };
+    if (this.client === client) this.lastSent = result; // else it has left meanwhile
     this.changed();
-    return accepted;
+    return "recipients" in result;
   }
 
   async rename(name: string): Promise<void> {
@@ -105,19 +111,24 @@ export class Session {
     this.end();
     this.phase = "joining";
     this.changed();
-    await this.store.clear();
-    if (membership) await new HubApi(membership.token).remove(membership.deviceId).catch(() => undefined);
+    if (!membership) return;
+    await this.store.clear(membership.token);
+    await new HubApi(membership.token).remove(membership.deviceId).catch(() => undefined);
   }
 
-  /** A key from another passphrase, when items cannot be opened. */
+  /** A key from another passphrase, which has to open the item that could not be opened. */
   async rekey(passphrase: string): Promise<void> {
-    const { membership } = this;
-    if (!membership) return;
-    const key = await keyFromPassphrase(await this.crypto(), membership.token, passphrase, () => undefined);
+    const { membership, unopened } = this;
+    if (!membership || !unopened) return;
+    const implementation = await this.crypto();
+    const key = await keyFromPassphrase(implementation, membership.token, passphrase, () => undefined);
     if (key === null) throw new NotEncrypted();
-    await this.keep({ ...membership, key });
-    this.warning = null;
-    this.changed();
+    await openText(implementation, key, unopened.payload).catch(() => {
+      throw new WrongPassphrase();
+    });
+    if (this.membership?.token !== membership.token) return; // left meanwhile
+    await this.keep({ ...this.membership, key });
+    this.take(this.unopened ?? unopened);
   }
 
   setAutoCopy(on: boolean): void {
@@ -133,14 +144,8 @@ export class Session {
     this.changed();
   }
 
-  forget(id: string): void {
-    this.clips = this.clips.filter((clip) => clip.id !== id);
-    this.changed();
-  }
-
   dismissWarning(): void {
-    this.warning = null;
-    this.changed();
+    this.warn(null);
   }
 
   private begin(membership: Membership): void {
@@ -153,20 +158,19 @@ export class Session {
         this.devices = devices;
         this.changed();
       },
-      item: (item) => {
-        this.opening = this.opening.then(() => this.receive(item)).catch(() => undefined);
-      },
+      item: (item) => this.take(item),
     });
   }
 
   private end(): void {
     this.client?.shutdown();
     this.client = null;
+    if (this.membership?.key instanceof Uint8Array) this.membership.key.fill(0);
     this.membership = null;
     this.connection = "disconnected";
     this.devices = [];
     this.clips = [];
-    this.warning = null;
+    this.warn(null);
     this.notKept = null;
     this.lastSent = null;
     this.draft = "";
@@ -175,8 +179,20 @@ export class Session {
   private async keep(membership: Membership): Promise<void> {
     this.membership = membership;
     this.changed();
-    this.notKept = await this.store.save(membership);
+    this.notKept = await this.store.update(membership);
     this.changed();
+  }
+
+  private async seal(text: string): Promise<string> {
+    return sealText(await this.crypto(), this.key(), text);
+  }
+  private async open(payload: string): Promise<string> {
+    return openText(await this.crypto(), this.key(), payload);
+  }
+  /** To be asked for at the moment of use: a key that was given up is wiped. */
+  private key(): StoredKey {
+    if (!this.membership) throw new Error("left meanwhile");
+    return this.membership.key;
   }
 
   /** Another tab has changed the membership. */
@@ -198,36 +214,40 @@ export class Session {
   private connectionChanged(state: SyncState): void {
     this.connection = state;
     if (state === "revoked") {
+      const token = this.membership?.token;
       this.end();
       this.phase = "joining";
       this.removed = true;
-      void this.store.clear(true);
+      // Another tab may have joined again meanwhile.
+      if (token) void this.store.clear(token, true).then(() => this.reload(true));
     }
     this.changed();
+  }
+
+  private take(item: Item): void {
+    this.opening = this.opening.then(() => this.receive(item)).catch(() => undefined);
   }
 
   private async receive(item: Item): Promise<void> {
     const { membership } = this;
     if (!membership || item.from === membership.deviceId) return;
-    const { device } = item;
-    if (item.mime !== kTextMime) {
-      this.warning = { kind: "notText", device };
-      return this.changed();
-    }
+    if (item.mime !== kTextMime) return this.warn({ kind: "notText", device: item.device });
     const sealed = isSealed(item.payload);
-    let text: string;
-    try {
-      text = sealed ? await openText(await this.crypto(), membership.key, item.payload) : item.payload;
-    } catch {
-      this.warning = { kind: "undecryptable", device };
-      return this.changed();
-    }
+    const text = sealed ? await this.open(item.payload).catch(() => null) : item.payload;
     if (this.membership?.token !== membership.token) return; // left meanwhile
-    this.warning = null;
+    if (text === null) return this.warn({ kind: "undecryptable", device: item.device }, item);
+    const { device } = item;
+    this.warn(null);
     if (!this.clips.some((clip) => clip.id === item.id))
       this.add({ id: item.id, text, device, at: Math.min(item.ts, Date.now()), sealed });
     this.changed();
     await this.copyNewest();
+  }
+
+  private warn(warning: Warning | null, unopened: Item | null = null): void {
+    this.warning = warning;
+    this.unopened = unopened;
+    this.changed();
   }
 
   private add(clip: Clip): void {

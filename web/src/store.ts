@@ -30,16 +30,35 @@ export class Store {
 
   async load(): Promise<Membership | null> {
     try {
-      return ((await this.perform("readonly", (store) => store.get(kEntry))) as Membership | undefined) ?? null;
+      return (await this.perform("readonly")) ?? null;
     } catch {
       return null;
     }
   }
 
-  /** null when it is kept. */
-  async save(membership: Membership): Promise<NotKept | null> {
+  /** Keeps a new membership; null when it is kept. */
+  save(membership: Membership): Promise<NotKept | null> {
+    return this.put(membership, () => true);
+  }
+
+  /** Keeps a change of the membership, unless another tab has replaced that meanwhile. */
+  update(membership: Membership): Promise<NotKept | null> {
+    return this.put(membership, (kept) => kept?.token === membership.token);
+  }
+
+  /** Forgets the membership with this token, and no other that another tab has put in its place. */
+  async clear(token: string, removed = false): Promise<void> {
     try {
-      await this.perform("readwrite", (store) => store.put(membership, kEntry));
+      await this.perform("readwrite", (store, kept) => kept?.token === token && store.delete(kEntry));
+    } catch {
+      return; // then nothing was kept
+    }
+    this.channel?.postMessage(removed);
+  }
+
+  private async put(membership: Membership, allowed: (kept?: Membership) => boolean): Promise<NotKept | null> {
+    try {
+      await this.perform("readwrite", (store, kept) => allowed(kept) && store.put(membership, kEntry));
     } catch (error) {
       return error instanceof DOMException && error.name === "QuotaExceededError" ? "full" : "unavailable";
     }
@@ -47,21 +66,25 @@ export class Store {
     return null;
   }
 
-  async clear(removed = false): Promise<void> {
-    try {
-      await this.perform("readwrite", (store) => store.delete(kEntry));
-    } catch {
-      return; // then nothing was kept
-    }
-    this.channel?.postMessage(removed);
-  }
-
-  private async perform(mode: IDBTransactionMode, act: (store: IDBObjectStore) => IDBRequest): Promise<unknown> {
+  /** Reads what is kept, and lets `act` change it in the same transaction. */
+  private async perform(
+    mode: IDBTransactionMode,
+    act?: (store: IDBObjectStore, kept?: Membership) => void,
+  ): Promise<Membership | undefined> {
     const database = await open();
     try {
       return await new Promise((resolve, reject) => {
         const transaction = database.transaction(kStore, mode);
-        const request = act(transaction.objectStore(kStore));
+        const store = transaction.objectStore(kStore);
+        const request: IDBRequest<Membership | undefined> = store.get(kEntry);
+        request.onsuccess = () => {
+          try {
+            act?.(store, request.result);
+          } catch (error) {
+            reject(error); // such as a key that this browser cannot keep
+            transaction.abort();
+          }
+        };
         transaction.oncomplete = () => resolve(request.result);
         transaction.onabort = () => reject(transaction.error ?? request.error);
       });

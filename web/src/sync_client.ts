@@ -1,5 +1,5 @@
 import { HubApi, HubError } from "./api";
-import { Action, kAckTimeout, kConnectTimeout, Outcome, SyncMachine, SyncState } from "./sync_machine";
+import { Action, kConnectTimeout, kTick, Outcome, SyncMachine, SyncState } from "./sync_machine";
 import { Device, Item, outgoing, OutgoingItem } from "./wire";
 
 export interface SyncEvents {
@@ -8,14 +8,12 @@ export interface SyncEvents {
   item(item: Item): void;
 }
 
-const kTick = 5_000; // milliseconds
-const kStopped = 20_000; // without a tick, when the page comes into sight
+const kStopped = 20_000; // milliseconds without a tick, when the page comes into sight
 const kAsleep = 70_000; // out of sight a browser may run timers once a minute
 
 /**
  * Carries out what SyncMachine decides, with a WebSocket, timers and REST. A session owns one. A
- * script cannot ping: what tells a dead connection is that this page did not run for a while, or that
- * the browser found the network again.
+ * connection from before a sleep, or from before the network was lost, is replaced without asking.
  */
 export class SyncClient {
   private readonly machine = new SyncMachine();
@@ -35,10 +33,10 @@ export class SyncClient {
     this.api = new HubApi(token);
     const { signal } = this.listening;
     window.addEventListener("online", () => this.run(this.machine.nudge(true)), { signal });
-    window.addEventListener("pageshow", (event) => this.run(this.machine.nudge(event.persisted)), { signal });
-    window.addEventListener("focus", () => this.run(this.machine.nudge()), { signal });
-    document.addEventListener("visibilitychange", () => this.cameIntoSight(), { signal });
-    const ticking = setInterval(() => this.stoppedFor(kAsleep) && this.run(this.machine.nudge(true)), kTick);
+    window.addEventListener("pageshow", (event) => event.persisted && this.run(this.machine.nudge(true)), { signal });
+    window.addEventListener("focus", () => this.lookedAt(), { signal });
+    document.addEventListener("visibilitychange", () => document.hidden || this.lookedAt(), { signal });
+    const ticking = setInterval(() => this.tick(), kTick);
     signal.addEventListener("abort", () => clearInterval(ticking));
     this.run(this.machine.connect());
   }
@@ -57,8 +55,13 @@ export class SyncClient {
     this.run(this.machine.shutdown());
   }
 
-  private cameIntoSight(): void {
-    if (!document.hidden) this.run(this.machine.nudge(this.stoppedFor(kStopped)));
+  private lookedAt(): void {
+    this.run(this.stoppedFor(kStopped) ? this.machine.nudge(true) : this.machine.lookedAt());
+  }
+
+  private tick(): void {
+    if (this.stoppedFor(kAsleep)) this.run(this.machine.nudge(true));
+    else if (!document.hidden) this.run(this.machine.tick());
   }
 
   /** Whether this page has not run for that long. */
@@ -82,6 +85,8 @@ export class SyncClient {
         return this.send({ type: "received", id: action.id });
       case "sendPublish":
         return this.send({ type: "publish", item: action.item });
+      case "sendCheck":
+        return this.send({ type: "publish", item: { id: action.id } });
       case "probe":
         return void this.probe(action.connection);
       case "scheduleReconnect":
@@ -91,8 +96,9 @@ export class SyncClient {
       case "cancelReconnect":
         return clearTimeout(this.reconnectTimer);
       case "startAckTimer": {
-        const { id } = action;
-        this.ackTimers.set(id, window.setTimeout(() => this.run(this.machine.fallBack(id)), kAckTimeout));
+        const { id, delay } = action;
+        clearTimeout(this.ackTimers.get(id));
+        this.ackTimers.set(id, window.setTimeout(() => this.run(this.machine.fallBack(id)), delay));
         return;
       }
       case "cancelAckTimer":

@@ -1,4 +1,4 @@
-import { Device, Item, OutgoingItem, readEnvelope } from "./wire";
+import { Device, Item, kSlowestUpload, newItemId, OutgoingItem, readEnvelope } from "./wire";
 
 export type SyncState = "disconnected" | "connecting" | "connected" | "revoked";
 export type ProbeResult = "accepted" | "unauthorized" | "otherFailure";
@@ -14,10 +14,11 @@ export type Action =
   | { do: "close" } // with code 1000
   | { do: "sendReceipt"; id: string }
   | { do: "sendPublish"; item: OutgoingItem }
+  | { do: "sendCheck"; id: string } // a publish without content, which the hub refuses by name
   | { do: "probe"; connection: number } // ask for the crypto record, answer with probed()
   | { do: "scheduleReconnect"; delay: number } // milliseconds; replaces a previous one
   | { do: "cancelReconnect" }
-  | { do: "startAckTimer"; id: string }
+  | { do: "startAckTimer"; id: string; delay: number } // replaces a previous one
   | { do: "cancelAckTimer"; id: string }
   | { do: "post"; item: OutgoingItem } // over REST; its outcome completes the publish
   | { do: "reportState"; state: SyncState }
@@ -26,8 +27,12 @@ export type Action =
   | { do: "complete"; id: string; outcome: Outcome };
 
 export const kConnectTimeout = 20_000; // milliseconds
-export const kAckTimeout = 4_000;
+export const kTick = 5_000;
+const kAckTimeout = 4_000;
 const kMaxReconnectDelay = 30_000;
+const kQuiet = 5; // ticks without a word from the hub, then it is asked for one
+const kPatience = 2; // ticks to answer in
+const kMaxPatience = 32; // for slow networks, on which a large item comes before the answer
 const kDisplaced = 1008; // a device may hold four sockets, a fifth closes the oldest
 
 /**
@@ -43,6 +48,9 @@ export class SyncMachine {
   private closed = false;
   private displaced = false;
   private pending: OutgoingItem[] = []; // published, not yet acknowledged, oldest first
+  private quiet = 0; // ticks since the last word from the hub
+  private patience = kPatience;
+  private check = ""; // the id of the last question
 
   connect(): Action[] {
     this.closed = false;
@@ -54,14 +62,31 @@ export class SyncMachine {
   publish(item: OutgoingItem): Action[] {
     if (this.state !== "connected" || this.connection === null) return [{ do: "post", item }];
     this.pending.push(item);
-    return [{ do: "startAckTimer", id: item.id }, { do: "sendPublish", item }];
+    const delay = kAckTimeout + item.payload.length / kSlowestUpload;
+    return [{ do: "startAckTimer", id: item.id, delay }, { do: "sendPublish", item }];
+  }
+
+  /** Every kTick while someone looks. A script cannot ping, and a dead connection may look alive for hours. */
+  tick(): Action[] {
+    if (this.state !== "connected" || this.pending.length > 0) return [];
+    ++this.quiet;
+    if (this.quiet === kQuiet) return this.ask();
+    if (this.quiet <= kQuiet + this.patience) return [];
+    this.patience = Math.min(2 * this.patience, kMaxPatience);
+    return this.nudge(true);
+  }
+
+  /** Someone looks again: connects, or asks the hub for a word. */
+  lookedAt(): Action[] {
+    if (this.state !== "connected") return this.state === "connecting" ? [] : this.nudge();
+    return this.quiet < kQuiet ? this.ask() : [];
   }
 
   /** Connects now rather than later. `distrust` replaces even a connection that looks alive. */
   nudge(distrust = false): Action[] {
     if (this.closed || (this.state === "connected" && !distrust)) return [];
     this.attempts = 0;
-    return [{ do: "cancelReconnect" }, ...this.connect()];
+    return [{ do: "cancelReconnect" }, ...this.hurry(), ...this.connect()];
   }
 
   shutdown(): Action[] {
@@ -73,6 +98,7 @@ export class SyncMachine {
   opened(connection: number): Action[] {
     if (connection !== this.connection) return [];
     this.attempts = 0;
+    this.quiet = 0;
     return this.enter("connected");
   }
 
@@ -81,7 +107,7 @@ export class SyncMachine {
     if (connection !== this.connection || this.closed) return [];
     this.connection = null;
     this.displaced = closeCode === kDisplaced;
-    return [{ do: "close" }, ...this.enter("disconnected"), { do: "probe", connection }];
+    return [{ do: "close" }, ...this.enter("disconnected"), ...this.hurry(), { do: "probe", connection }];
   }
 
   /** The answer to the probe after the loss of `connection`. */
@@ -103,11 +129,13 @@ export class SyncMachine {
   /** No acknowledgement in time, or it could not be sent. */
   fallBack(id: string): Action[] {
     const item = this.take(id);
+    this.quiet = Math.max(this.quiet, kQuiet - 1); // perhaps nobody is there
     return item ? [{ do: "cancelAckTimer", id }, { do: "post", item }] : [];
   }
 
   received(connection: number, frame: string): Action[] {
     if (connection !== this.connection) return [];
+    this.quiet = 0;
     const envelope = readEnvelope(frame);
     const actions: Action[] = [];
     switch (envelope?.type) {
@@ -119,6 +147,10 @@ export class SyncMachine {
           actions.push({ do: "sendReceipt", id: envelope.item.id }, { do: "reportItem", item: envelope.item });
         break;
       case "ack": {
+        if (this.check !== "" && envelope.ref === this.check) {
+          this.patience = kPatience;
+          break;
+        }
         // Acknowledgements come in the order of the publishes, so one that names none of ours
         // speaks of the oldest.
         const id = (this.pending.find((item) => item.id === envelope.ref) ?? this.pending[0])?.id;
@@ -140,8 +172,19 @@ export class SyncMachine {
     return [{ do: "reportState", state }];
   }
 
+  private ask(): Action[] {
+    this.quiet = kQuiet;
+    this.check = newItemId();
+    return [{ do: "sendCheck", id: this.check }];
+  }
+
   private revoke(): Action[] {
     return [...this.shutdown(), ...this.enter("revoked")];
+  }
+
+  /** What was going up on a connection that is gone waits no longer than a small item does. */
+  private hurry(): Action[] {
+    return this.pending.map(({ id }) => ({ do: "startAckTimer", id, delay: kAckTimeout }));
   }
 
   private take(id: string): OutgoingItem | undefined {

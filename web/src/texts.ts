@@ -1,12 +1,14 @@
 import { HubError } from "./api";
 import { CryptoError } from "./crypto";
-import { NotEncrypted } from "./join";
+import { NotEncrypted, WrongPassphrase } from "./join";
 import { t } from "./l10n";
 import { Device } from "./wire";
 
 /** One sentence for any failure of a request. The hub's own texts are in English only. */
 export function failureText(error: unknown): string {
   if (error instanceof CryptoError) return t("密钥派生失败", "Couldn’t derive the encryption key");
+  if (error instanceof WrongPassphrase)
+    return t("用这个口令也无法解密。", "This passphrase does not open it either.");
   if (error instanceof NotEncrypted)
     return t(
       "服务器说这个设备组没有加密，此页面只加入加密的设备组。请在另一台设备上新建设备组。",

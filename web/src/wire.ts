@@ -42,6 +42,7 @@ export interface Joined {
 }
 
 export const kTextMime = "text/plain";
+export const kSlowestUpload = 100; // bytes a millisecond: a large item is given its time
 
 type Members = Record<string, unknown>;
 class Misshapen extends Error {}

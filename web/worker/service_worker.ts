@@ -47,7 +47,7 @@ self.addEventListener("message", (event) => {
 
 async function share(request: Request): Promise<Response> {
   const form = await request.formData();
-  const parts = ["text", "url"].map((name) => form.get(name)).filter((part) => part !== null && part !== "");
+  const parts = ["text", "url"].map((name) => form.get(name)).filter((part) => typeof part === "string" && part !== "");
   shared = [...new Set(parts)].join("\n"); // the text is often the address again
   return Response.redirect("/#shared", 303);
 }

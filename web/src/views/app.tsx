@@ -72,7 +72,7 @@ export function App(props: { session: Session; opened: Opened | null; onUsed: ()
           {!joining && <Display redraw={props.redraw} />}
           <p class="promise">
             <Symbol name="lock" />
-            {t("端到端加密 · 服务器只转发，送达即删除", "End-to-end encrypted · relayed, never stored")}
+            {t("端到端加密 · 服务器只转发，送达即删除", "End-to-end encrypted\u00a0· relayed, never stored")}
           </p>
         </footer>
       )}

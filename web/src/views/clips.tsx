@@ -1,16 +1,30 @@
+import { useMemo } from "preact/hooks";
+
 import { t, relativeTime, fileSize } from "../l10n";
 import { canWriteAlone } from "../clipboard";
 import { Clip, Session } from "../session";
+import { cut, utf8Length } from "../long_text";
 import { CopyButton, Switch } from "./controls";
 import { Symbol } from "./symbol";
 
-const kShown = 2000; // characters of the newest clip
+const kShown = 2000; // characters of a text that stands alone
 const kShownInList = 200;
 
-function cut(text: string, length: number): string {
-  if (text.length <= length) return text;
-  const end = /[\uD800-\uDBFF]/.test(text[length - 1]!) ? length - 1 : length;
-  return text.slice(0, end) + "…";
+/** A text as text, of a long one the beginning and what becomes of the rest. */
+export function Beginning({ text, rest }: { text: string; rest: string }) {
+  const size = useMemo(() => fileSize(utf8Length(text)), [text]);
+  return (
+    <>
+      <pre class="text" dir="auto" tabIndex={0}>
+        {cut(text, kShown)}
+      </pre>
+      {text.length > kShown && (
+        <p class="note">
+          {t(`只显示开头；${rest}（${size}）。`, `Only the beginning is shown; ${rest} (${size}).`)}
+        </p>
+      )}
+    </>
+  );
 }
 
 function Origin({ clip, now }: { clip: Clip; now: number }) {
@@ -35,16 +49,7 @@ export function Newest({ session, now }: { session: Session; now: number }) {
   return (
     <section class="card pad stack newest" aria-label={t("最新内容", "Newest")}>
       <Origin clip={clip} now={now} />
-      <pre class="text" dir="auto" tabIndex={0}>
-        {cut(clip.text, kShown)}
-      </pre>
-      {clip.text.length > kShown && (
-        <p class="note">
-          {t("只显示开头；“复制”会复制全部，约 ", "Only the beginning is shown; Copy takes all of it, about ")}
-          {fileSize(clip.text.length)}
-          {t("。", ".")}
-        </p>
-      )}
+      <Beginning text={clip.text} rest={t("“复制”会复制全部", "Copy takes all of it")} />
       <CopyButton key={clip.id} text={clip.text} big label={t("复制", "Copy")} />
     </section>
   );

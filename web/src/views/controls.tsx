@@ -1,5 +1,5 @@
 import { ComponentChildren } from "preact";
-import { useState } from "preact/hooks";
+import { useRef, useState } from "preact/hooks";
 
 import { copyText } from "../clipboard";
 import { t } from "../l10n";
@@ -24,6 +24,11 @@ export function Notice({ kind, children }: { kind: NoticeKind; children: Compone
   );
 }
 
+/** For what a press has brought up; a page that opens takes no focus. */
+export function focusOnce(element: HTMLElement | null): void {
+  element?.focus();
+}
+
 export function Field(props: {
   label: string;
   value: string;
@@ -33,7 +38,7 @@ export function Field(props: {
   secret?: boolean;
   code?: boolean;
   maxLength?: number;
-  focus?: boolean;
+  focus?: boolean; // from the first
 }) {
   const id = useOwnId();
   return (
@@ -51,7 +56,7 @@ export function Field(props: {
         autoCapitalize="off"
         autoCorrect="off"
         spellcheck={false}
-        autofocus={props.focus}
+        ref={props.focus ? focusOnce : undefined}
         onInput={(event) => props.onInput(event.currentTarget.value)}
       />
       {props.note && (
@@ -98,12 +103,22 @@ export function Choice<T extends string>(props: {
   );
 }
 
+/** Characters that a text area still takes at once: a megabyte holds a browser up for many seconds. */
+export const kMostInBox = 50_000;
+const kSaid = 3_000; // milliseconds for which "Copied" stands
+
 /** Copies `text`; where the browser refuses, the text is laid out, selected, to be copied by hand. */
 export function CopyButton({ text, big, label }: { text: string; big?: boolean; label: string }) {
   const [state, setState] = useState<{ text: string; copied: boolean } | null>(null);
+  const timer = useRef(0);
   const result = state?.text === text ? state : null; // of this text
   const said = t("已复制", "Copied");
-  const press = async () => setState({ text, copied: await copyText(text) });
+  const press = async () => {
+    const copied = await copyText(text);
+    setState({ text, copied });
+    clearTimeout(timer.current);
+    if (copied) timer.current = window.setTimeout(() => setState(null), kSaid);
+  };
   return (
     <>
       <button
@@ -115,8 +130,16 @@ export function CopyButton({ text, big, label }: { text: string; big?: boolean; 
         <Symbol name={result?.copied ? "check" : "copy"} />
         {big && <span aria-live="polite">{result?.copied ? said : label}</span>}
       </button>
-      {result && !result.copied && (
-        <div class="by-hand">
+      {result && !result.copied && text.length > kMostInBox && (
+        <p class="note by-hand" role="status">
+          {t(
+            "浏览器不允许自动复制，而这段文字太长，无法手动选取。请允许此页面使用剪贴板后再点一次。",
+            "The browser did not allow copying, and this text is too long to select by hand. Allow this page the clipboard, then press again.",
+          )}
+        </p>
+      )}
+      {result && !result.copied && text.length <= kMostInBox && (
+        <div class="by-hand" role="status">
           <p class="note">
             {t(
               "浏览器不允许自动复制。文字已选中，请按 Ctrl+C（或长按后点“拷贝”）。",

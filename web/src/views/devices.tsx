@@ -52,7 +52,7 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
         </div>
         <button
           type="button"
-          class="icon"
+          class={own ? "icon" : "icon danger"}
           aria-expanded={open}
           aria-label={own ? t("改名", "Rename") : t(`移除“${device.name}”`, `Remove “${device.name}”`)}
           onClick={toggle}
@@ -62,7 +62,7 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
       </div>
       {open && own && (
         <form class="ask stack" onSubmit={(event) => act(event, () => session.rename(name.trim()))}>
-          <Field label={t("设备名称", "Device name")} value={name} onInput={setName} maxLength={64} />
+          <Field label={t("设备名称", "Device name")} value={name} onInput={setName} maxLength={64} focus />
           {failure !== null && <Notice kind="danger">{failureText(failure)}</Notice>}
           <div class="buttons">
             <button type="submit" class="primary" disabled={name.trim() === ""}>
@@ -96,18 +96,17 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
 
 export function Devices({ session, now }: { session: Session; now: number }) {
   const { devices } = session;
+  if (devices.length === 0) return null; // not known yet
   return (
     <section>
       <h2>
-        {t("设备", "Devices")} {devices.length > 0 && <span class="count">{devices.length}</span>}
+        {t("设备", "Devices")} <span class="count">{devices.length}</span>
       </h2>
-      {devices.length > 0 && (
-        <ul class="card list">
-          {devices.map((device) => (
-            <DeviceRow key={device.id} session={session} device={device} now={now} />
-          ))}
-        </ul>
-      )}
+      <ul class="card list">
+        {devices.map((device) => (
+          <DeviceRow key={device.id} session={session} device={device} now={now} />
+        ))}
+      </ul>
     </section>
   );
 }

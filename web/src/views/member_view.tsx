@@ -4,7 +4,7 @@ import { t } from "../l10n";
 import { Session } from "../session";
 import { failureText } from "../texts";
 import { AutoCopy, Earlier, Newest } from "./clips";
-import { Field, Notice } from "./controls";
+import { Field, focusOnce, Notice } from "./controls";
 import { Devices } from "./devices";
 import { PlainHttpNote } from "./plain_http_note";
 import { SendBox } from "./send_box";
@@ -67,11 +67,16 @@ function Undecryptable({ session, device }: { session: Session; device: string }
         </div>
       ) : (
         <form class="stack" onSubmit={submit}>
-          <Field label={t("设备组口令", "Group passphrase")} value={passphrase} onInput={setPassphrase} secret code />
-          <button type="submit" class="primary" disabled={passphrase === "" || deriving}>
-            {t("使用这个口令", "Use this passphrase")}
-          </button>
-          <p role="status">
+          <Field label={t("设备组口令", "Group passphrase")} value={passphrase} onInput={setPassphrase} secret code focus />
+          <div class="buttons">
+            <button type="submit" class="primary" disabled={passphrase === "" || deriving}>
+              {t("使用这个口令", "Use this passphrase")}
+            </button>
+            <button type="button" disabled={deriving} onClick={() => setPassphrase(null)}>
+              {t("取消", "Cancel")}
+            </button>
+          </div>
+          <p role="status" class={failure !== null ? "note failed" : "note"}>
             {deriving
               ? t("正在生成加密密钥…", "Generating the encryption key…")
               : failure !== null && failureText(failure)}
@@ -132,7 +137,7 @@ function Leave({ session }: { session: Session }) {
         <button type="button" class="danger" onClick={() => session.leave()}>
           {t("离开", "Leave")}
         </button>
-        <button type="button" onClick={() => setAsking(false)}>
+        <button type="button" ref={focusOnce} onClick={() => setAsking(false)}>
           {t("取消", "Cancel")}
         </button>
       </div>

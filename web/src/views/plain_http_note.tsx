@@ -15,7 +15,9 @@ export function PlainHttpNote() {
         <p>
           {t("给服务器配上证书，然后用 https 地址重新配对：", "Give the hub a certificate, then pair again by its https address:")}
         </p>
-        <code>sorrelwind-hub --tls-cert cert.pem --tls-key key.pem</code>
+        <code>
+          sorrelwind-hub <span>--tls-cert cert.pem</span> <span>--tls-key key.pem</span>
+        </code>
       </details>
     </Notice>
   );

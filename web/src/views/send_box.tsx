@@ -1,14 +1,22 @@
 import { useState } from "preact/hooks";
 
+import { HubError } from "../api";
 import { canRead, readText } from "../clipboard";
-import { relativeTime, t } from "../l10n";
+import { fileSize, relativeTime, t } from "../l10n";
 import { SendResult, Session } from "../session";
 import { failureText } from "../texts";
-import { useOwnId } from "./controls";
+import { Beginning } from "./clips";
+import { kMostInBox, useOwnId } from "./controls";
+
+function failed({ failure, bytes }: { failure: unknown; bytes: number }): string {
+  const size = fileSize(bytes);
+  const tooLarge = failure instanceof HubError && failure.status === 413;
+  const more = tooLarge ? t(`（${size}；通常最多约 6 MB）`, ` (${size}; most hubs take about 6 MB)`) : "";
+  return t("没有发送：", "Not sent: ") + failureText(failure) + more;
+}
 
 function resultText(result: SendResult, alone: boolean): string {
-  if ("failure" in result)
-    return t("没有发送：", "Not sent: ") + failureText(result.failure);
+  if ("failure" in result) return failed(result);
   if (result.recipients === 0)
     return alone
       ? t("还没有其他设备", "No other devices yet")
@@ -23,6 +31,8 @@ export function SendBox({ session, now }: { session: Session; now: number }) {
   const id = useOwnId();
   const [refused, setRefused] = useState(false);
   const { draft, sending, lastSent } = session;
+  const large = draft.length > kMostInBox;
+  const failure = refused || (lastSent !== null && "failure" in lastSent);
 
   const send = async () => {
     setRefused(false);
@@ -35,34 +45,50 @@ export function SendBox({ session, now }: { session: Session; now: number }) {
   };
 
   return (
-    <section class="card pad stack">
-      <label for={id} class="title">
+    <section class="card pad stack send">
+      <label for={large ? undefined : id} class="title">
         {t("发送到其他设备", "Send to your other devices")}
       </label>
-      <textarea
-        id={id}
-        rows={3}
-        dir="auto"
-        value={draft}
-        placeholder={t("输入或粘贴文字", "Type or paste text")}
-        onInput={(event) => session.setDraft(event.currentTarget.value)}
-        onKeyDown={(event) => {
-          if (event.key !== "Enter" || !(event.ctrlKey || event.metaKey) || event.isComposing) return;
-          event.preventDefault();
-          void send();
-        }}
-      />
+      {large ? (
+        <Beginning text={draft} rest={t("“发送”会发送全部", "Send takes all of it")} />
+      ) : (
+        <textarea
+          id={id}
+          rows={3}
+          dir="auto"
+          value={draft}
+          placeholder={t("输入或粘贴文字", "Type or paste text")}
+          onInput={(event) => session.setDraft(event.currentTarget.value)}
+          onPaste={(event) => {
+            const pasted = event.clipboardData?.getData("text/plain") ?? "";
+            if (pasted.length <= kMostInBox) return;
+            event.preventDefault();
+            const { value, selectionStart, selectionEnd } = event.currentTarget;
+            session.setDraft(value.slice(0, selectionStart) + pasted + value.slice(selectionEnd));
+          }}
+          onKeyDown={(event) => {
+            if (event.key !== "Enter" || !(event.ctrlKey || event.metaKey) || event.isComposing) return;
+            event.preventDefault();
+            void send();
+          }}
+        />
+      )}
       <div class="buttons">
         <button type="button" class="primary" disabled={draft === "" || sending} onClick={send}>
           {sending ? t("正在发送…", "Sending…") : t("发送", "Send")}
         </button>
-        {canRead && (
+        {large && (
+          <button type="button" disabled={sending} onClick={() => session.setDraft("")}>
+            {t("清除", "Clear")}
+          </button>
+        )}
+        {canRead && !large && (
           <button type="button" disabled={sending} onClick={sendClipboard}>
             {t("发送剪贴板", "Send clipboard")}
           </button>
         )}
       </div>
-      <p class="note" role="status">
+      <p class={failure ? "note failed" : "note"} role="status">
         {refused
           ? t("浏览器没有允许读取剪贴板。请粘贴到上面再发送。", "The browser did not allow reading the clipboard. Paste above and send.")
           : lastSent &&

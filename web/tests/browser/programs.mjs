@@ -4,6 +4,7 @@ import assert from "node:assert/strict";
 import { execFile, spawn } from "node:child_process";
 import { closeSync, openSync, readFileSync } from "node:fs";
 import { mkdtemp, rm } from "node:fs/promises";
+import { connect, createServer } from "node:net";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { chromium } from "playwright-core";
@@ -78,6 +79,12 @@ export class Stage {
     await hub.start();
     return hub;
   }
+  async road(hub) {
+    const road = new Road(hub);
+    await new Promise((resolve) => road.server.listen(0, "127.0.0.1", resolve));
+    this.#ends.push(() => road.close());
+    return { url: `http://127.0.0.1:${road.server.address().port}`, lose: () => road.lose() };
+  }
   async screen(name) {
     const screen = new Screen(this, name);
     await screen.start();
@@ -131,6 +138,27 @@ class Hub {
     } catch {
       return "";
     }
+  }
+}
+
+/** A road to the hub whose open connections can be made to carry nothing, as when a phone changes its network. */
+class Road {
+  #ends = [];
+  constructor(hub) {
+    this.server = createServer((near) => {
+      const far = connect(hub.port, "127.0.0.1");
+      for (const end of [near, far]) end.on("error", () => undefined);
+      near.pipe(far).pipe(near);
+      this.#ends.push(near, far);
+    });
+  }
+  /** Without a word to either end; new connections are as before. */
+  lose() {
+    for (const end of this.#ends) end.unpipe().removeAllListeners("end").resume();
+  }
+  close() {
+    for (const end of this.#ends) end.destroy();
+    this.server.close();
   }
 }
 

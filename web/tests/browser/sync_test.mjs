@@ -104,6 +104,21 @@ describe("the page and a desktop", { timeout: 120_000 }, () => {
     await desktop.pastes("SECRET back again");
   });
 
+  it("finds out when looked at that its connection died without a word", async () => {
+    const road = await stage.road(hub);
+    const { code, link } = await desktop.pair();
+    const far = await openTab(context, link.replace(/^.*?#/, road.url + "/#"));
+    await join(far, { name: "far" });
+    road.lose();
+    await desktop.copy("SECRET on a dead road");
+    await shows(page, "SECRET on a dead road");
+    assert.equal(await far.locator(".newest .text").count(), 0);
+    await far.evaluate(() => dispatchEvent(new Event("focus")));
+    await shows(far, "SECRET on a dead road");
+    assertSilent(far, "SECRET", code);
+    await desktop.command("remove", (await kept(far)).deviceId);
+  });
+
   it("two tabs share one membership, and lose it together", async () => {
     const second = await openTab(context, hub.url);
     await connected(second);

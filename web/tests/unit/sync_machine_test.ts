@@ -68,6 +68,27 @@ test("a nudge replaces a live connection only when that is not trusted", () => {
   assert.deepEqual(names(machine.nudge(true)), ["cancelReconnect", "reportState", "open"]);
 });
 
+test("a connection that has gone silent is asked for a word, and replaced when none comes", () => {
+  const ticks = (machine: SyncMachine, count: number) => Array.from({ length: count }, () => names(machine.tick()).at(-1));
+  const silence = [...Array(4).fill(undefined), "sendCheck", undefined, undefined, "open"];
+  const machine = connected();
+  assert.deepEqual(ticks(machine, 8), silence);
+  machine.opened(2);
+  // It takes longer the next time: a large item may be on its way.
+  assert.deepEqual(ticks(machine, 10), [...silence.slice(0, 7), undefined, undefined, "open"]);
+
+  machine.opened(3);
+  const [check] = machine.lookedAt();
+  assert.ok(check?.do === "sendCheck");
+  assert.deepEqual(machine.lookedAt(), [], "it is asked already");
+  const item = outgoing("a", 1);
+  machine.publish(item);
+  assert.deepEqual(machine.tick(), [], "an ack is awaited anyway");
+  assert.deepEqual(machine.received(3, JSON.stringify({ type: "ack", ref: check.id, status: 400 })), [], "no ack of the item");
+  assert.deepEqual(names(machine.fallBack(item.id)), ["cancelAckTimer", "post"]);
+  assert.deepEqual(ticks(machine, 4), ["sendCheck", undefined, undefined, "open"]);
+});
+
 test("a tab whose place another one took waits to be looked at", () => {
   const machine = connected();
   machine.lost(1, 1008);
