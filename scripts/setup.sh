@@ -16,7 +16,7 @@ test_packages=(
   libgtest-dev libgmock-dev xvfb xclip xsel zbar-tools imagemagick openssl
   dbus-daemon openbox trayer lxqt-panel xfce4-panel xdotool x11-utils fonts-inter fonts-noto-cjk
   sway kwin-wayland mutter xwayland wl-clipboard chromium
-  nginx-light caddy dpkg-dev lintian desktop-file-utils appstream mandoc systemd zsh fish
+  dpkg-dev lintian desktop-file-utils appstream mandoc systemd zsh fish
 )
 package_packages=(dpkg-dev)
 try_packages=(debootstrap openssl xvfb x11-utils)
@@ -43,6 +43,24 @@ need() {
   "${as_root[@]}" apt-get update -qq >&2 || true
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2 </dev/null
+}
+
+# unpacked PROGRAM…: takes those that are missing out of Debian's packages of the same names, into
+# build/unpacked, where the build looks for them. For servers: installed, Debian would start them as
+# services there and then, listening on port 80 of whoever only runs tests, and nothing short of a
+# change to that system keeps it from doing so.
+unpacked() {
+  local folder=$root/build/unpacked program
+  for program in "$@"; do
+    PATH=$PATH:/usr/sbin:$folder/usr/sbin:$folder/usr/bin command -v "$program" >/dev/null && continue
+    echo "Unpacking Debian's package $program into build/unpacked" >&2
+    mkdir -p "$folder"
+    (cd "$folder" && rm -f ./*.deb && apt-get download -qq "$program" 2>download.log) || {
+      cat "$folder/download.log" >&2
+      exit 1
+    }
+    dpkg-deb -x "$folder"/*.deb "$folder"
+  done
 }
 
 # build PRESET [ARGUMENT OF THE BUILD…]: configures and builds into build/PRESET.

@@ -44,7 +44,7 @@ hub=$(echo "$work"/first/sorrelwind-hub_*_"$architecture".deb)
   exit 1
 }
 
-run "lintian" lintian --allow-root --fail-on error,warning \
+run "lintian" env TMPDIR="$work" lintian --allow-root --fail-on error,warning \
   --suppress-tags initial-upload-closes-no-bugs "$agent" "$hub" # they are not for Debian's archive
 depends() { dpkg-deb -f "$1" Depends; }
 [[ $(depends "$agent") == *libqt6gui6* && $(depends "$agent") == *libc6\ \(* ]] || wrong "dependencies: $(depends "$agent")"
@@ -66,6 +66,10 @@ run "files of the agent" diff <(files "$agent") <(expected sorrelwind \
   /usr/lib/systemd/user/sorrelwind.service /usr/share/applications/sorrelwind.desktop \
   /usr/share/icons/hicolor/scalable/apps/sorrelwind.svg /usr/share/man/man1/sorrelwind.1.gz \
   /usr/share/metainfo/sorrelwind.metainfo.xml | sort -k 3)
+if [ -d "$build/share/sorrelwind-hub/web" ]; then
+  run "the hub's page" diff <(cd "$build/share/sorrelwind-hub/web" && find . -type f | sort) \
+    <(files "$hub" | sed -n 's:.* /usr/share/sorrelwind-hub/web/:./:p' | sort)
+fi
 run "files of the hub" diff <(files "$hub" | grep -v ' /usr/share/sorrelwind-hub/web/') <(expected \
   sorrelwind-hub /etc/default/sorrelwind-hub /usr/lib/systemd/system/sorrelwind-hub.service \
   /usr/share/man/man8/sorrelwind-hub.8.gz | sort -k 3)

@@ -69,7 +69,7 @@ std::string guideSnippet(const std::string& language, const Replacements& replac
 }
 
 Nginx::Nginx(std::string server)
-    : m_port(freePort()), m_program({"/usr/sbin/nginx", "-p", m_folder.path().string(), "-c",
+    : m_port(freePort()), m_program({SORRELWIND_NGINX, "-p", m_folder.path().string(), "-c",
                                      prepare(std::move(server))}) {
     awaitPort(m_port, "nginx");
 }
@@ -93,7 +93,7 @@ std::string Nginx::prepare(std::string server) {
 
 Caddy::Caddy(std::string site)
     : m_port(freePort()),
-      m_program({"/usr/bin/env", "HOME=" + m_folder.path().string(), "/usr/bin/caddy", "run",
+      m_program({"/usr/bin/env", "HOME=" + m_folder.path().string(), SORRELWIND_CADDY, "run",
                  "--adapter", "caddyfile", "--config", prepare(std::move(site))}) {
     awaitPort(m_port, "Caddy");
 }
