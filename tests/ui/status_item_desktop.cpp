@@ -12,9 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <sys/prctl.h>
-
 namespace sorrelwind::test {
 
 namespace {
@@ -34,13 +31,6 @@ QDBusConnection ownConnection() {
 } // namespace
 
 TrayDesktop::TrayDesktop() {
-    m_bus.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-    m_bus.start(QStringLiteral("dbus-daemon"),
-                {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                 QStringLiteral("--nopidfile"), QStringLiteral("--print-address=1")});
-    while (!m_bus.canReadLine() && m_bus.waitForReadyRead(kPatienceMs)) {
-    }
-    m_busAddress = QString::fromUtf8(m_bus.readLine().trimmed());
     m_windowManager =
         std::make_unique<Program>(QStringLiteral("openbox"), QStringList(), m_xvfb.environment());
     // A tray that starts before the window manager is left where it was made.
@@ -53,15 +43,10 @@ TrayDesktop::TrayDesktop() {
         property.waitForFinished(kPatienceMs);
     } while (!property.readAllStandardOutput().contains("window id") && !deadline.hasExpired());
     qputenv("DISPLAY", m_xvfb.display());
-    qputenv("DBUS_SESSION_BUS_ADDRESS", m_busAddress.toUtf8());
+    qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus.address().toUtf8());
     qputenv("QT_QPA_PLATFORM", "xcb");
     qunsetenv("WAYLAND_DISPLAY");
     g_desktop = this;
-}
-
-TrayDesktop::~TrayDesktop() {
-    m_bus.terminate();
-    m_bus.waitForFinished(kPatienceMs);
 }
 
 std::unique_ptr<Program> TrayDesktop::tray(const char* colour) const {

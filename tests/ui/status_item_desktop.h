@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/support/message_bus.h"
 #include "tests/support/program.h"
 #include "tests/support/xvfb.h"
 
@@ -19,11 +20,10 @@ namespace sorrelwind::test {
 class TrayDesktop {
 public:
     TrayDesktop();
-    ~TrayDesktop();
     TrayDesktop(const TrayDesktop&) = delete;
     TrayDesktop& operator=(const TrayDesktop&) = delete;
 
-    [[nodiscard]] QString busAddress() const { return m_busAddress; }
+    [[nodiscard]] QString busAddress() const { return m_bus.address(); }
     /// An X11 tray of `trayer` in the lower right corner, with this background.
     [[nodiscard]] std::unique_ptr<Program> tray(const char* colour = "0xf0f0f0") const;
     /// Runs xdotool to its end.
@@ -33,8 +33,7 @@ public:
 
 private:
     Xvfb m_xvfb;
-    QProcess m_bus;
-    QString m_busAddress;
+    MessageBus m_bus;
     std::unique_ptr<Program> m_windowManager;
 };
 
