@@ -138,9 +138,8 @@ void GroupSection::renderHub() {
             TextRole::warning);
     } else if (groupHere && !hubHost.hosts()) {
         m_hubRow->setNote(
-            l10n.text(
-                u"这台电脑上的服务器已停止，设备组里的设备现在无法同步。",
-                u"The hub on this computer is stopped. The devices of the group cannot sync."),
+            l10n.text(u"这台电脑上的服务器已停止，设备组现在无法同步。",
+                      u"The hub on this computer is stopped, so the group cannot sync."),
             TextRole::warning);
     } else if (hubHost.hosts() && !hubHost.running()) {
         m_hubRow->setNote(l10n.text(u"这台电脑上的服务器没有响应。",
