@@ -119,7 +119,7 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
 
     HubHost hubHost(defaults);
     hubHost.resume();
-    LaunchAtLogin launchAtLogin(l10n, startCommand(line));
+    LaunchAtLogin launchAtLogin(startCommand(line));
     std::optional<AppCoordinator> coordinator;
     if (hasFace) {
         QGuiApplication::setQuitOnLastWindowClosed(false);

@@ -208,7 +208,8 @@ Task<ControlReply> ControlServer::answer(ControlRequest request) {
         const QString name = request.argument.trimmed();
         if (name.isEmpty())
             co_return outcome(m_l10n.text(u"名称不能为空", u"A name must not be empty"));
-        co_return outcome(co_await m_model.renameThisMac(name));
+        const auto error = co_await m_model.renameThisMac(name);
+        co_return error ? outcome(error->message(m_l10n.lang())) : done();
     }
     if (command == QLatin1StringView("pause") || command == QLatin1StringView("resume")) {
         m_model.setPaused(command == QLatin1StringView("pause"));

@@ -130,7 +130,8 @@ void AppCoordinator::showOnboarding() {
         m_onboarding = std::make_unique<OnboardingWindowController>(
             m_services.model,
             OnboardingServices{m_services.store, m_services.network, m_services.l10n,
-                               m_services.hubHost, m_services.launchAtLogin, copyHere()});
+                               m_services.hubHost, m_services.launchAtLogin, copyHere(),
+                               [this] { return m_statusItem->hosted(); }});
         m_onboarding->onFinish = [this] { m_onboarding.reset(); };
         // Onboarding finishes closing first.
         m_onboarding->onAddDevice = [this] {

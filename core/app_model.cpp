@@ -290,13 +290,13 @@ Task<std::optional<QString>> AppModel::removeDevice(QString id) {
     co_return std::nullopt;
 }
 
-Task<std::optional<QString>> AppModel::renameThisMac(QString name) {
+Task<std::optional<HubError>> AppModel::renameThisMac(QString name) {
     if (!m_account || name.isEmpty() || name == m_account->deviceName)
         co_return std::nullopt;
     const HubAPI api = apiFor(m_services.network, *m_account);
     const auto reply = co_await api.renameDevice(m_account->deviceId, name);
     if (!reply)
-        co_return reply.error().message(m_services.l10n.lang());
+        co_return reply.error();
     // The group may have been left, or another one joined, in the meantime.
     if (m_account && m_account->token == *api.token) {
         Account renamed = *m_account;

@@ -116,7 +116,7 @@ public:
     /// None on success, else a sentence. The list itself is renewed by the hub.
     [[nodiscard]] Task<std::optional<QString>> removeDevice(QString id);
     /// None on success, else a sentence, and the old name stays.
-    [[nodiscard]] Task<std::optional<QString>> renameThisMac(QString name);
+    [[nodiscard]] Task<std::optional<HubError>> renameThisMac(QString name);
     /// Always succeeds here, whatever the hub says.
     [[nodiscard]] Task<> leaveGroup();
 

@@ -40,8 +40,8 @@ QString quoted(const QString& argument) {
 
 } // namespace
 
-LaunchAtLogin::LaunchAtLogin(const L10n& l10n, QStringList command, QString autostartDir)
-    : m_l10n(l10n), m_command(std::move(command)), m_dir(std::move(autostartDir)) {}
+LaunchAtLogin::LaunchAtLogin(QStringList command, QString autostartDir)
+    : m_command(std::move(command)), m_dir(std::move(autostartDir)) {}
 
 QStringList LaunchAtLogin::thisProgram() {
     return {QCoreApplication::applicationFilePath()};
@@ -105,7 +105,7 @@ bool LaunchAtLogin::enabled() const {
     return file.open(QIODevice::ReadOnly) && starts(file.read(kMaxFileBytes));
 }
 
-Result<void, QString> LaunchAtLogin::setEnabled(bool enabled) const {
+Result<void, Sentence> LaunchAtLogin::setEnabled(bool enabled) const {
     QString reason;
     if (enabled) {
         QDir().mkpath(m_dir);
@@ -121,7 +121,7 @@ Result<void, QString> LaunchAtLogin::setEnabled(bool enabled) const {
         reason = file.errorString();
     }
     return failure(
-        m_l10n.text(u"无法更改登录时启动：%1。", u"Opening at login can't be changed: %1.")
+        Sentence::of(u"无法更改登录时启动：%1。", u"Opening at login can't be changed: %1.")
             .arg(reason));
 }
 

@@ -14,7 +14,7 @@ namespace sorrelwind {
 class LaunchAtLogin {
 public:
     /// `command` is this program and the arguments that it is to be started with.
-    explicit LaunchAtLogin(const L10n& l10n, QStringList command = thisProgram(),
+    explicit LaunchAtLogin(QStringList command = thisProgram(),
                            QString autostartDir = defaultDir());
 
     [[nodiscard]] static QStringList thisProgram();
@@ -23,8 +23,7 @@ public:
 
     [[nodiscard]] QString filePath() const;
     [[nodiscard]] bool enabled() const;
-    /// The error is a sentence.
-    [[nodiscard]] Result<void, QString> setEnabled(bool enabled) const;
+    [[nodiscard]] Result<void, Sentence> setEnabled(bool enabled) const;
 
     /// The whole file that starts `command`.
     [[nodiscard]] static QByteArray desktopEntry(const QStringList& command);
@@ -34,7 +33,6 @@ public:
     [[nodiscard]] static bool starts(const QByteArray& content);
 
 private:
-    const L10n& m_l10n;
     QStringList m_command;
     QString m_dir;
 };

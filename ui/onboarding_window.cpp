@@ -17,8 +17,9 @@ OnboardingWindowController::OnboardingWindowController(AppModel& model, Onboardi
         MembershipFlow::hostDeviceName(),
         m_services.store.legacyPassphrase().value_or(Crypto::randomPassphrase()),
         ServerDefaults::initial(), m_services.hubHost.hosts()};
-    m_view = std::make_unique<OnboardingView>(OnboardingView::Parts{
-        m_model, m_services.l10n, m_services.launchAtLogin, prefill, m_services.copyText});
+    m_view = std::make_unique<OnboardingView>(
+        OnboardingView::Parts{m_model, m_services.l10n, m_services.launchAtLogin, prefill,
+                              m_services.copyText, m_services.showsIcon});
     m_view->createPage().onSubmit = [this] { create(); };
     m_view->createPage().onCancel = [this] { cancel(); };
     m_view->joinPage().onSubmit = [this] { join(); };

@@ -25,6 +25,7 @@ struct OnboardingServices {
     HubHost& hubHost;
     LaunchAtLogin& launchAtLogin;
     std::function<void(const QString&)> copyText; // a secret, to this computer's clipboard only
+    std::function<bool()> showsIcon;              // whether the desktop has a place for it
 };
 
 /// The window in which a person creates a group or joins one. It carries the wish out, hands the

@@ -4,9 +4,12 @@
 #include "ui/controls/text_label.h"
 #include "ui/palette.h"
 #include "ui/qr_code.h"
+#include "ui/symbol_view.h"
 
 #include <QPainter>
 #include <QVBoxLayout>
+
+#include <chrono>
 
 namespace sorrelwind {
 
@@ -15,16 +18,27 @@ namespace {
 constexpr int kSide = 220;
 constexpr int kPadding = 8; // light around the code, which readers need
 constexpr int kShadow = 10;
+constexpr int kWait = 32;
+constexpr std::chrono::milliseconds kWaitAfter{300};
 constexpr double kVeil = 0.93; // over an expired code
 
 } // namespace
 
 QrCard::QrCard(QWidget* parent)
-    : QWidget(parent), m_overlay(new QWidget(this)),
+    : QWidget(parent), m_wait(new SymbolView(kWait, TextRole::accent,
+                                             QStringLiteral("arrow.triangle.2.circlepath"), this)),
+      m_overlay(new QWidget(this)),
       m_expiredText(new TextLabel({}, Palette::TextSize::callout, QFont::DemiBold)),
       m_renew(new BrandButton(BrandButton::Kind::primary)) {
     constexpr int kOuter = kSide + 2 * (kPadding + kShadow);
     setFixedSize(kOuter, kOuter);
+    m_wait->move((kOuter - kWait) / 2, (kOuter - kWait) / 2);
+    m_wait->setTurning(true);
+    m_wait->hide();
+    m_waitSoon.setSingleShot(true);
+    m_waitSoon.setInterval(kWaitAfter);
+    connect(&m_waitSoon, &QTimer::timeout, m_wait, &QWidget::show);
+    m_waitSoon.start();
     m_expiredText->setAlignment(Qt::AlignCenter);
     connect(m_renew, &QAbstractButton::clicked, this, &QrCard::renew);
     auto* column = new QVBoxLayout(m_overlay);
@@ -42,6 +56,12 @@ void QrCard::setUrl(const QString& url) {
         return;
     m_url = url;
     m_image = {};
+    if (url.isEmpty()) {
+        m_waitSoon.start();
+    } else {
+        m_waitSoon.stop();
+        m_wait->hide();
+    }
     update();
 }
 

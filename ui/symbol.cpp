@@ -77,8 +77,11 @@ QPixmap symbolPixmap(const QString& name, int size, const QColor& colour, qreal 
 
 void paintSymbol(QPainter& painter, const QString& name, const QRectF& box, const QColor& colour,
                  const QColor& glyph) {
-    // The device transform knows the scale also where a widget is painted into a picture.
-    const qreal dpr = painter.deviceTransform().m11();
+    // The device transform knows the scale also where a widget is painted into a picture, and
+    // where the symbol is turned.
+    const QTransform toDevice = painter.deviceTransform();
+    const qreal dpr = std::hypot(toDevice.m11(), toDevice.m12());
+    painter.setRenderHint(QPainter::SmoothPixmapTransform, toDevice.isRotating());
     const int size = qFloor(qMin(box.width(), box.height()));
     const QPixmap pixmap = symbolPixmap(name, size, colour, dpr, glyph);
     if (pixmap.isNull())

@@ -334,7 +334,8 @@ TEST_F(AppModelTest, PairingRemovalAndRenameSpeakToTheHub) {
 
     hub.on("PATCH /devices/me", {Answer{}, Answer{.status = 400, .body = R"({"error":"name"})"}});
     EXPECT_EQ(*outcomeOf(model->renameThisMac(QStringLiteral("New"))), std::nullopt);
-    EXPECT_EQ(*outcomeOf(model->renameThisMac(QStringLiteral("Bad"))), QStringLiteral("name"));
+    EXPECT_EQ(outcomeOf(model->renameThisMac(QStringLiteral("Bad")))->value().hubMessage,
+              QStringLiteral("name"));
     EXPECT_EQ(store.load()->deviceName, QStringLiteral("New"));
     EXPECT_EQ(model->account()->deviceName, QStringLiteral("New"));
     const qsizetype asked = hub.count("PATCH /devices/me");

@@ -1,4 +1,5 @@
 #include "base/defaults.h"
+#include "tests/support/message_bus.h"
 #include "tests/support/wait.h"
 #include "ui/appearance.h"
 #include "ui/palette.h"
@@ -6,7 +7,6 @@
 #include <QApplication>
 #include <QDBusMessage>
 #include <QPalette>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -53,33 +53,22 @@ private:
     QDBusConnection m_bus;
 };
 
-/// A message bus of the test's own.
 class AppearanceTest : public testing::Test {
 protected:
-    void SetUp() override {
-        m_daemon.start(QStringLiteral("dbus-daemon"),
-                       {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                        QStringLiteral("--print-address=1")});
-        ASSERT_TRUE(m_daemon.waitForStarted()) << "dbus-daemon is needed";
-        ASSERT_TRUE(waitFor([this] { return m_daemon.canReadLine(); }));
-        m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
-    }
+    void SetUp() override { ASSERT_FALSE(m_bus.address().isEmpty()) << "dbus-daemon is needed"; }
 
     void TearDown() override {
         for (const QString& name : m_names)
             QDBusConnection::disconnectFromBus(name);
-        m_daemon.terminate();
-        m_daemon.waitForFinished();
     }
 
     QDBusConnection connected(const QString& name) {
         m_names.append(name);
-        return QDBusConnection::connectToBus(m_address, name);
+        return QDBusConnection::connectToBus(m_bus.address(), name);
     }
 
 private:
-    QProcess m_daemon;
-    QString m_address;
+    MessageBus m_bus;
     QStringList m_names;
 };
 

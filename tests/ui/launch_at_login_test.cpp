@@ -1,6 +1,5 @@
 #include "ui/launch_at_login.h"
 
-#include "base/defaults.h"
 #include "tests/support/print_qt.h"
 
 #include <QFile>
@@ -51,11 +50,7 @@ TEST(LaunchAtLogin, OnlyWhatADesktopStartsCounts) {
 
 TEST(LaunchAtLogin, OneFileIsTheTruth) {
     const QTemporaryDir dir;
-    Defaults defaults(dir.path());
-    defaults.set(u"language"_qs, u"en"_qs);
-    const L10n l10n(defaults);
-    const LaunchAtLogin launch(l10n, {u"/opt/a b/sorrelwind"_qs},
-                               dir.filePath(u"new/autostart"_qs));
+    const LaunchAtLogin launch({u"/opt/a b/sorrelwind"_qs}, dir.filePath(u"new/autostart"_qs));
     EXPECT_FALSE(launch.enabled());
     EXPECT_TRUE(launch.setEnabled(false)); // nothing to take away
     EXPECT_TRUE(launch.setEnabled(true));
@@ -70,10 +65,10 @@ TEST(LaunchAtLogin, OneFileIsTheTruth) {
 
     QFile blocker(dir.filePath(u"file"_qs));
     ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    const LaunchAtLogin blocked(l10n, {u"/a"_qs}, dir.filePath(u"file/autostart"_qs));
+    const LaunchAtLogin blocked({u"/a"_qs}, dir.filePath(u"file/autostart"_qs));
     const auto refused = blocked.setEnabled(true);
     ASSERT_FALSE(refused);
-    EXPECT_TRUE(refused.error().startsWith(u"Opening at login can't be changed: "_qs));
+    EXPECT_TRUE(refused.error().en.startsWith(u"Opening at login can't be changed: "_qs));
 }
 
 TEST(LaunchAtLogin, FolderIsTheDesktops) {

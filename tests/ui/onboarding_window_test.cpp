@@ -19,7 +19,8 @@ protected:
     void open() {
         window_ = std::make_unique<OnboardingWindowController>(
             *model, OnboardingServices{store, network, l10n, hubHost, launchAtLogin,
-                                       [this](const QString& text) { copied << text; }});
+                                       [this](const QString& text) { copied << text; },
+                                       [this] { return showsIcon; }});
         window_->onFinish = [this] {
             calls << u"finish"_qs;
             window_.reset();
@@ -44,6 +45,7 @@ protected:
 
     QStringList calls;
     std::unique_ptr<OnboardingWindowController> window_;
+    bool showsIcon = true;
 };
 
 TEST_F(Onboarding, CreatesAGroupByKeyboardAlone) {
@@ -73,6 +75,10 @@ TEST_F(Onboarding, CreatesAGroupByKeyboardAlone) {
     EXPECT_EQ(store.load(), model->account());
     EXPECT_EQ(model->phase(), AppModel::Phase::running);
 
+    EXPECT_TRUE(says(u"in the menu bar"_qs));
+    showsIcon = false;
+    model->setPaused(true);
+    EXPECT_TRUE(says(u"start Sorrelwind again"_qs)); // the only way back in
     auto* launch = seen<QAbstractButton>("launchAtLogin");
     ASSERT_NE(launch, nullptr);
     QTest::keyClick(launch, Qt::Key_Space);
@@ -106,11 +112,12 @@ TEST_F(Onboarding, AnErrorIsASentenceAndTheFormStays) {
            {{.status = 503, .body = R"({"error":"closed on Sunday"})"}, {.body = kJoined}});
     openCreate();
     type("passphrase", u"my own words"_qs);
-    press(u"Create Group"_qs);
+    key(Qt::Key_Return);
     EXPECT_TRUE(says(u"Creating your group…"_qs));
     EXPECT_FALSE(seen<QLineEdit>("passphrase")->isEnabled());
     ASSERT_TRUE(waitFor([] { return says(u"closed on Sunday"_qs); }));
     EXPECT_EQ(seen<QLineEdit>("passphrase")->text(), u"my own words"_qs);
+    EXPECT_EQ(window()->focusWidget(), seen<QLineEdit>("passphrase"));
     EXPECT_EQ(seen<QLineEdit>("server")->text(), hub.base());
     EXPECT_FALSE(store.load());
     press(u"Create Group"_qs);

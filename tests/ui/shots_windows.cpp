@@ -70,7 +70,7 @@ struct Stage {
     PlayedSystemd systemd{dir.path()};
     std::unique_ptr<HubHost> host = std::make_unique<HubHost>(
         defaults, HubHost::Options{.program = {}, .mayUseSystemd = false});
-    LaunchAtLogin launchAtLogin{l10n, {u"/a"_qs}, dir.filePath(u"autostart"_qs)};
+    LaunchAtLogin launchAtLogin{{u"/a"_qs}, dir.filePath(u"autostart"_qs)};
     AppModel model{{store, pasteboard, network, l10n, prefs}};
 };
 
@@ -101,8 +101,8 @@ std::unique_ptr<QWidget> onboarding(bool removed, const Prepare& prepare) {
         s.removed();
     const CreatePage::Prefill prefill{u"Studio"_qs, u"hk7fq-wm3xd-9zrtb-uvp4e"_qs,
                                       u"https://hub.example:8787"_qs, false};
-    auto view = std::make_unique<OnboardingView>(
-        OnboardingView::Parts{s.model, s.l10n, s.launchAtLogin, prefill, [](const QString&) {}});
+    auto view = std::make_unique<OnboardingView>(OnboardingView::Parts{
+        s.model, s.l10n, s.launchAtLogin, prefill, [](const QString&) {}, [] { return true; }});
     keep(stage, *view);
     prepare(s, *view);
     return view;

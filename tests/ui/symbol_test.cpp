@@ -3,6 +3,7 @@
 #include "ui/menu_bar_icon.h"
 #include "ui/symbol.h"
 
+#include <QPainter>
 #include <QSet>
 
 #include <gtest/gtest.h>
@@ -95,6 +96,22 @@ TEST(SymbolTest, SizesAndUnknownNames) {
     EXPECT_FALSE(hasSymbol(QStringLiteral("symbols.qrc")));
     EXPECT_TRUE(symbolPixmap(QStringLiteral("nothing.fill"), 16, Qt::black, 1).isNull());
     EXPECT_TRUE(symbolPixmap(QStringLiteral("plus"), 0, Qt::black, 1).isNull());
+}
+
+TEST(SymbolTest, TurnedIsAsSharpAsUpright) {
+    for (const int quarter : {1, 2, 3}) {
+        QImage turned(48, 48, QImage::Format_ARGB32);
+        turned.fill(Qt::transparent);
+        turned.setDevicePixelRatio(2);
+        QPainter painter(&turned);
+        painter.translate(12, 12);
+        painter.rotate(90 * quarter);
+        paintSymbol(painter, QStringLiteral("plus"), QRectF(-12, -12, 24, 24), Qt::red);
+        painter.end();
+        EXPECT_NEAR(coverage(turned),
+                    coverage(drawn(symbolPixmap(QStringLiteral("plus"), 24, Qt::red, 2))), 0.01)
+            << quarter;
+    }
 }
 
 TEST(MenuBarIconTest, IsAClipboardWithARisingSignalCutOut) {

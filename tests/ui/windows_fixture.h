@@ -167,7 +167,7 @@ protected:
     QNetworkAccessManager network;
     ScriptedHub hub;
     HubHost hubHost{defaults, {.program = {}, .mayUseSystemd = false, .mayUseAvahi = false}};
-    LaunchAtLogin launchAtLogin{l10n, {QStringLiteral("/a")}, dir.filePath(u"autostart"_qs)};
+    LaunchAtLogin launchAtLogin{{QStringLiteral("/a")}, dir.filePath(u"autostart"_qs)};
     QStringList copied;
     int onboardingWanted = 0;
     std::unique_ptr<AppModel> model;

@@ -13,21 +13,21 @@
 
 namespace sorrelwind {
 
-DonePage::DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launchAtLogin)
+DonePage::DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launchAtLogin,
+                   std::function<bool()> showsIcon)
     : m_model(model), m_l10n(l10n), m_launchAtLogin(launchAtLogin),
+      m_showsIcon(std::move(showsIcon)),
       m_title(new TextLabel({}, Palette::TextSize::title2, QFont::Bold)),
       m_text(new TextLabel({}, Palette::TextSize::callout, QFont::Normal, TextRole::secondary)),
       m_warning(new TextLabel({}, Palette::TextSize::footnote, QFont::Normal, TextRole::warning)),
       m_launchLabel(new TextLabel({}, Palette::TextSize::footnote)), m_launch(new BrandSwitch),
-      m_launchError(new TextLabel({}, Palette::TextSize::caption, QFont::Normal, TextRole::danger)),
+      m_launchNote(new TextLabel({}, Palette::TextSize::caption, QFont::Normal, TextRole::danger)),
       m_done(new BrandButton(BrandButton::Kind::secondary)),
       m_addDevice(new BrandButton(BrandButton::Kind::primary, true)) {
-    for (TextLabel* label : {m_title, m_text, m_warning, m_launchError})
+    for (TextLabel* label : {m_title, m_text, m_warning, m_launchNote})
         label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
     m_launchLabel->setElided(true);
     m_launch->setObjectName(QStringLiteral("launchAtLogin"));
-    m_launch->setChecked(m_launchAtLogin.enabled());
-    m_launchError->hide();
     m_addDevice->setFixedWidth(180);
     m_addDevice->setSymbol(QStringLiteral("plus"));
     connect(m_launch, &BrandSwitch::clicked, this, [this](bool on) { flipLaunch(on); });
@@ -63,7 +63,7 @@ DonePage::DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launc
     column->addWidget(m_warning);
     column->addSpacing(Palette::Space::s5);
     column->addWidget(card, 0, Qt::AlignHCenter);
-    column->addWidget(m_launchError);
+    column->addWidget(m_launchNote);
     column->addSpacing(Palette::Space::s5);
     column->addLayout(buttons);
     column->addStretch();
@@ -71,17 +71,21 @@ DonePage::DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launc
 
 void DonePage::flipLaunch(bool on) {
     const auto set = m_launchAtLogin.setEnabled(on);
-    m_launchError->setText(set ? QString() : set.error());
-    m_launchError->setVisible(!set);
-    m_launch->setChecked(m_launchAtLogin.enabled());
+    m_launchError = set ? std::nullopt : std::optional(set.error());
+    render();
 }
 
 void DonePage::render() {
     m_title->setText(m_l10n.text(u"一切就绪", u"You’re all set"));
+    const QString whatFor = m_l10n.text(u"在这台设备上复制，到其他设备上粘贴。\n",
+                                        u"Copy on this device and paste on your other devices.\n");
     m_text->setText(
-        m_l10n.text(u"在这台设备上复制，到其他设备上粘贴。\nSorrelwind 就在菜单栏里。",
-                    u"Copy on this device and paste on your other devices.\nSorrelwind lives in "
-                    u"the menu bar."));
+        whatFor +
+        (m_showsIcon()
+             ? m_l10n.text(u"Sorrelwind 就在菜单栏里。", u"Sorrelwind lives in the menu bar.")
+             : m_l10n.text(u"这个桌面不显示状态图标：再次启动 Sorrelwind 即可打开它。",
+                           u"This desktop shows no status icons: start Sorrelwind again "
+                           u"to open it.")));
     const bool unencrypted =
         m_model.account() && m_model.crypto() == AppModel::CryptoStatus::plaintext;
     m_warning->setVisible(unencrypted);
@@ -90,6 +94,9 @@ void DonePage::render() {
                                    u"encrypted."));
     m_launchLabel->setText(m_l10n.text(u"登录时启动", u"Open at login"));
     m_launch->setAccessibleName(m_launchLabel->text());
+    m_launch->setChecked(m_launchAtLogin.enabled());
+    m_launchNote->setVisible(m_launchError.has_value());
+    m_launchNote->setText(m_launchError ? m_launchError->in(m_l10n.lang()) : QString());
     m_done->setText(m_l10n.text(u"完成", u"Done"));
     m_addDevice->setText(m_l10n.text(u"添加设备", u"Add a Device"));
 }

@@ -17,7 +17,8 @@ class TextLabel;
 class DonePage final : public OnboardingPage {
     Q_OBJECT
 public:
-    DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launchAtLogin);
+    DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launchAtLogin,
+             std::function<bool()> showsIcon);
 
     void render() override;
     [[nodiscard]] QWidget* firstFocus() override;
@@ -31,12 +32,14 @@ private:
     const AppModel& m_model;
     const L10n& m_l10n;
     LaunchAtLogin& m_launchAtLogin;
+    std::function<bool()> m_showsIcon;
     TextLabel* m_title;
     TextLabel* m_text;
     TextLabel* m_warning;
     TextLabel* m_launchLabel;
     BrandSwitch* m_launch;
-    TextLabel* m_launchError;
+    TextLabel* m_launchNote;
+    std::optional<Sentence> m_launchError;
     BrandButton* m_done;
     BrandButton* m_addDevice;
 };

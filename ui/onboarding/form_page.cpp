@@ -96,6 +96,8 @@ void FormPage::render() {
 }
 
 void FormPage::setBusy(bool busy) {
+    if (busy && !m_busy)
+        m_resumeAt = focusWidget();
     m_busy = busy;
     m_fields->setEnabled(!busy);
     m_mark->setTurning(busy);
@@ -120,8 +122,10 @@ void FormPage::showError(const Sentence& sentence) {
     m_status->setRole(TextRole::danger);
     m_status->setText(sentence.in(m_l10n.lang()));
     updateSubmit();
-    if (auto* first = firstFocus(); first && isVisible())
-        first->setFocus();
+    // Where it was sent from, so that it can be mended there or sent again.
+    QWidget* resumeAt = m_resumeAt && m_resumeAt->isVisible() ? m_resumeAt.data() : firstFocus();
+    if (resumeAt && isVisible())
+        resumeAt->setFocus();
 }
 
 void FormPage::showNothing() {

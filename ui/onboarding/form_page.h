@@ -4,6 +4,8 @@
 #include "ui/controls/text_role.h"
 #include "ui/onboarding/onboarding_page.h"
 
+#include <QPointer>
+
 #include <functional>
 
 class QVBoxLayout;
@@ -67,6 +69,7 @@ private:
     BrandButton* m_back;
     BrandButton* m_submit;
     bool m_busy = false;
+    QPointer<QWidget> m_resumeAt;    // had the focus when the work began
     std::optional<Sentence> m_error; // that stands there
 };
 

@@ -28,7 +28,7 @@ OnboardingView::OnboardingView(const Parts& parts)
       m_choose(new ChoosePage(parts.l10n)),
       m_create(new CreatePage(parts.l10n, parts.prefill, parts.copyText)),
       m_join(new JoinPage(parts.l10n, parts.prefill.deviceName, parts.prefill.server)),
-      m_done(new DonePage(parts.model, parts.l10n, parts.launchAtLogin)) {
+      m_done(new DonePage(parts.model, parts.l10n, parts.launchAtLogin, parts.showsIcon)) {
     setWindowTitle(QStringLiteral("Sorrelwind"));
     m_language->setText(QStringLiteral("EN / 中文"));
     m_language->setObjectName(QStringLiteral("language"));

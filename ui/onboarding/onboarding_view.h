@@ -28,6 +28,7 @@ public:
         LaunchAtLogin& launchAtLogin;
         CreatePage::Prefill prefill;
         std::function<void(const QString&)> copyText;
+        std::function<bool()> showsIcon;
     };
     explicit OnboardingView(const Parts& parts);
 

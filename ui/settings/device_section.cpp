@@ -38,7 +38,8 @@ DeviceSection::DeviceSection(AppModel& model, const SettingsServices& services)
                                   renderPassphrase();
                               })),
       m_copy(new IconButton(QStringLiteral("doc.on.doc"), {}, [this] { copyPassphrase(); })),
-      m_launch(new BrandSwitch), m_clipboard(new TextLabel({}, Palette::TextSize::footnote)) {
+      m_launch(new BrandSwitch), m_clipboard(new TextLabel({}, Palette::TextSize::footnote,
+                                                           QFont::Normal, TextRole::secondary)) {
     m_name->setObjectName(QStringLiteral("deviceName"));
     m_name->setFixedWidth(200);
     m_name->setMaxLength(MembershipFlow::kMaxDeviceName);
@@ -86,8 +87,7 @@ void DeviceSection::saveName() {
 }
 
 Task<> DeviceSection::rename(QString name) {
-    const auto error = co_await m_model.renameThisMac(name);
-    m_nameError = error.value_or(QString());
+    m_nameError = co_await m_model.renameThisMac(name);
     m_shownName.reset();
     renderName();
 }
@@ -103,7 +103,7 @@ void DeviceSection::copyPassphrase() {
 
 void DeviceSection::flipLaunch(bool on) {
     const auto set = m_services.launchAtLogin.setEnabled(on);
-    m_launchError = set ? QString() : set.error();
+    m_launchError = set ? std::nullopt : std::optional(set.error());
     render();
 }
 
@@ -114,8 +114,9 @@ void DeviceSection::renderName() {
         m_shownName = name;
         m_name->setText(name);
     }
-    m_name->setFaulty(!m_nameError.isEmpty());
-    m_nameRow->setNote(m_nameError, TextRole::danger);
+    m_name->setFaulty(m_nameError.has_value());
+    m_nameRow->setNote(m_nameError ? m_nameError->message(m_services.l10n.lang()) : QString(),
+                       TextRole::danger);
 }
 
 void DeviceSection::renderPassphrase() {
@@ -164,10 +165,6 @@ void DeviceSection::renderClipboard() {
 
 void DeviceSection::render() {
     const L10n& l10n = m_services.l10n;
-    if (std::exchange(m_epoch, m_model.languageEpoch()) != m_model.languageEpoch()) {
-        m_nameError.clear();
-        m_launchError.clear();
-    }
     m_header->setText(l10n.text(u"这台设备", u"This device"));
     m_nameRow->setLabel(l10n.text(u"设备名称", u"Device name"));
     renderName();
@@ -175,7 +172,8 @@ void DeviceSection::render() {
     renderPassphrase();
     m_launchRow->setLabel(l10n.text(u"登录时启动", u"Open at login"));
     m_launch->setChecked(m_services.launchAtLogin.enabled());
-    m_launchRow->setNote(m_launchError, TextRole::danger);
+    m_launchRow->setNote(m_launchError ? m_launchError->in(l10n.lang()) : QString(),
+                         TextRole::danger);
     renderClipboard();
 }
 

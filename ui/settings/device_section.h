@@ -2,6 +2,7 @@
 
 #include "base/l10n.h"
 #include "base/task.h"
+#include "hub/hub_error.h"
 #include "ui/settings_window.h"
 
 #include <QWidget>
@@ -50,10 +51,9 @@ private:
     TextLabel* m_clipboard;
 
     std::optional<QString> m_shownName; // the model's, as it was last put into the field
-    QString m_nameError;
-    QString m_launchError;
+    std::optional<HubError> m_nameError;
+    std::optional<Sentence> m_launchError;
     bool m_revealed = false;
-    int m_epoch = 0; // of the language that the errors are in
     TaskScope m_tasks;
 };
 

@@ -26,14 +26,13 @@ GroupSection::GroupSection(AppModel& model, const SettingsServices& services)
     m_leave->setObjectName(QStringLiteral("leave"));
     m_leaveCancel->setObjectName(QStringLiteral("leaveCancel"));
     m_hubRow = new SettingsRow(m_hub);
-    m_hostRow = new SettingsRow;
-    m_hostRow->addControl(m_hostCancel);
-    m_hostRow->addControl(m_host);
+    m_hubRow->addControl(m_hostCancel);
+    m_hubRow->addControl(m_host);
     m_leaveRow = new SettingsRow;
     m_leaveRow->addControl(m_leaveCancel);
     m_leaveRow->addControl(m_leave);
     auto* card = new Card;
-    for (SettingsRow* row : {m_hubRow, m_hostRow, m_leaveRow})
+    for (SettingsRow* row : {m_hubRow, m_leaveRow})
         card->addRow(row);
     fillSettingsSection(*this, m_header, card);
 
@@ -113,48 +112,53 @@ Task<> GroupSection::leaveGroup() {
     render();
 }
 
-void GroupSection::renderHost() {
+void GroupSection::renderHub() {
     const L10n& l10n = m_services.l10n;
     const HubHost& hubHost = m_services.hubHost;
-    const bool groupHere = m_model.account() && hubHost.isHere(m_model.account()->server);
+    const QString server = m_model.account() ? m_model.account()->server : QString();
+    const bool groupHere = m_model.account() && hubHost.isHere(server);
     const bool asking = m_question == Question::stopHub;
-    m_hostRow->setVisible(hubHost.hosts() || groupHere);
+    m_hubRow->setLabel(l10n.text(u"服务器", u"Hub"));
+    m_hub->setText(server.startsWith(QLatin1StringView("https://")) ? server.mid(8) : server);
     m_hostCancel->setVisible(asking);
     m_hostCancel->setText(l10n.text(u"取消", u"Cancel"));
+    m_host->setVisible(hubHost.hosts() || groupHere);
     m_host->setEnabled(!m_switching);
-    QString label;
-    if (m_switching) {
-        label = l10n.text(u"请稍候…", u"One moment…");
-    } else if (!hubHost.hosts()) {
-        label = l10n.text(u"本机服务器已停止", u"The hub on this computer is stopped");
-    } else if (!hubHost.running()) {
-        label = l10n.text(u"本机服务器没有响应", u"The hub on this computer does not answer");
-    } else {
-        label = l10n.text(u"服务器在这台电脑上运行", u"The hub runs on this computer");
-    }
-    m_hostRow->setLabel(label);
     m_host->setText(!hubHost.hosts() ? l10n.text(u"启动", u"Start")
                     : asking         ? l10n.text(u"停止服务器", u"Stop Hub")
                                      : l10n.text(u"停止…", u"Stop…"));
     if (m_hostError) {
-        m_hostRow->setNote(m_hostError->in(l10n.lang()), TextRole::danger);
+        m_hubRow->setNote(m_hostError->in(l10n.lang()), TextRole::danger);
+    } else if (m_switching) {
+        m_hubRow->setNote(l10n.text(u"请稍候…", u"One moment…"));
     } else if (asking) {
-        m_hostRow->setNote(
+        m_hubRow->setNote(
             l10n.text(u"停止后，设备组里的所有设备都无法同步，直到你在这里重新启动它。设备组和口令"
                       u"会保留。",
                       u"Until you start it again here, no device of the group can sync. The group "
                       u"and its passphrase stay."),
             TextRole::warning);
     } else if (groupHere && !hubHost.hosts()) {
-        m_hostRow->setNote(l10n.text(u"设备组里的设备现在无法同步。",
-                                     u"The devices of the group cannot sync now."),
-                           TextRole::warning);
+        m_hubRow->setNote(
+            l10n.text(u"这台电脑上的服务器已停止，设备组现在无法同步。",
+                      u"The hub on this computer is stopped, so the group cannot sync."),
+            TextRole::warning);
+    } else if (hubHost.hosts() && !hubHost.running()) {
+        m_hubRow->setNote(l10n.text(u"这台电脑上的服务器没有响应。",
+                                    u"The hub on this computer does not answer."),
+                          TextRole::warning);
+    } else if (!hubHost.hosts()) {
+        m_hubRow->setNote({});
+    } else if (!groupHere) {
+        m_hubRow->setNote(l10n.text(u"这台电脑上还运行着一个供其他设备使用的服务器",
+                                    u"A hub for other devices runs on this computer"));
     } else {
-        m_hostRow->setNote(
+        m_hubRow->setNote(
             hubHost.isService()
-                ? l10n.text(u"作为系统服务，登录后一直运行",
-                            u"As a service, for as long as you are logged in")
-                : l10n.text(u"随 Sorrelwind 启动和退出", u"It starts and ends with Sorrelwind"));
+                ? l10n.text(u"在这台电脑上作为系统服务运行，登录期间一直有效",
+                            u"Runs on this computer as a service, for as long as you are logged in")
+                : l10n.text(u"在这台电脑上运行，随 Sorrelwind 启动和退出",
+                            u"Runs on this computer, starts and ends with Sorrelwind"));
     }
 }
 
@@ -197,10 +201,7 @@ void GroupSection::renderLeave() {
 void GroupSection::render() {
     const L10n& l10n = m_services.l10n;
     m_header->setText(l10n.text(u"设备组", u"Group"));
-    m_hubRow->setLabel(l10n.text(u"服务器", u"Hub"));
-    const QString server = m_model.account() ? m_model.account()->server : QString();
-    m_hub->setText(server.startsWith(QLatin1StringView("https://")) ? server.mid(8) : server);
-    renderHost();
+    renderHub();
     renderLeave();
 }
 

@@ -31,7 +31,7 @@ private:
     void ask(Question question);
     void switchHub();
     Task<> leaveGroup();
-    void renderHost();
+    void renderHub();
     void renderLeave();
     [[nodiscard]] bool hubGoesWithGroup() const;
 
@@ -40,7 +40,6 @@ private:
     TextLabel* m_header;
     SettingsRow* m_hubRow;
     TextLabel* m_hub;
-    SettingsRow* m_hostRow;
     BrandButton* m_hostCancel;
     BrandButton* m_host;
     SettingsRow* m_leaveRow;

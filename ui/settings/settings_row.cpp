@@ -11,15 +11,16 @@ SettingsRow::SettingsRow(QWidget* control)
     : m_line(new QHBoxLayout), m_label(new TextLabel({}, Palette::TextSize::footnote)),
       m_note(new TextLabel({}, Palette::TextSize::caption)), m_control(control) {
     m_label->setElided(true);
-    m_note->setContentsMargins(0, 0, 0, 3);
+    m_note->setContentsMargins(0, 0, 0, 6);
     m_note->hide();
     m_line->setSpacing(Palette::Space::s2);
+    m_line->addStrut(36); // as tall as a button, where there is none as well
     m_line->addWidget(m_label, 1);
     if (control)
         m_line->addWidget(control);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(14, 4, 14, 4);
-    column->setSpacing(Palette::Space::s1);
+    column->setSpacing(0);
     m_line->setContentsMargins(0, 0, 0, 0);
     column->addLayout(m_line, 1);
     column->addWidget(m_note);
