@@ -5,7 +5,6 @@
 #include "clipboard/make_pasteboard.h"
 #include "tests/clipboard/x11_fixture.h"
 
-#include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
