@@ -156,15 +156,6 @@ TEST(CommandLine, SecondAgentOnADirectoryEndsWithASentence) {
     EXPECT_EQ(desktop.status()[u"phase"], "onboarding");
 }
 
-TEST(CommandLine, KilledAgentLeavesNothingThatStopsTheNext) {
-    QTemporaryDir folder;
-    Desktop desktop(folder.path(), "alpha");
-    desktop.stopAgent(SIGKILL);
-    EXPECT_EQ(desktop.command({"status"}).code, 1);
-    desktop.startAgent();
-    EXPECT_EQ(desktop.command({"status"}).code, 0);
-}
-
 TEST(CommandLine, ControlSocketSurvivesRubbish) {
     QTemporaryDir folder;
     const Desktop desktop(folder.path(), "alpha");

@@ -95,11 +95,12 @@ TEST_F(Membership, RemovedDeviceLosesItsAccountAndSaysWhy) {
     EXPECT_TRUE(b.pastes("welcome back"));
 }
 
-TEST_F(Membership, RemovedWhileAwayIsLearnedOnComingBack) {
+TEST_F(Membership, RemovedWhileKilledIsLearnedOnComingBack) {
     a.createGroup(hub);
     b.joinByLink(a);
     const QString id = idOf(b);
     b.stopAgent(SIGKILL);
+    EXPECT_EQ(b.command({"status"}).code, 1) << "whatever it has left behind";
     ASSERT_EQ(a.command({"remove", id}).code, 0);
     b.startAgent();
     EXPECT_TRUE(waitFor([&] { return b.status()[u"phase"] == "onboarding"; }));
