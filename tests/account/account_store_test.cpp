@@ -10,7 +10,6 @@
 #include <QTemporaryDir>
 
 #include <csignal>
-#include <fcntl.h>
 #include <sys/fsuid.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -20,20 +19,15 @@ namespace sorrelwind {
 namespace {
 
 Account exampleAccount() {
-    Account account;
-    account.server = QStringLiteral("https://hub.example");
-    account.groupId = QStringLiteral("g1");
-    account.deviceId = QStringLiteral("d1");
-    account.deviceName = QStringLiteral("Büro \"1\" / 书房");
-    account.token = QStringLiteral("g1.secret");
-    account.passphrase = QStringLiteral("abcde-fghjk");
-    account.salt = QStringLiteral("AAAA");
-    return account;
+    return {u"https://hub.example"_qs, u"g1"_qs,          u"d1"_qs,   u"Büro \"1\" / 书房"_qs,
+            u"g1.secret"_qs,           u"abcde-fghjk"_qs, u"AAAA"_qs, {}};
 }
+
+const QStringList kOneFile{u"account.json"_qs};
 
 class Store : public testing::Test {
 protected:
-    [[nodiscard]] QString dir() const { return m_dir.filePath(QStringLiteral("a/b")); }
+    [[nodiscard]] QString dir() const { return m_dir.filePath(u"a/b"_qs); }
     void put(const QString& name, const QByteArray& bytes, mode_t mode = 0600) {
         QDir().mkpath(dir());
         QFile file(dir() + u'/' + name);
@@ -42,7 +36,7 @@ protected:
         file.close();
         ASSERT_EQ(::chmod(QFile::encodeName(file.fileName()).constData(), mode), 0);
     }
-    [[nodiscard]] QByteArray bytes(const QString& name = QStringLiteral("account.json")) const {
+    [[nodiscard]] QByteArray bytes(const QString& name = u"account.json"_qs) const {
         QFile file(dir() + u'/' + name);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
@@ -66,10 +60,10 @@ TEST_F(Store, SavesSortedWithoutAbsentMembersForItsOwnerOnly) {
     ::umask(before);
     EXPECT_EQ(m_store.load(), exampleAccount());
     EXPECT_EQ(mode(), 0600U);
-    EXPECT_EQ(names(), QStringList({QStringLiteral("account.json")}));
+    EXPECT_EQ(names(), kOneFile);
     const QJsonObject object = QJsonDocument::fromJson(bytes()).object();
     EXPECT_EQ(object.keys().join(u' '),
-              QStringLiteral("deviceId deviceName groupId passphrase salt server token"));
+              u"deviceId deviceName groupId passphrase salt server token"_qs);
     // One member a line, in sorted order in the text as well.
     const QList<QByteArray> lines = bytes().trimmed().split('\n');
     EXPECT_EQ(lines.size(), 9);
@@ -77,10 +71,10 @@ TEST_F(Store, SavesSortedWithoutAbsentMembersForItsOwnerOnly) {
 }
 
 TEST_F(Store, ReplacesTheWholeEarlierFileAndItsMode) {
-    put(QStringLiteral("account.json"), QByteArray(10'000, 'x'), 0644);
+    put(u"account.json"_qs, QByteArray(10'000, 'x'), 0644);
     Account account = exampleAccount();
     account.passphrase.reset();
-    account.key = QStringLiteral("KEY=");
+    account.key = u"KEY="_qs;
     EXPECT_TRUE(m_store.save(account).has_value());
     EXPECT_EQ(mode(), 0600U);
     EXPECT_EQ(m_store.load(), account);
@@ -89,43 +83,43 @@ TEST_F(Store, ReplacesTheWholeEarlierFileAndItsMode) {
 TEST_F(Store, LoadsOnlyWholeRecords) {
     const QByteArray five =
         R"("server":"s","groupId":"g","deviceId":"d","deviceName":"n","token":"t")";
-    const struct {
-        const char* name;
-        QByteArray json;
-        bool loads;
-    } kTable[] = {
-        {"the required members", "{" + five + "}", true},
+    const QByteArray whole = "{" + five + "}";
+    const auto with = [&](const char* part, const char* by) {
+        return QByteArray(whole).replace(part, by);
+    };
+    const std::tuple<const char*, QByteArray, bool> kTable[] = {
+        {"the required members", whole, true},
         {"any order and white space", "\n{ \"x\":[1], " + five + "\t}\n", true},
         {"escaped slash", "{" + five + R"(,"salt":"a\/b"})", true},
         {"null optionals", "{" + five + R"(,"passphrase":null,"salt":null,"key":null})", true},
         {"token missing", R"({"server":"s","groupId":"g","deviceId":"d","deviceName":"n"})", false},
-        {"token null", QByteArray("{" + five + "}").replace("\"t\"", "null"), false},
-        {"token a number", QByteArray("{" + five + "}").replace("\"t\"", "5"), false},
-        {"server an object", QByteArray("{" + five + "}").replace("\"s\"", "{}"), false},
+        {"token null", with("\"t\"", "null"), false},
+        {"token a number", with("\"t\"", "5"), false},
+        {"server an object", with("\"s\"", "{}"), false},
         {"key a number", "{" + five + R"(,"key":5})", false},
         {"salt an array", "{" + five + R"(,"salt":["a"]})", false},
-        {"member names in capitals", QByteArray("{" + five + "}").replace("token", "TOKEN"), false},
-        {"array around it", "[{" + five + "}]", false},
+        {"member names in capitals", with("token", "TOKEN"), false},
+        {"array around it", "[" + whole + "]", false},
         {"cut short", "{" + five, false},
-        {"text after it", "{" + five + "}{}", false},
-        {"not UTF-8", QByteArray("{" + five + "}").replace("\"t\"", "\"\xff\""), false},
+        {"text after it", whole + "{}", false},
+        {"not UTF-8", with("\"t\"", "\"\xff\""), false},
         {"nested too deeply", "{\"x\":" + QByteArray(100'000, '[') + "," + five + "}", false},
-        {"too large", "{" + five + "}" + QByteArray(2 * 1024 * 1024, ' '), false},
+        {"too large", whole + QByteArray(2 * 1024 * 1024, ' '), false},
         {"empty", "", false},
     };
     for (const auto& [name, json, loads] : kTable) {
         SCOPED_TRACE(name);
-        put(QStringLiteral("account.json"), json);
+        put(u"account.json"_qs, json);
         const auto account = m_store.load();
         EXPECT_EQ(account.has_value(), loads);
         EXPECT_EQ(bytes(), json) << "load never changes the file";
         if (account) {
-            EXPECT_EQ(account->token, QStringLiteral("t"));
+            EXPECT_EQ(account->token, u"t"_qs);
             EXPECT_FALSE(account->passphrase || account->key);
         }
     }
-    put(QStringLiteral("account.json"), "{" + five + R"(,"salt":"a\/b"})");
-    EXPECT_EQ(m_store.load()->salt, QStringLiteral("a/b"));
+    put(u"account.json"_qs, "{" + five + R"(,"salt":"a\/b"})");
+    EXPECT_EQ(m_store.load()->salt, u"a/b"_qs);
 }
 
 TEST_F(Store, WithoutAFileThereIsNoRecordAndNothingToClear) {
@@ -138,20 +132,17 @@ TEST_F(Store, WithoutAFileThereIsNoRecordAndNothingToClear) {
 }
 
 TEST_F(Store, ClearLeavesTheLegacyFile) {
-    put(QStringLiteral("config.json"), R"({"passphrase":"old"})");
+    put(u"config.json"_qs, R"({"passphrase":"old"})");
     EXPECT_TRUE(m_store.save(exampleAccount()).has_value());
     m_store.clear();
-    EXPECT_EQ(names(), QStringList({QStringLiteral("config.json")}));
-    EXPECT_EQ(m_store.legacyPassphrase(), QStringLiteral("old"));
+    EXPECT_EQ(names(), QStringList({u"config.json"_qs}));
+    EXPECT_EQ(m_store.legacyPassphrase(), u"old"_qs);
 }
 
 TEST_F(Store, LegacyPassphrase) {
     EXPECT_EQ(m_store.legacyPassphrase(), std::nullopt);
-    const struct {
-        const char* json;
-        std::optional<QString> passphrase;
-    } kTable[] = {
-        {R"({"passphrase":" p ","server":5})", QStringLiteral(" p ")},
+    const std::pair<const char*, std::optional<QString>> kTable[] = {
+        {R"({"passphrase":" p ","server":5})", u" p "_qs},
         {R"({"passphrase":""})", {}},
         {R"({"passphrase":null})", {}},
         {R"({"passphrase":5})", {}},
@@ -161,9 +152,9 @@ TEST_F(Store, LegacyPassphrase) {
         {"", {}},
     };
     for (const auto& [json, passphrase] : kTable) {
-        put(QStringLiteral("config.json"), json);
+        put(u"config.json"_qs, json);
         EXPECT_EQ(m_store.legacyPassphrase(), passphrase) << json;
-        EXPECT_EQ(bytes(QStringLiteral("config.json")), QByteArray(json));
+        EXPECT_EQ(bytes(u"config.json"_qs), QByteArray(json));
     }
 }
 
@@ -188,7 +179,7 @@ TEST_F(Store, FullDiskKeepsTheEarlierFileAndNoOtherMayReadTheNewOneAtAnyTime) {
     const QByteArray earlier = bytes();
     ASSERT_EQ(::chmod(QFile::encodeName(m_store.fileUrl()).constData(), 0644), 0);
     Account account = exampleAccount();
-    account.key = QStringLiteral("KEY=");
+    account.key = u"KEY="_qs;
 
     g_modes = 0;
     g_dir = QDir(dir()).canonicalPath().toStdString();
@@ -206,9 +197,9 @@ TEST_F(Store, FullDiskKeepsTheEarlierFileAndNoOtherMayReadTheNewOneAtAnyTime) {
     EXPECT_FALSE(prepared);
     EXPECT_EQ(g_modes, 0600U);
     EXPECT_EQ(bytes(), earlier);
-    EXPECT_EQ(names(), QStringList({QStringLiteral("account.json")}));
+    EXPECT_EQ(names(), kOneFile);
     EXPECT_TRUE(m_store.prepare().has_value());
-    EXPECT_EQ(names(), QStringList({QStringLiteral("account.json")})) << "the probe goes";
+    EXPECT_EQ(names(), kOneFile) << "the probe goes";
 }
 
 /// File access as an ordinary user, also where the tests run as root.
@@ -224,22 +215,24 @@ private:
 };
 
 TEST_F(Store, WhereNothingMayBeReadOrWritten) {
-    put(QStringLiteral("account.json"), "{}", 0000);
-    for (const QString& path : {m_dir.path(), m_dir.filePath(QStringLiteral("a")), dir()})
-        ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), 0555), 0);
+    put(u"account.json"_qs, "{}", 0000);
+    const auto setModes = [this](mode_t mode) {
+        for (const QString& path : {m_dir.path(), m_dir.filePath(u"a"_qs), dir()})
+            ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), mode), 0);
+    };
+    setModes(0555);
     {
         const AsNobody nobody;
         EXPECT_FALSE(m_store.load());
         EXPECT_FALSE(m_store.save(exampleAccount()));
         EXPECT_FALSE(m_store.prepare());
-        const AccountStore below(dir() + QStringLiteral("/c"));
+        const AccountStore below(dir() + u"/c"_qs);
         EXPECT_FALSE(below.save(exampleAccount()));
         EXPECT_FALSE(below.prepare());
         m_store.clear();
     }
-    for (const QString& path : {m_dir.path(), m_dir.filePath(QStringLiteral("a")), dir()})
-        ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), 0755), 0);
-    EXPECT_EQ(names(), QStringList({QStringLiteral("account.json")}));
+    setModes(0755);
+    EXPECT_EQ(names(), kOneFile);
 }
 
 } // namespace

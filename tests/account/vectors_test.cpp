@@ -32,23 +32,18 @@ TEST(ServerDefaults, NormalizesLikeTheVectors) {
     for (const QJsonValue row : cases) {
         const auto address = ServerDefaults::normalize(row[u"text"].toString());
         EXPECT_EQ(address, optionalText(row[u"address"])) << row[u"name"].toString().toStdString();
-        if (address) {
-            EXPECT_EQ(ServerDefaults::normalize(*address), address) << "canonical";
-        }
+        EXPECT_EQ(address ? ServerDefaults::normalize(*address) : address, address) << "canonical";
     }
 }
 
 TEST(ServerDefaults, TakesTheEnvironmentWhenItIsAnAddress) {
     qunsetenv("SORRELWIND_SERVER");
     const QString builtIn = ServerDefaults::initial();
-    EXPECT_TRUE(builtIn.startsWith(QStringLiteral("https://")));
+    EXPECT_TRUE(builtIn.startsWith(u"https://"_qs));
     EXPECT_EQ(ServerDefaults::normalize(builtIn), builtIn);
-    const struct {
-        const char* value;
-        QString address;
-    } kTable[] = {
-        {"hub.example:9000", QStringLiteral("https://hub.example:9000")},
-        {" ws://127.0.0.1:8787/ws ", QStringLiteral("http://127.0.0.1:8787")},
+    const std::pair<const char*, QString> kTable[] = {
+        {"hub.example:9000", u"https://hub.example:9000"_qs},
+        {" ws://127.0.0.1:8787/ws ", u"http://127.0.0.1:8787"_qs},
         {"", builtIn},
         {"ftp://hub.example", builtIn},
         {"HTTPS://hub.example", builtIn},

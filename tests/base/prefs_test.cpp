@@ -20,12 +20,12 @@ using Appearance = Prefs::Appearance;
 class Preferences : public testing::Test {
 protected:
     void store(const QByteArray& json) {
-        QFile file(m_dir.filePath(QStringLiteral("preferences.json")));
+        QFile file(m_dir.filePath(u"preferences.json"_qs));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(json);
     }
     [[nodiscard]] QByteArray stored() const {
-        QFile file(m_dir.filePath(QStringLiteral("preferences.json")));
+        QFile file(m_dir.filePath(u"preferences.json"_qs));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
     [[nodiscard]] QString dir() const { return m_dir.path(); }
@@ -34,15 +34,13 @@ private:
     QTemporaryDir m_dir;
 };
 
-struct Stored {
-    QByteArray json;
-    std::optional<Lang> lang; // none: the system's
-    Appearance appearance = Appearance::system;
-    bool bubble = true;
-};
-
 TEST_F(Preferences, ReadsWhatIsUsableOfAFile) {
-    const Stored kTable[] = {
+    const struct {
+        QByteArray json;
+        std::optional<Lang> lang; // none: the system's
+        Appearance appearance = Appearance::system;
+        bool bubble = true;
+    } kTable[] = {
         {"{}", {}},
         {R"({"language":"zh","appearance":"light","showSyncBubble":false})", Lang::zh,
          Appearance::light, false},
@@ -62,11 +60,11 @@ TEST_F(Preferences, ReadsWhatIsUsableOfAFile) {
         {"{\"appearance\":\"dark\",\"x\":\"" + QByteArray(2 * 1024 * 1024, 'x') + "\"}", {}},
     };
     const Lang system = [&] {
-        Defaults none(dir() + QStringLiteral("/none"));
+        Defaults none(dir() + u"/none"_qs);
         return L10n(none).lang();
     }();
     Defaults defaults(dir()); // sees each new content without being told
-    for (const Stored& row : kTable) {
+    for (const auto& row : kTable) {
         SCOPED_TRACE(row.json.first(qMin(row.json.size(), 80)).toStdString());
         store(row.json);
         EXPECT_EQ(L10n(defaults).lang(), row.lang.value_or(system));
@@ -108,26 +106,24 @@ TEST_F(Preferences, FullDiskKeepsTheEarlierFile) {
 }
 
 TEST_F(Preferences, ToggleIsAChoiceThatStays) {
-    Defaults defaults(dir() + QStringLiteral("/made/on/demand"));
+    Defaults defaults(dir() + u"/made/on/demand"_qs);
     L10n l10n(defaults);
     const Lang first = l10n.lang();
     l10n.toggle();
     EXPECT_NE(l10n.lang(), first);
     l10n.toggle();
     EXPECT_EQ(l10n.lang(), first);
-    EXPECT_EQ(defaults.value(QStringLiteral("language")).toString(), langName(first));
+    EXPECT_EQ(defaults.value(u"language"_qs).toString(), langName(first));
     EXPECT_EQ(l10n.text(u"中", u"e"), QString(first == Lang::zh ? u"中"_qs : u"e"_qs));
 }
 
 TEST_F(Preferences, LanguageFollowsTheSystemUntilOneIsChosen) {
     // The system's locale is read once in a process, so each case is a process of its own.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const struct {
-        const char* locale;
-        Lang lang;
-    } kTable[] = {{"zh_CN.UTF-8", Lang::zh}, {"zh_TW.UTF-8", Lang::zh}, {"zh_HK.UTF-8", Lang::zh},
-                  {"zh", Lang::zh},          {"en_GB.UTF-8", Lang::en}, {"de_DE.UTF-8", Lang::en},
-                  {"C", Lang::en},           {"C.UTF-8", Lang::en}};
+    const std::pair<const char*, Lang> kTable[] = {
+        {"zh_CN.UTF-8", Lang::zh}, {"zh_TW.UTF-8", Lang::zh}, {"zh_HK.UTF-8", Lang::zh},
+        {"zh", Lang::zh},          {"en_GB.UTF-8", Lang::en}, {"de_DE.UTF-8", Lang::en},
+        {"C", Lang::en},           {"C.UTF-8", Lang::en}};
     const QByteArray before = qgetenv("LC_ALL");
     for (const auto& [locale, lang] : kTable) {
         qputenv("LC_ALL", locale);

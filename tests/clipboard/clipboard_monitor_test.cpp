@@ -19,15 +19,16 @@ TEST(Sha256Hex, IsTakenOfTheUtf8Bytes) {
     // printf %s … | sha256sum
     EXPECT_EQ(sha256Hex(QString()), QStringLiteral("e3b0c44298fc1c149afbf4c8996fb924"
                                                    "27ae41e4649b934ca495991b7852b855"));
-    EXPECT_EQ(sha256Hex(QStringLiteral("剪贴板 📋")),
-              QStringLiteral("a0feabfdfb0cf9e223ad6e56004793de73b9ae6c77650db7b60a09ff0f15ced7"));
+    EXPECT_EQ(sha256Hex(u"剪贴板 📋"_qs),
+              u"a0feabfdfb0cf9e223ad6e56004793de73b9ae6c77650db7b60a09ff0f15ced7"_qs);
 }
 
 /// One thing that happens to the clipboard; a poll follows each.
 struct Step {
-    enum Kind { copy, conceal, image, remote, secret, pause, resume, ownerExits } kind;
+    enum Kind { copy, conceal, image, remote, secret, halt, resume, ownerExits } kind;
     QString text = {};
 };
+using enum Step::Kind;
 
 struct Story {
     const char* name;
@@ -41,64 +42,42 @@ void PrintTo(const Story& story, std::ostream* out) {
     *out << story.name;
 }
 
-const QString a = QStringLiteral("a");
-const QString b = QStringLiteral("b");
-const QString poem = QStringLiteral("床前明月光 🌙\r\n");
+const QString a = u"a"_qs;
+const QString b = u"b"_qs;
+const QString poem = u"床前明月光 🌙\r\n"_qs;
 
 const Story kStories[] = {
-    {"OldContentIsNotSent", a, {{Step::copy, b}}, {b}},
-    {"OldContentCopiedAfterStartIsSent", a, {{Step::copy, a}}, {a}},
-    {"SameTextTwiceInARowIsSentOnce", {}, {{Step::copy, a}, {Step::copy, a}}, {a}},
-    {"SameTextAfterAnotherIsSentAgain",
-     {},
-     {{Step::copy, a}, {Step::copy, b}, {Step::copy, a}},
-     {a, b, a}},
-    {"EveryCharacterArrives", {}, {{Step::copy, poem}}, {poem}},
-    {"ConcealedTextIsNotSent", {}, {{Step::conceal, a}}, {}},
-    {"ConcealedTextLeavesTheLastHashAlone",
-     {},
-     {{Step::copy, a}, {Step::conceal, b}, {Step::copy, a}},
-     {a}},
-    {"ImageAndEmptyTextAreNotSent", {}, {{Step::image}, {Step::copy, QString()}}, {}},
-    {"OwnerExitIsNotACopy", {}, {{Step::copy, a}, {Step::ownerExits}, {Step::copy, a}}, {a}},
-    {"CopiesWhilePausedAreNeverSent", {}, {{Step::pause}, {Step::copy, a}, {Step::resume}}, {}},
-    {"CopyAfterResumeIsSent",
-     {},
-     {{Step::pause}, {Step::copy, a}, {Step::resume}, {Step::copy, a}},
-     {a}},
-    {"RemoteTextIsNotSentBack", {}, {{Step::remote, a}}, {}, 1},
-    {"RemoteTextEqualToTheClipboardIsNotWritten", {}, {{Step::copy, a}, {Step::remote, a}}, {a}},
-    {"EmptyRemoteTextIsNotWritten", a, {{Step::remote, QString()}}, {}},
-    {"RemoteTextIsWrittenAgainAfterTheOwnerExits",
-     {},
-     {{Step::copy, a}, {Step::ownerExits}, {Step::remote, a}},
-     {a},
-     1},
+    {"OldContentIsNotSent", a, {{copy, b}}, {b}},
+    {"OldContentCopiedAfterStartIsSent", a, {{copy, a}}, {a}},
+    {"SameTextTwiceInARowIsSentOnce", {}, {{copy, a}, {copy, a}}, {a}},
+    {"SameTextAfterAnotherIsSentAgain", {}, {{copy, a}, {copy, b}, {copy, a}}, {a, b, a}},
+    {"EveryCharacterArrives", {}, {{copy, poem}}, {poem}},
+    {"ConcealedTextIsNotSent", {}, {{conceal, a}}, {}},
+    {"ConcealedTextLeavesTheLastHashAlone", {}, {{copy, a}, {conceal, b}, {copy, a}}, {a}},
+    {"ImageAndEmptyTextAreNotSent", {}, {{image}, {copy, QString()}}, {}},
+    {"OwnerExitIsNotACopy", {}, {{copy, a}, {ownerExits}, {copy, a}}, {a}},
+    {"CopiesWhilePausedAreNeverSent", {}, {{halt}, {copy, a}, {resume}}, {}},
+    {"CopyAfterResumeIsSent", {}, {{halt}, {copy, a}, {resume}, {copy, a}}, {a}},
+    {"RemoteTextIsNotSentBack", {}, {{remote, a}}, {}, 1},
+    {"RemoteTextEqualToTheClipboardIsNotWritten", {}, {{copy, a}, {remote, a}}, {a}},
+    {"EmptyRemoteTextIsNotWritten", a, {{remote, QString()}}, {}},
+    {"RemoteTextIsWrittenAgainLater", {}, {{copy, a}, {ownerExits}, {remote, a}}, {a}, 1},
     // The first later copy of a received text consumes its hash, the next one is sent.
     {"FirstCopyOfAReceivedTextIsNotSent",
      {},
-     {{Step::remote, a}, {Step::copy, b}, {Step::copy, a}, {Step::copy, a}},
+     {{remote, a}, {copy, b}, {copy, a}, {copy, a}},
      {b, a},
      1},
-    {"CopyOfTheReceivedTextAtOnceIsNotSent",
-     {},
-     {{Step::remote, a}, {Step::copy, a}, {Step::copy, a}},
-     {},
-     1},
+    {"CopyOfTheReceivedTextAtOnceIsNotSent", {}, {{remote, a}, {copy, a}, {copy, a}}, {}, 1},
     {"SecretIsNeverSentHoweverOftenOthersOfferItAgain",
      {},
-     {{Step::secret, a},
-      {Step::copy, a},
-      {Step::copy, b},
-      {Step::copy, a},
-      {Step::copy, b},
-      {Step::copy, a}},
+     {{secret, a}, {copy, a}, {copy, b}, {copy, a}, {copy, b}, {copy, a}},
      {b},
      1},
-    {"RemoteTextWhileAnImageIsThereIsWritten", {}, {{Step::image}, {Step::remote, a}}, {}, 1},
+    {"RemoteTextWhileAnImageIsThereIsWritten", {}, {{image}, {remote, a}}, {}, 1},
     {"ConcealedCopyDoesNotConsumeTheHash",
      {},
-     {{Step::remote, a}, {Step::conceal, a}, {Step::copy, a}, {Step::copy, b}},
+     {{remote, a}, {conceal, a}, {copy, a}, {copy, b}},
      {b},
      1},
 };
@@ -108,9 +87,8 @@ class MonitorStory : public testing::TestWithParam<Story> {};
 TEST_P(MonitorStory, SendsExactly) {
     const Story& story = GetParam();
     FakePasteboard pasteboard;
-    if (!story.before.isEmpty()) {
+    if (!story.before.isEmpty())
         pasteboard.copyText(story.before);
-    }
     ClipboardMonitor monitor(pasteboard);
     QStringList sent;
     monitor.onLocalText = [&](const QString& text, const QString& hash) {
@@ -118,38 +96,25 @@ TEST_P(MonitorStory, SendsExactly) {
         sent.append(text);
     };
     monitor.poll();
-    for (const Step& step : story.steps) {
-        switch (step.kind) {
-        case Step::copy:
-            pasteboard.copyText(step.text);
-            break;
-        case Step::conceal:
-            pasteboard.copyConcealed(step.text);
-            break;
-        case Step::image:
+    for (const auto& [kind, text] : story.steps) {
+        if (kind == copy)
+            pasteboard.copyText(text);
+        else if (kind == conceal)
+            pasteboard.copyConcealed(text);
+        else if (kind == image)
             pasteboard.copyImage();
-            break;
-        case Step::remote:
-            monitor.writeRemote(step.text);
-            break;
-        case Step::secret:
-            monitor.writeSecret(step.text);
-            EXPECT_TRUE(pasteboard.types().contains(kConcealedType));
-            break;
-        case Step::pause:
-            monitor.setPaused(true);
-            break;
-        case Step::resume:
-            monitor.setPaused(false);
-            break;
-        case Step::ownerExits:
+        else if (kind == remote)
+            monitor.writeRemote(text);
+        else if (kind == secret)
+            monitor.writeSecret(text);
+        else if (kind == ownerExits)
             pasteboard.clear();
-            break;
-        }
+        else
+            monitor.setPaused(kind == halt);
+        EXPECT_TRUE(kind != secret || pasteboard.types().contains(kConcealedType));
         // Between pause and resume nothing polls: what resume skips must not depend on it.
-        if (!monitor.paused()) {
+        if (!monitor.paused())
             monitor.poll();
-        }
     }
     EXPECT_EQ(sent, story.sent);
     EXPECT_EQ(pasteboard.writes, story.writes);
@@ -158,11 +123,17 @@ TEST_P(MonitorStory, SendsExactly) {
 INSTANTIATE_TEST_SUITE_P(All, MonitorStory, testing::ValuesIn(kStories),
                          [](const auto& story) { return std::string(story.param.name); });
 
-TEST(ClipboardMonitor, DropsWhatIsCopiedWhilePausedAlsoWhenItPolls) {
+class Monitor : public testing::Test {
+protected:
+    Monitor() {
+        monitor.onLocalText = [&](const QString& text, auto) { sent.append(text); };
+    }
     FakePasteboard pasteboard;
-    ClipboardMonitor monitor(pasteboard);
+    ClipboardMonitor monitor{pasteboard};
     QStringList sent;
-    monitor.onLocalText = [&](const QString& text, const QString&) { sent.append(text); };
+};
+
+TEST_F(Monitor, DropsWhatIsCopiedWhilePausedAlsoWhenItPolls) {
     monitor.start();
     monitor.setPaused(true);
     pasteboard.copyText(a);
@@ -171,11 +142,7 @@ TEST(ClipboardMonitor, DropsWhatIsCopiedWhilePausedAlsoWhenItPolls) {
     EXPECT_EQ(sent, QStringList());
 }
 
-TEST(ClipboardMonitor, PollsAtOnceOnlyAfterStart) {
-    FakePasteboard pasteboard;
-    ClipboardMonitor monitor(pasteboard);
-    QStringList sent;
-    monitor.onLocalText = [&](const QString& text, const QString&) { sent.append(text); };
+TEST_F(Monitor, PollsAtOnceOnlyAfterStart) {
     pasteboard.copyText(a);
     EXPECT_EQ(sent, QStringList());
     monitor.start();
@@ -183,11 +150,7 @@ TEST(ClipboardMonitor, PollsAtOnceOnlyAfterStart) {
     EXPECT_EQ(sent, QStringList({b}));
 }
 
-TEST(ClipboardMonitor, TimerFindsAChangeThatNobodyAnnounced) {
-    FakePasteboard pasteboard;
-    ClipboardMonitor monitor(pasteboard);
-    QStringList sent;
-    monitor.onLocalText = [&](const QString& text, const QString&) { sent.append(text); };
+TEST_F(Monitor, TimerFindsAChangeThatNobodyAnnounced) {
     monitor.start();
     pasteboard.blockSignals(true);
     pasteboard.copyText(a);

@@ -9,14 +9,12 @@ namespace {
 using test::waitFor;
 using test::Xvfb;
 
-const QString poem = QStringLiteral("床前明月光 🌙\r\n疑是地上霜\n");
-
 TEST(MakePasteboard, WithoutAServerIsNotAvailableAndSaysWhy) {
     for (const QByteArray& display : {QByteArray(), QByteArray(":60000"), QByteArray("rubbish")}) {
         const auto pasteboard = makePasteboard(ClipboardChoice::automatic, {{}, display});
         EXPECT_FALSE(pasteboard->available());
         EXPECT_FALSE(pasteboard->unavailableReason().isEmpty());
-        pasteboard->setString(QStringLiteral("a"));
+        pasteboard->setString(u"a"_qs);
         EXPECT_EQ(pasteboard->string(), std::nullopt);
         pasteboard->handOver();
     }
@@ -27,7 +25,7 @@ TEST(MakePasteboard, OutlivesItsServer) {
     ASSERT_TRUE(server.running());
     const auto pasteboard = makePasteboard(ClipboardChoice::x11, {{}, server.display()});
     ASSERT_TRUE(pasteboard->available());
-    pasteboard->setString(poem.repeated(100'000));
+    pasteboard->setString(test::poem.repeated(100'000));
     int announced = 0;
     QObject::connect(pasteboard.get(), &Pasteboard::availabilityChanged, [&] { ++announced; });
     server.kill();
@@ -35,7 +33,7 @@ TEST(MakePasteboard, OutlivesItsServer) {
     EXPECT_EQ(announced, 1);
     EXPECT_FALSE(pasteboard->unavailableReason().isEmpty());
     const qint64 count = pasteboard->changeCount();
-    pasteboard->setString(QStringLiteral("a"));
+    pasteboard->setString(u"a"_qs);
     EXPECT_EQ(pasteboard->changeCount(), count);
     pasteboard->handOver();
     EXPECT_EQ(announced, 1);
@@ -49,7 +47,7 @@ TEST(MakePasteboard, ServesSeveralServersAtOnce) {
     const auto b = makePasteboard(ClipboardChoice::x11, {{}, second.display()});
     test::XOwner owner(first.display());
     owner.copyText("only here");
-    EXPECT_TRUE(waitFor([&] { return a->string() == QStringLiteral("only here"); }));
+    EXPECT_TRUE(waitFor([&] { return a->string() == u"only here"_qs; }));
     EXPECT_EQ(b->changeCount(), 0);
 }
 

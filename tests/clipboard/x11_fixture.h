@@ -15,6 +15,8 @@
 
 namespace sorrelwind::test {
 
+inline const QString poem = u"床前明月光 🌙\r\n疑是地上霜"_qs;
+
 /// A pasteboard on an X server that the tests of one suite share; each begins with an empty
 /// clipboard, since all owners end with their test.
 class X11PasteboardTest : public testing::Test {

@@ -12,166 +12,70 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::Answer;
+using test::poem;
 using test::waitFor;
 using test::X11PasteboardTest;
 using test::XOwner;
+
+constexpr const char* kHint = "x-kde-passwordManagerHint";
+constexpr const char* kUtf8 = "UTF8_STRING";
+constexpr const char* kPlain = "text/plain";
+constexpr const char* kUtf8Mime = "text/plain;charset=utf-8";
+const QString kLong = poem.repeated(20'000);
+const QByteArray kLarge(100'000, 'p');
+const QByteArray kTooLarge(kMaxClipboardBytes + 100, 'x');
+const QByteArray kHalf(kMaxClipboardBytes / 2, '\xfc'); // in UTF-8 twice as long
 
 struct CopyCase {
     const char* name;
     std::vector<Answer> answers;
     std::optional<QString> text;
+    QByteArrayList asked; ///< once it has told its targets
     bool concealed = false;
-    QByteArrayList asked;
 };
 
 void PrintTo(const CopyCase& test, std::ostream* out) {
     *out << test.name;
 }
 
-constexpr const char* kHint = "x-kde-passwordManagerHint";
-constexpr const char* kUtf8Mime = "text/plain;charset=utf-8";
-
-QByteArray atomBytes(xcb_atom_t atom) {
-    return {reinterpret_cast<const char*>(&atom), sizeof atom};
+QByteArray atoms(const std::vector<xcb_atom_t>& list) {
+    return {reinterpret_cast<const char*>(list.data()), qsizetype(list.size() * sizeof list[0])};
 }
-
-const QString poem = QStringLiteral("床前明月光 🌙\r\n疑是地上霜");
+const QByteArray kManyAtoms = atoms({XCB_ATOM_STRING}).repeated(5000);
 
 /// Every fetch that fails must fail within the deadline, leave no old text, and not spoil the next.
 const CopyCase kCopies[] = {
-    {"ChineseAndEmoji", {{"UTF8_STRING", poem.toUtf8()}}, poem, false, {"TARGETS", "UTF8_STRING"}},
-    {"BestTypeFirst",
-     {{"STRING", "4"}, {"text/plain", "3"}, {"UTF8_STRING", "2"}, {kUtf8Mime, "1"}},
-     QStringLiteral("1"),
-     false,
-     {"TARGETS", kUtf8Mime}},
-    {"Latin1Only",
-     {{"STRING", "Gr\xfc\xdf"
-                 "e"}},
-     QStringLiteral("Grüße"),
-     false,
-     {"TARGETS", "STRING"}},
-    {"OneFinalNulIsNoText",
-     {{"UTF8_STRING", QByteArray("a\0\0", 3)}},
-     QString(QStringLiteral("a")) + QChar(u'\0'),
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"ByteOrderMarkAndMalformedBytes",
-     {{"UTF8_STRING", "\xef\xbb\xbf"
-                      "a\xff"
-                      "b"}},
-     QStringLiteral("\ufeffa\ufffdb"),
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"Empty", {{"UTF8_STRING", ""}}, QString(), false, {"TARGETS", "UTF8_STRING"}},
-    {"Image", {{"image/png", "\x89PNG"}}, std::nullopt, false, {"TARGETS"}},
-    {"ImageWithText",
-     {{"image/png", "\x89PNG"}, {"text/plain", "alt"}},
-     QStringLiteral("alt"),
-     false,
-     {"TARGETS", "text/plain"}},
-    {"ConcealedTextIsNotFetched",
-     {{"UTF8_STRING", "secret"}, {"org.nspasteboard.ConcealedType", ""}},
-     std::nullopt,
-     true,
-     {"TARGETS"}},
-    {"HintSecret",
-     {{"UTF8_STRING", "secret"}, {kHint, "secret"}},
-     std::nullopt,
-     true,
-     {"TARGETS", kHint}},
-    {"HintPublic",
-     {{"UTF8_STRING", "open"}, {kHint, "public"}},
-     QStringLiteral("open"),
-     false,
-     {"TARGETS", kHint, "UTF8_STRING"}},
-    {"HintRefused",
-     {{"UTF8_STRING", "secret"}, {kHint, "", Answer::refusal}},
-     std::nullopt,
-     true,
-     {"TARGETS", kHint}},
-    {"HintUnanswered",
-     {{"UTF8_STRING", "secret"}, {kHint, "", Answer::silence}},
-     std::nullopt,
-     true,
-     {"TARGETS", kHint}},
-    {"HintTooLong",
-     {{"UTF8_STRING", "secret"}, {kHint, QByteArray(100'000, 'p')}},
-     std::nullopt,
-     true,
-     {"TARGETS", kHint}},
-    {"Increments",
-     {{"UTF8_STRING", poem.toUtf8().repeated(20'000), Answer::incremental}},
-     poem.repeated(20'000),
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"IncrementsOfNothing",
-     {{"UTF8_STRING", "", Answer::incremental}},
-     QString(),
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"IncrementsAnnouncedWrongly",
-     {{"UTF8_STRING", "abc", Answer::incremental, {}, 8, 7}},
-     QStringLiteral("abc"),
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"IncrementsThatStall",
-     {{"UTF8_STRING", QByteArray(100'000, 'x'), Answer::stalling}},
-     std::nullopt,
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"TooLargeInOnePiece",
-     {{"UTF8_STRING", QByteArray(kMaxClipboardBytes + 100, 'x')}},
-     std::nullopt,
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"TooLargeInIncrements",
-     {{"UTF8_STRING", QByteArray(kMaxClipboardBytes + 100, 'x'), Answer::incremental}},
-     std::nullopt,
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"TooLargeAsUtf8",
-     {{"STRING", QByteArray(kMaxClipboardBytes / 2 + 1, '\xfc')}},
-     std::nullopt,
-     false,
-     {"TARGETS", "STRING"}},
-    {"TargetsRefused", {{"TARGETS", "", Answer::refusal}}, std::nullopt, false, {"TARGETS"}},
-    {"TargetsUnanswered", {{"TARGETS", "", Answer::silence}}, std::nullopt, false, {"TARGETS"}},
-    {"TargetsInAWrongFormat",
-     {{"TARGETS", "UTF8_STRING", Answer::whole, "ATOM", 8}},
-     std::nullopt,
-     false,
-     {"TARGETS"}},
-    {"TargetsThatDoNotExist",
-     {{"TARGETS", atomBytes(0x1ffffff0) + atomBytes(0), Answer::whole, "ATOM", 32}},
-     std::nullopt,
-     false,
-     {"TARGETS"}},
-    {"TooManyTargets",
-     {{"TARGETS", atomBytes(XCB_ATOM_STRING).repeated(5000), Answer::whole, "ATOM", 32}},
-     std::nullopt,
-     false,
-     {"TARGETS"}},
-    {"TextAnnouncedEarly",
-     {{"UTF8_STRING", "there", Answer::announcedEarly}},
-     QStringLiteral("there"),
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"TextRefused",
-     {{"UTF8_STRING", "", Answer::refusal}},
-     std::nullopt,
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"TextUnanswered",
-     {{"UTF8_STRING", "", Answer::silence}},
-     std::nullopt,
-     false,
-     {"TARGETS", "UTF8_STRING"}},
-    {"TextInAWrongFormat",
-     {{"UTF8_STRING", "abcd", Answer::whole, {}, 32}},
-     std::nullopt,
-     false,
-     {"TARGETS", "UTF8_STRING"}},
+    {"ChineseAndEmoji", {{kUtf8, poem.toUtf8()}}, poem, {kUtf8}},
+    {"BestTypeFirst", {{"STRING", "3"}, {kPlain, "2"}, {kUtf8, "1"}}, u"1"_qs, {kUtf8}},
+    {"BestTypeOfAll", {{kUtf8, "2"}, {kUtf8Mime, "1"}}, u"1"_qs, {kUtf8Mime}},
+    {"Latin1Only", {{"STRING", "s\xfc\xdf"}}, u"süß"_qs, {"STRING"}},
+    {"OneFinalNulIsNoText", {{kUtf8, QByteArray("a\0\0", 3)}}, u"a\0"_qs, {kUtf8}},
+    {"ByteOrderMarkAndBadBytes", {{kUtf8, "\xef\xbb\xbfy\xffz"}}, u"\ufeffy\ufffdz"_qs, {kUtf8}},
+    {"Empty", {{kUtf8, ""}}, QString(), {kUtf8}},
+    {"Image", {{"image/png", "\x89PNG"}}, {}, {}},
+    {"ImageAndText", {{"image/png", "\x89PNG"}, {kPlain, "alt"}}, u"alt"_qs, {kPlain}},
+    {"Concealed", {{kUtf8, "it"}, {"org.nspasteboard.ConcealedType", ""}}, {}, {}, true},
+    {"HintSecret", {{kUtf8, "it"}, {kHint, "secret"}}, {}, {kHint}, true},
+    {"HintPublic", {{kUtf8, "open"}, {kHint, "public"}}, u"open"_qs, {kHint, kUtf8}},
+    {"HintRefused", {{kUtf8, "it"}, {kHint, "", Answer::refusal}}, {}, {kHint}, true},
+    {"HintUnanswered", {{kUtf8, "it"}, {kHint, "", Answer::silence}}, {}, {kHint}, true},
+    {"HintTooLong", {{kUtf8, "it"}, {kHint, kLarge}}, {}, {kHint}, true},
+    {"Increments", {{kUtf8, kLong.toUtf8(), Answer::incremental}}, kLong, {kUtf8}},
+    {"IncrementsOfNothing", {{kUtf8, "", Answer::incremental}}, QString(), {kUtf8}},
+    {"AnnouncedWrongly", {{kUtf8, "abc", Answer::incremental, {}, 8, 7}}, u"abc"_qs, {kUtf8}},
+    {"IncrementsThatStall", {{kUtf8, kLarge, Answer::stalling}}, {}, {kUtf8}},
+    {"TooLargeInOnePiece", {{kUtf8, kTooLarge}}, {}, {kUtf8}},
+    {"TooLargeInIncrements", {{kUtf8, kTooLarge, Answer::incremental}}, {}, {kUtf8}},
+    {"TooLargeAsUtf8", {{"STRING", kHalf + "\xfc"}}, {}, {"STRING"}},
+    {"TargetsRefused", {{"TARGETS", "", Answer::refusal}}, {}, {}},
+    {"TargetsUnanswered", {{"TARGETS", "", Answer::silence}}, {}, {}},
+    {"TargetsInAWrongFormat", {{"TARGETS", kUtf8, Answer::whole, "ATOM", 8}}, {}, {}},
+    {"UnknownTargets", {{"TARGETS", atoms({0x1ffffff0, 0}), Answer::whole, "ATOM", 32}}, {}, {}},
+    {"TooManyTargets", {{"TARGETS", kManyAtoms, Answer::whole, "ATOM", 32}}, {}, {}},
+    {"TextAnnouncedEarly", {{kUtf8, "there", Answer::announcedEarly}}, u"there"_qs, {kUtf8}},
+    {"TextRefused", {{kUtf8, "", Answer::refusal}}, {}, {kUtf8}},
+    {"TextUnanswered", {{kUtf8, "", Answer::silence}}, {}, {kUtf8}},
+    {"TextInAWrongFormat", {{kUtf8, "abcd", Answer::whole, {}, 32}}, {}, {kUtf8}},
 };
 
 class CopyByAnother : public X11PasteboardTest, public testing::WithParamInterface<CopyCase> {};
@@ -181,12 +85,11 @@ TEST_P(CopyByAnother, EndsInOneChange) {
     const bool silent = std::ranges::any_of(test.answers, [](const Answer& answer) {
         return answer.kind == Answer::silence || answer.kind == Answer::stalling;
     });
-    if (silent) {
+    if (silent)
         open(1s);
-    }
     XOwner before(display());
-    before.copyText("old text");
-    ASSERT_TRUE(holds(QStringLiteral("old text")));
+    before.copyText("old");
+    ASSERT_TRUE(holds(u"old"_qs));
     const qint64 count = pasteboard->changeCount();
 
     XOwner owner(display());
@@ -195,10 +98,10 @@ TEST_P(CopyByAnother, EndsInOneChange) {
     EXPECT_EQ(pasteboard->changeCount(), count + 1);
     EXPECT_EQ(pasteboard->string(), test.text);
     EXPECT_EQ(pasteboard->types().contains(kConcealedType), test.concealed);
-    EXPECT_EQ(owner.asked, test.asked);
+    EXPECT_EQ(owner.asked, QByteArrayList{"TARGETS"} + test.asked);
 
-    before.copyText("next text");
-    EXPECT_TRUE(holds(QStringLiteral("next text")));
+    before.copyText("next");
+    EXPECT_TRUE(holds(u"next"_qs));
     EXPECT_EQ(changes, 3);
     EXPECT_TRUE(tidy());
 }
@@ -209,16 +112,15 @@ INSTANTIATE_TEST_SUITE_P(All, CopyByAnother, testing::ValuesIn(kCopies),
 TEST_F(X11PasteboardTest, ListsTheTypesThatAreOffered) {
     XOwner owner(display());
     owner.copy({{"text/html", "<b>a</b>"}, {"UTF8_STRING", "a"}});
-    ASSERT_TRUE(holds(QStringLiteral("a")));
-    EXPECT_EQ(pasteboard->types(),
-              QStringList({QStringLiteral("text/html"), QStringLiteral("UTF8_STRING")}));
+    ASSERT_TRUE(holds(u"a"_qs));
+    EXPECT_EQ(pasteboard->types(), QStringList({u"text/html"_qs, u"UTF8_STRING"_qs}));
 }
 
 TEST_F(X11PasteboardTest, KnowsWhatLayThereBeforeButDoesNotCountIt) {
     XOwner owner(display());
     owner.copyText("earlier");
     open(test::kPatience);
-    EXPECT_TRUE(holds(QStringLiteral("earlier")));
+    EXPECT_TRUE(holds(u"earlier"_qs));
     EXPECT_EQ(pasteboard->changeCount(), 0);
     owner.copyText("earlier");
     EXPECT_TRUE(waitFor([&] { return pasteboard->changeCount() == 1; }));
@@ -239,7 +141,7 @@ TEST_F(X11PasteboardTest, AnswersItsLoopWhileAnOwnerIsSilent) {
 TEST_F(X11PasteboardTest, OwnerThatExitsLeavesNothingAndIsNoCopy) {
     auto owner = std::make_unique<XOwner>(display());
     owner->copyText("a");
-    ASSERT_TRUE(holds(QStringLiteral("a")));
+    ASSERT_TRUE(holds(u"a"_qs));
     owner.reset();
     EXPECT_TRUE(waitFor([&] { return !pasteboard->string() && pasteboard->types().isEmpty(); }));
     EXPECT_EQ(changes, 1);
@@ -248,32 +150,31 @@ TEST_F(X11PasteboardTest, OwnerThatExitsLeavesNothingAndIsNoCopy) {
 TEST_F(X11PasteboardTest, OwnerThatDiesBetweenTwoPiecesIsNoCopy) {
     open(500ms);
     XOwner before(display());
-    before.copyText("old text");
-    ASSERT_TRUE(holds(QStringLiteral("old text")));
+    before.copyText("old");
+    ASSERT_TRUE(holds(u"old"_qs));
     XOwner owner(display());
     owner.onPiece = [&] { owner.die(); };
     owner.copy({{"UTF8_STRING", QByteArray(200'000, 'x'), Answer::incremental}});
     EXPECT_TRUE(waitFor([&] { return !pasteboard->string(); }));
     test::runFor(700ms); // past the deadline of the transfer that ended with it
     EXPECT_EQ(changes, 1);
-    before.copyText("next text");
-    EXPECT_TRUE(holds(QStringLiteral("next text")));
+    before.copyText("next");
+    EXPECT_TRUE(holds(u"next"_qs));
 }
 
 TEST_F(X11PasteboardTest, NewerCopyEndsATransferUnderWay) {
     XOwner slow(display());
     XOwner fast(display());
     slow.onPiece = [&] {
-        if (slow.piecesSent == 2) {
+        if (slow.piecesSent == 2)
             fast.copyText("newer");
-        }
     };
     slow.copy({{"UTF8_STRING", QByteArray(1'000'000, 'x'), Answer::incremental}});
-    EXPECT_TRUE(holds(QStringLiteral("newer")));
+    EXPECT_TRUE(holds(u"newer"_qs));
     EXPECT_EQ(changes, 1);
     // The first owner gets rid of the rest: 16 pieces and the empty one.
     EXPECT_TRUE(waitFor([&] { return slow.piecesSent == 17; }));
-    EXPECT_EQ(pasteboard->string(), QStringLiteral("newer"));
+    EXPECT_EQ(pasteboard->string(), u"newer"_qs);
 }
 
 TEST_F(X11PasteboardTest, WaitsForASlowOwnerAsLongAsItGetsOn) {
@@ -317,9 +218,8 @@ TEST_P(LateAnswerOfAHungOwner, IsNotTakenForTheNextCopy) {
     XOwner next(display());
     next.hanging = !GetParam().amidText;
     next.onPiece = [&] {
-        if (next.piecesSent == 2) {
+        if (next.piecesSent == 2)
             hung.release();
-        }
     };
     next.copy({{"UTF8_STRING", text, Answer::incremental}});
     if (next.hanging) {
@@ -341,22 +241,20 @@ TEST_P(LateAnswerOfAHungOwner, IsNotTakenForTheNextCopy) {
 TEST_F(X11PasteboardTest, QuickCopiesEndWithTheLast) {
     XOwner a(display());
     XOwner b(display());
-    for (int i = 0; i < 50; ++i) {
+    for (int i = 0; i < 50; ++i)
         (i % 2 == 0 ? a : b).copyText("copy " + QByteArray::number(i));
-    }
-    EXPECT_TRUE(holds(QStringLiteral("copy 49")));
+    EXPECT_TRUE(holds(u"copy 49"_qs));
     EXPECT_EQ(pasteboard->changeCount(), changes);
 }
 
 TEST_F(X11PasteboardTest, OverlookedChangeArrivesWithoutCounting) {
     XOwner owner(display());
     owner.onPiece = [&] {
-        if (owner.piecesSent == 1) {
+        if (owner.piecesSent == 1)
             pasteboard->overlookChangeUnderWay();
-        }
     };
     owner.copy({{"UTF8_STRING", "while paused", Answer::incremental}});
-    EXPECT_TRUE(holds(QStringLiteral("while paused")));
+    EXPECT_TRUE(holds(u"while paused"_qs));
     EXPECT_EQ(pasteboard->changeCount(), 0);
     EXPECT_EQ(changes, 0);
     owner.copyText("after resuming");

@@ -2,9 +2,9 @@
 
 #include "clipboard/clipboard_monitor.h"
 #include "clipboard/clipboard_text.h"
+#include "clipboard/make_pasteboard.h"
 #include "tests/clipboard/x11_fixture.h"
 
-#include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -13,13 +13,14 @@ namespace sorrelwind {
 namespace {
 
 using namespace std::chrono_literals;
+using test::poem;
 using test::waitFor;
 using test::X11PasteboardTest;
 using test::XClipboardManager;
 using test::XOwner;
 using test::XRequestor;
 
-const QString poem = QStringLiteral("床前明月光 🌙\r\n疑是地上霜");
+const QString kLong = poem.repeated(50'000);
 
 struct ServeCase {
     const char* name;
@@ -36,9 +37,7 @@ const ServeCase kServed[] = {
     {"Utf8", poem, "UTF8_STRING", poem.toUtf8()},
     {"Utf8Mime", poem, "text/plain;charset=utf-8", poem.toUtf8()},
     {"PlainMime", poem, "text/plain", poem.toUtf8()},
-    {"StringIsLatin1", QStringLiteral("Grüße"), "STRING",
-     "Gr\xfc\xdf"
-     "e"},
+    {"StringIsLatin1", u"süß"_qs, "STRING", "s\xfc\xdf"},
     {"StringBeyondLatin1IsUtf8", poem, "STRING", poem.toUtf8()},
     {"Increments", poem.repeated(200'000), "UTF8_STRING", poem.toUtf8().repeated(200'000)},
     {"IncrementsOfLatin1", QString(700'000, u'ü'), "STRING", QByteArray(700'000, '\xfc')},
@@ -63,31 +62,25 @@ INSTANTIATE_TEST_SUITE_P(All, Served, testing::ValuesIn(kServed),
                          [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(X11PasteboardTest, ServesTheTargetsThatTheProtocolAsksFor) {
-    pasteboard->setString(QStringLiteral("a"));
+    pasteboard->setString(u"a"_qs);
+    ASSERT_TRUE(owned());
     XRequestor requestor(display());
     requestor.attach();
-    ASSERT_TRUE(owned());
 
-    requestor.ask("TARGETS");
-    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
-    EXPECT_EQ(requestor.result->type, "ATOM");
+    const auto targets = paste("TARGETS").value();
+    EXPECT_EQ(targets.type, "ATOM");
     for (const char* target : {"TARGETS", "TIMESTAMP", "MULTIPLE", "SAVE_TARGETS", "UTF8_STRING",
                                "text/plain;charset=utf-8", "text/plain", "STRING"}) {
         const xcb_atom_t atom = requestor.atom(target);
-        EXPECT_TRUE(requestor.result->bytes.contains(
-            QByteArray(reinterpret_cast<const char*>(&atom), sizeof atom)))
-            << target;
+        const QByteArray bytes(reinterpret_cast<const char*>(&atom), sizeof atom);
+        EXPECT_TRUE(targets.bytes.contains(bytes)) << target;
     }
-
-    requestor.ask("TIMESTAMP");
-    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
-    EXPECT_EQ(requestor.result->type, "INTEGER");
-    EXPECT_EQ(requestor.result->bytes.size(), 4);
-    EXPECT_NE(requestor.result->bytes, QByteArray(4, '\0'));
-
-    requestor.ask("image/png");
-    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
-    EXPECT_TRUE(requestor.result->refused);
+    const auto timestamp = paste("TIMESTAMP").value();
+    EXPECT_EQ(timestamp.type, "INTEGER");
+    EXPECT_EQ(timestamp.bytes.size(), 4);
+    EXPECT_NE(timestamp.bytes, QByteArray(4, '\0'));
+    EXPECT_TRUE(paste("image/png")->refused);
+    EXPECT_TRUE(paste("MULTIPLE")->refused) << "without its list";
 
     requestor.askMultiple({"UTF8_STRING", "image/png", "STRING"});
     ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
@@ -97,17 +90,11 @@ TEST_F(X11PasteboardTest, ServesTheTargetsThatTheProtocolAsksFor) {
     EXPECT_EQ(pairs[3], XCB_NONE);
     EXPECT_EQ(requestor.converted("UTF8_STRING"), "a");
     EXPECT_EQ(requestor.converted("STRING"), "a");
-
-    // MULTIPLE without its list.
-    requestor.ask("MULTIPLE");
-    ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
-    EXPECT_TRUE(requestor.result->refused);
 }
 
 TEST_F(X11PasteboardTest, ServesManyAtOnceAndDropsThoseThatStallOrDie) {
-    const QString text = poem.repeated(50'000);
     open(1s);
-    pasteboard->setString(text);
+    pasteboard->setString(kLong);
     ASSERT_TRUE(owned());
     std::vector<std::unique_ptr<XRequestor>> requestors;
     for (int i = 0; i < 12; ++i) {
@@ -122,7 +109,7 @@ TEST_F(X11PasteboardTest, ServesManyAtOnceAndDropsThoseThatStallOrDie) {
     for (const auto& one : requestors) {
         if (one.get() != &stalling && one.get() != &dying) {
             ASSERT_TRUE(waitFor([&] { return one->result.has_value(); }));
-            EXPECT_TRUE(one->result->bytes == text.toUtf8());
+            EXPECT_TRUE(one->result->bytes == kLong.toUtf8());
         }
     }
     EXPECT_EQ(dying.piecesTaken, 1);
@@ -136,8 +123,7 @@ TEST_F(X11PasteboardTest, ServesManyAtOnceAndDropsThoseThatStallOrDie) {
 
 TEST_F(X11PasteboardTest, WaitsForASlowRequestorAsLongAsItGetsOn) {
     open(2s);
-    const QString text = poem.repeated(50'000);
-    pasteboard->setString(text);
+    pasteboard->setString(kLong);
     ASSERT_TRUE(owned());
     XRequestor slow(display());
     slow.attach();
@@ -147,25 +133,23 @@ TEST_F(X11PasteboardTest, WaitsForASlowRequestorAsLongAsItGetsOn) {
     QObject::connect(&pace, &QTimer::timeout, [&] { slow.takePiece(); });
     pace.start(300ms);
     ASSERT_TRUE(waitFor([&] { return slow.result.has_value(); }));
-    EXPECT_TRUE(slow.result->bytes == text.toUtf8());
+    EXPECT_TRUE(slow.result->bytes == kLong.toUtf8());
 }
 
 TEST_F(X11PasteboardTest, FinishesATransferAfterAnotherCopy) {
-    const QString text = poem.repeated(50'000);
-    pasteboard->setString(text);
+    pasteboard->setString(kLong);
     ASSERT_TRUE(owned());
     XOwner other(display());
     XRequestor requestor(display());
     requestor.attach();
     requestor.onPiece = [&] {
-        if (requestor.piecesTaken == 1) {
+        if (requestor.piecesTaken == 1)
             other.copyText("b");
-        }
     };
     requestor.ask("UTF8_STRING");
     ASSERT_TRUE(waitFor([&] { return requestor.result.has_value(); }));
-    EXPECT_TRUE(requestor.result->bytes == text.toUtf8());
-    EXPECT_TRUE(holds(QStringLiteral("b")));
+    EXPECT_TRUE(requestor.result->bytes == kLong.toUtf8());
+    EXPECT_TRUE(holds(u"b"_qs));
     EXPECT_EQ(pasteboard->changeCount(), 2);
 }
 
@@ -188,14 +172,12 @@ TEST_F(X11PasteboardTest, AgreesWithTheServerAfterEveryRace) {
         const int before = changes;
         // The binary digits of i choose one of the orders, with and without a turn of the loop.
         for (int step = 0; step < 3; ++step) {
-            if (((i >> step) & 1) != 0) {
+            if (((i >> step) & 1) != 0)
                 other.copyText(foreign);
-            } else {
+            else
                 pasteboard->setString(QString::fromLatin1(own));
-            }
-            if (((i >> (step + 3)) & 1) != 0) {
+            if (((i >> (step + 3)) & 1) != 0)
                 QCoreApplication::processEvents();
-            }
         }
         ASSERT_TRUE(waitFor([&] {
             const auto pasted = paste("UTF8_STRING");
@@ -203,64 +185,55 @@ TEST_F(X11PasteboardTest, AgreesWithTheServerAfterEveryRace) {
         })) << i;
         // A copy in the same millisecond as a write before it may go under, never the reverse.
         const bool endsWithWrite = ((i >> 2) & 1) == 0;
-        if (!endsWithWrite && pasteboard->string() == QString::fromLatin1(foreign)) {
+        if (!endsWithWrite && pasteboard->string() == QString::fromLatin1(foreign))
             EXPECT_GT(changes, before) << i;
-        } else {
+        else
             EXPECT_EQ(pasteboard->string(), QString::fromLatin1(own)) << i;
-        }
     }
 }
 
 TEST_F(X11PasteboardTest, TwoProgramsExchangeTextsWithoutAnEcho) {
-    auto connection = X11Connection::open(display());
-    ASSERT_TRUE(connection);
-    X11Pasteboard second(*std::move(connection));
+    const auto second = makePasteboard(ClipboardChoice::x11, {{}, display()});
     ClipboardMonitor monitor(*pasteboard);
-    ClipboardMonitor secondMonitor(second);
+    ClipboardMonitor secondMonitor(*second);
     QStringList sent;
     QStringList secondSent;
-    monitor.onLocalText = [&](const QString& text, const QString&) { sent.append(text); };
-    secondMonitor.onLocalText = [&](const QString& text, const QString&) {
-        secondSent.append(text);
-    };
+    monitor.onLocalText = [&](const QString& text, auto) { sent.append(text); };
+    secondMonitor.onLocalText = [&](const QString& text, auto) { secondSent.append(text); };
     monitor.start();
     secondMonitor.start();
 
-    const QString large = poem.repeated(30'000);
-    monitor.writeRemote(large);
-    ASSERT_TRUE(waitFor([&] { return second.string() == large; }));
-    EXPECT_EQ(secondSent, QStringList{large});
+    monitor.writeRemote(kLong);
+    ASSERT_TRUE(waitFor([&] { return second->string() == kLong; }));
+    EXPECT_EQ(secondSent, QStringList{kLong});
     EXPECT_EQ(sent, QStringList());
 
-    secondMonitor.writeRemote(QStringLiteral("b"));
-    ASSERT_TRUE(holds(QStringLiteral("b")));
-    EXPECT_EQ(sent, QStringList{QStringLiteral("b")});
+    secondMonitor.writeRemote(u"b"_qs);
+    ASSERT_TRUE(holds(u"b"_qs));
+    EXPECT_EQ(sent, QStringList{u"b"_qs});
     EXPECT_EQ(secondSent.size(), 1);
 }
 
 TEST_F(X11PasteboardTest, SecretIsPastedButMarkedAndNeitherTakenNorHandedOver) {
-    auto connection = X11Connection::open(display());
-    ASSERT_TRUE(connection);
-    X11Pasteboard second(*std::move(connection));
-    const qint64 before = second.changeCount();
+    const auto second = makePasteboard(ClipboardChoice::x11, {{}, display()});
+    const qint64 before = second->changeCount();
     XClipboardManager manager(display(), false);
-    pasteboard->setSecret(QStringLiteral("words"));
+    pasteboard->setSecret(u"words"_qs);
     ASSERT_TRUE(owned());
     EXPECT_EQ(paste("UTF8_STRING")->bytes, "words");
     EXPECT_EQ(paste(kPasswordHintType.latin1())->bytes, "secret");
-    ASSERT_TRUE(waitFor([&] { return second.changeCount() > before; }));
-    EXPECT_TRUE(second.types().contains(kConcealedType));
-    EXPECT_EQ(second.string(), std::nullopt);
+    ASSERT_TRUE(waitFor([&] { return second->changeCount() > before; }));
+    EXPECT_TRUE(second->types().contains(kConcealedType));
+    EXPECT_EQ(second->string(), std::nullopt);
     pasteboard->handOver();
     EXPECT_EQ(manager.stop(), std::nullopt);
 
-    pasteboard->setString(QStringLiteral("a")); // the mark goes with its text
-    EXPECT_TRUE(waitFor([&] { return second.string() == QStringLiteral("a"); }));
+    pasteboard->setString(u"a"_qs); // the mark goes with its text
+    EXPECT_TRUE(waitFor([&] { return second->string() == u"a"_qs; }));
 }
 
 TEST_F(X11PasteboardTest, HandsItsTextOverToAClipboardManager) {
-    const QString texts[] = {QStringLiteral("a"), poem.repeated(30'000)};
-    for (const QString& text : texts) {
+    for (const QString& text : {u"a"_qs, kLong}) {
         XClipboardManager manager(display(), false);
         pasteboard->setString(text); // not yet acknowledged by the server
         pasteboard->handOver();
@@ -269,7 +242,7 @@ TEST_F(X11PasteboardTest, HandsItsTextOverToAClipboardManager) {
 }
 
 TEST_F(X11PasteboardTest, HandsOverOnlyItsOwnTextAndOnlyToAManager) {
-    pasteboard->setString(QStringLiteral("a"));
+    pasteboard->setString(u"a"_qs);
     ASSERT_TRUE(owned());
     pasteboard->handOver(); // nobody is there
     {
@@ -278,7 +251,7 @@ TEST_F(X11PasteboardTest, HandsOverOnlyItsOwnTextAndOnlyToAManager) {
     }
     XOwner other(display());
     other.copyText("b");
-    ASSERT_TRUE(holds(QStringLiteral("b")));
+    ASSERT_TRUE(holds(u"b"_qs));
     XClipboardManager manager(display(), false);
     pasteboard->handOver();
     EXPECT_EQ(manager.stop(), std::nullopt);

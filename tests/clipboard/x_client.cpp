@@ -46,13 +46,11 @@ void XClient::attach() {
 void XClient::process() {
     while (m_xcb != nullptr) {
         const XcbPtr<xcb_generic_event_t> event(xcb_poll_for_event(m_xcb));
-        if (!event) {
+        if (!event)
             break;
-        }
         handle(*event);
-        if (m_xcb != nullptr) {
+        if (m_xcb != nullptr)
             xcb_flush(m_xcb);
-        }
     }
 }
 
@@ -62,9 +60,8 @@ void XClient::die() {
         m_notifier->setEnabled(false);
         m_notifier.release()->deleteLater();
     }
-    if (m_xcb != nullptr) {
+    if (m_xcb != nullptr)
         xcb_disconnect(std::exchange(m_xcb, nullptr));
-    }
 }
 
 xcb_atom_t XClient::atom(const QByteArray& name) {
@@ -90,9 +87,8 @@ QByteArrayList XClient::propertiesOf(xcb_window_t window) {
     const XcbPtr<xcb_list_properties_reply_t> reply(
         xcb_list_properties_reply(m_xcb, xcb_list_properties(m_xcb, window), nullptr));
     QByteArrayList names;
-    for (int i = 0; i < xcb_list_properties_atoms_length(reply.get()); ++i) {
+    for (int i = 0; i < xcb_list_properties_atoms_length(reply.get()); ++i)
         names.append(name(xcb_list_properties_atoms(reply.get())[i]));
-    }
     return names;
 }
 
@@ -133,32 +129,28 @@ void XOwner::handle(const xcb_generic_event_t& event) {
     if (codeOf(event) == XCB_SELECTION_REQUEST) {
         const auto& request = as<xcb_selection_request_event_t>(event);
         asked.append(name(request.target));
-        if (hanging) {
+        if (hanging)
             m_held.push_back(request);
-        } else {
+        else
             answer(request);
-        }
     } else if (codeOf(event) == XCB_PROPERTY_NOTIFY) {
         const auto& change = as<xcb_property_notify_event_t>(event);
-        if (change.state != XCB_PROPERTY_DELETE) {
+        if (change.state != XCB_PROPERTY_DELETE)
             return;
-        }
         const auto send = [this, window = change.window, property = change.atom] {
             sendPiece(window, property);
         };
-        if (pieceTime.count() == 0) {
+        if (pieceTime.count() == 0)
             send();
-        } else {
+        else
             QTimer::singleShot(pieceTime, &m_clock, send);
-        }
     }
 }
 
 void XOwner::release() {
     hanging = false;
-    for (const xcb_selection_request_event_t& request : std::exchange(m_held, {})) {
+    for (const xcb_selection_request_event_t& request : std::exchange(m_held, {}))
         answer(request);
-    }
     xcb_flush(m_xcb);
     processSoon();
 }
@@ -178,9 +170,8 @@ void XOwner::answer(const xcb_selection_request_event_t& request) {
         notify(request, false);
         return;
     }
-    if (found->kind == Answer::silence) {
+    if (found->kind == Answer::silence)
         return;
-    }
     if (found->kind == Answer::announcedEarly) {
         found->kind = Answer::whole;
         notify(request, true);
@@ -217,27 +208,23 @@ void XOwner::sendPiece(xcb_window_t requestor, xcb_atom_t property) {
     const auto found = std::ranges::find_if(m_sending, [&](const Sending& one) {
         return one.requestor == requestor && one.property == property;
     });
-    if (found == m_sending.end()) {
+    if (found == m_sending.end())
         return;
-    }
     Sending& sending = *found;
     const Answer& answer = sending.answer;
-    if (answer.kind == Answer::stalling && sending.sent > 0) {
+    if (answer.kind == Answer::stalling && sending.sent > 0)
         return;
-    }
     const qsizetype size = std::min(kPiece, answer.bytes.size() - sending.sent);
     xcb_change_property(m_xcb, XCB_PROP_MODE_REPLACE, sending.requestor, sending.property,
                         atom(answer.type.isEmpty() ? answer.target : answer.type), answer.format,
                         static_cast<uint32_t>(size), answer.bytes.constData() + sending.sent);
     sending.sent += size;
     ++piecesSent;
-    if (size == 0) {
+    if (size == 0)
         m_sending.erase(found);
-    }
     xcb_flush(m_xcb);
-    if (onPiece) {
+    if (onPiece)
         onPiece();
-    }
 }
 
 void XRequestor::ask(const QByteArray& target) {
@@ -271,9 +258,8 @@ std::optional<XRequestor::Result> XRequestor::take(xcb_atom_t property) {
     const auto cookie = xcb_get_property(m_xcb, 1, m_window, property, XCB_GET_PROPERTY_TYPE_ANY, 0,
                                          32 * 1024 * 1024);
     const XcbPtr<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_xcb, cookie, nullptr));
-    if (!reply || reply->type == XCB_NONE) {
+    if (!reply || reply->type == XCB_NONE)
         return std::nullopt;
-    }
     Result taken;
     taken.type = name(reply->type);
     taken.bytes = QByteArray(static_cast<const char*>(xcb_get_property_value(reply.get())),
@@ -290,23 +276,20 @@ void XRequestor::handle(const xcb_generic_event_t& event) {
         }
         std::optional<Result> taken = take(notify.property);
         m_incremental = taken && taken->type == "INCR";
-        if (!m_incremental) {
+        if (!m_incremental)
             result = std::move(taken);
-        }
     } else if (codeOf(event) == XCB_PROPERTY_NOTIFY && m_incremental) {
         const auto& change = as<xcb_property_notify_event_t>(event);
         if (change.state == XCB_PROPERTY_NEW_VALUE && change.atom == atom("PASTE") &&
-            (stallAfter < 0 || piecesTaken < stallAfter)) {
+            (stallAfter < 0 || piecesTaken < stallAfter))
             takePiece();
-        }
     }
 }
 
 void XRequestor::takePiece() {
     const std::optional<Result> piece = take(atom("PASTE"));
-    if (!piece) {
+    if (!piece)
         return;
-    }
     m_partial.type = piece->type;
     if (piece->bytes.isEmpty()) {
         result = std::exchange(m_partial, {});
@@ -315,9 +298,8 @@ void XRequestor::takePiece() {
     }
     m_partial.bytes += piece->bytes;
     ++piecesTaken;
-    if (onPiece) {
+    if (onPiece)
         onPiece();
-    }
 }
 
 bool XRequestor::watched() {
@@ -360,9 +342,8 @@ void XClipboardManager::handle(const xcb_generic_event_t& event) {
         return;
     }
     XRequestor::handle(event);
-    if (result && m_save) {
+    if (result && m_save)
         notify(*std::exchange(m_save, std::nullopt), true);
-    }
 }
 
 } // namespace sorrelwind::test

@@ -37,21 +37,14 @@ QJsonObject object(const QByteArray& text) {
 class AppModelTest : public testing::Test {
 protected:
     AppModelTest() {
-        defaults.set(QStringLiteral("language"), QStringLiteral("en"));
+        defaults.set(u"language"_qs, u"en"_qs);
         hub.on("GET /crypto", {Answer{.body = R"({"crypto":null})"}});
         hub.on("POST /items", {Answer{.body = R"({"recipients":1})"}});
         hub.on("DELETE /devices/me", {Answer{}});
     }
 
     Account account(bool withKey) const {
-        Account made{hub.base(),
-                     QStringLiteral("g"),
-                     QStringLiteral("me"),
-                     QStringLiteral("Mine"),
-                     QStringLiteral("g.t"),
-                     {},
-                     {},
-                     {}};
+        Account made{hub.base(), u"g"_qs, u"me"_qs, u"Mine"_qs, u"g.t"_qs, {}, {}, {}};
         if (withKey)
             made.key = Crypto::base64(key());
         return made;
@@ -68,34 +61,29 @@ protected:
             lastKind = kind;
         };
         model->onNeedsOnboarding = [this] { ++onboardings; };
-        if (stored) {
-            ASSERT_TRUE(waitFor([&] { return model->connection() == SyncState::connected; }));
-        }
-    }
-
-    [[nodiscard]] bool becomes(CryptoStatus crypto) const {
-        return waitFor([&] { return model->crypto() == crypto; });
+        ASSERT_TRUE(
+            waitFor([&] { return !stored || model->connection() == SyncState::connected; }));
     }
 
     /// The next publish is acknowledged so.
     void acknowledge(int status, int recipients) {
         hub.onFrame = [this, status, recipients](const QByteArray& frame) {
-            const QJsonObject item = object(frame).value(u"item").toObject();
+            const QJsonObject item = object(frame)[u"item"].toObject();
             if (item.isEmpty())
                 return;
-            published.append(item.value(u"payload").toString());
-            hub.send("{\"type\":\"ack\",\"ref\":\"" + item.value(u"id").toString().toUtf8() +
-                     "\",\"status\":" + QByteArray::number(status) +
-                     ",\"recipients\":" + QByteArray::number(recipients) + "}");
+            published.append(item[u"payload"].toString());
+            hub.send(QByteArray(R"({"type":"ack","ref":"$id","status":$status,"recipients":$n})")
+                         .replace("$id", item[u"id"].toString().toUtf8())
+                         .replace("$status", QByteArray::number(status))
+                         .replace("$n", QByteArray::number(recipients)));
         };
     }
 
     void deliver(const QString& payload, const QByteArray& id, const QByteArray& from = "other",
                  const QByteArray& mime = "text/plain") {
         const auto before = receiptsFor(id);
-        hub.send("{\"type\":\"item\",\"item\":{\"id\":\"" + id + "\",\"ts\":1,\"from\":\"" + from +
-                 "\",\"device\":\"Pad\",\"mime\":\"" + mime + "\",\"payload\":\"" +
-                 payload.toUtf8() + "\"}}");
+        hub.send(R"({"type":"item","item":{"ts":1,"device":"Pad","id":")" + id + R"(","from":")" +
+                 from + R"(","mime":")" + mime + R"(","payload":")" + payload.toUtf8() + "\"}}");
         // The receipt leaves before the item is looked at, so the next answer comes after it.
         ASSERT_TRUE(waitFor([&] { return receiptsFor(id) > before; }));
     }
@@ -125,28 +113,28 @@ protected:
 TEST_F(AppModelTest, WithoutAnAccountNothingIsSent) {
     start({});
     EXPECT_EQ(model->phase(), AppModel::Phase::onboarding);
-    pasteboard.copyText(QStringLiteral("text"));
+    pasteboard.copyText(u"text"_qs);
     EXPECT_EQ(model->lastSent(), std::nullopt);
     EXPECT_TRUE(hub.requests.isEmpty());
 }
 
 TEST_F(AppModelTest, LocalCopyLeavesSealedAndItsOutcomeIsShown) {
-    struct Case {
+    const struct {
         int status;
         int recipients;
         Direction direction;
         BubbleKind kind;
         const char* says;
-    };
+    } cases[] = {{200, 2, Direction::sent, BubbleKind::success, "Synced"},
+                 {200, 0, Direction::sent, BubbleKind::info, "No other devices yet"},
+                 {413, 0, Direction::failed, BubbleKind::failure, "Couldn't sync"}};
     start(account(true));
-    EXPECT_EQ(model->statusText(), QStringLiteral("Connected · Encrypted"));
+    EXPECT_EQ(model->statusText(), u"Connected · Encrypted"_qs);
     int number = 0;
-    for (const Case& c : {Case{200, 2, Direction::sent, BubbleKind::success, "Synced"},
-                          Case{200, 0, Direction::sent, BubbleKind::info, "No other devices yet"},
-                          Case{413, 0, Direction::failed, BubbleKind::failure, "Couldn't sync"}}) {
+    for (const auto& c : cases) {
         acknowledge(c.status, c.recipients);
         bubbles.clear();
-        const QString text = QStringLiteral("机密 %1").arg(++number);
+        const QString text = u"机密 %1"_qs.arg(++number);
         pasteboard.copyText(text);
         ASSERT_TRUE(waitFor([&] { return !bubbles.isEmpty(); }));
         EXPECT_TRUE(bubbles[0].startsWith(QLatin1StringView(c.says)));
@@ -159,7 +147,7 @@ TEST_F(AppModelTest, LocalCopyLeavesSealedAndItsOutcomeIsShown) {
     bubbles.clear();
     published.clear();
     acknowledge(200, 1);
-    pasteboard.copyText(QStringLiteral("quietly"));
+    pasteboard.copyText(u"quietly"_qs);
     EXPECT_TRUE(waitFor([&] { return model->lastSent()->direction == Direction::sent; }));
     EXPECT_TRUE(bubbles.isEmpty());
 }
@@ -172,68 +160,53 @@ TEST_F(AppModelTest, WhatArrivesIsCheckedBeforeItReachesTheClipboard) {
     const auto clipboard = [&] { return pasteboard.string().value_or(QString()); };
 
     deliver(sealed("first"), "1");
-    EXPECT_EQ(clipboard(), QStringLiteral("first"));
-    EXPECT_EQ(model->lastReceived()->device, QStringLiteral("Pad"));
+    EXPECT_EQ(clipboard(), u"first"_qs);
+    EXPECT_EQ(model->lastReceived()->device, u"Pad"_qs);
     deliver(sealed("own"), "2", "me");
     deliver(sealed("image"), "3", "other", "image/png");
-    EXPECT_EQ(clipboard(), QStringLiteral("first"));
+    EXPECT_EQ(clipboard(), u"first"_qs);
 
-    deliver(QStringLiteral("sw1.AAAA.BBBB"), "4");
+    deliver(u"sw1.AAAA.BBBB"_qs, "4");
     EXPECT_TRUE(model->decryptFailed());
-    EXPECT_TRUE(model->warning()->contains(QStringLiteral("passphrase mismatch")));
+    EXPECT_TRUE(model->warning()->contains(u"passphrase mismatch"_qs));
     // The same item again is not written again, yet shows that opening works.
-    pasteboard.copyConcealed(QStringLiteral("elsewhere"));
+    pasteboard.copyConcealed(u"elsewhere"_qs);
     deliver(sealed("first"), "1");
     EXPECT_FALSE(model->decryptFailed());
     EXPECT_EQ(pasteboard.writes, 1);
 
-    deliver(QStringLiteral("plain is taken as it is"), "5");
-    EXPECT_EQ(clipboard(), QStringLiteral("plain is taken as it is"));
+    deliver(u"plain is taken as it is"_qs, "5");
+    EXPECT_EQ(clipboard(), u"plain is taken as it is"_qs);
     EXPECT_TRUE(hub.count("POST /items") == 0 && published.isEmpty()) << "nothing went back";
 
     model->setPaused(true);
     deliver(sealed("during the pause"), "6");
-    EXPECT_EQ(clipboard(), QStringLiteral("plain is taken as it is"));
-    EXPECT_EQ(model->statusText(), QStringLiteral("Paused"));
+    EXPECT_EQ(clipboard(), u"plain is taken as it is"_qs);
+    EXPECT_EQ(model->statusText(), u"Paused"_qs);
 }
 
 TEST_F(AppModelTest, KeyIsFoundDerivedOrMissing) {
     const QByteArray record =
         R"({"crypto":{"v":1,"kdf":"pbkdf2-sha256","iters":7,"salt":"c2FsdHNhbHQ="}})";
-    const QByteArray badSalt = R"({"crypto":{"v":1,"kdf":"pbkdf2-sha256","iters":7,"salt":"?"}})";
-    struct Case {
+    const QByteArray badSalt = QByteArray(record).replace("c2FsdHNhbHQ=", "?");
+    const QString short31 = QString::fromLatin1(QByteArray(31, 'k').toBase64());
+    const QString pw = u"pw"_qs;
+    const struct {
         const char* what;
         Answer answer;
         std::optional<QString> passphrase;
         std::optional<QString> storedKey;
         CryptoStatus outcome;
         const char* leaves; // what a copy ends as: "sw1.", "plain", or "" when it is not sent
-    };
-    const QString short31 = QString::fromLatin1(QByteArray(31, 'k').toBase64());
-    const Case cases[] = {
-        {"passphrase", {.body = record}, QStringLiteral("pw"), {}, CryptoStatus::encrypted, "sw1."},
-        {"stored key of 31 bytes",
-         {.body = record},
-         QStringLiteral("pw"),
-         short31,
-         CryptoStatus::encrypted,
-         "sw1."},
+    } cases[] = {
+        {"passphrase", {.body = record}, pw, {}, CryptoStatus::encrypted, "sw1."},
+        {"key of 31 bytes", {.body = record}, pw, short31, CryptoStatus::encrypted, "sw1."},
         {"no passphrase", {.body = record}, {}, {}, CryptoStatus::missingKey, ""},
-        {"bad salt", {.body = badSalt}, QStringLiteral("pw"), {}, CryptoStatus::failed, ""},
-        {"no record",
-         {.body = R"({"crypto":null})"},
-         QStringLiteral("pw"),
-         {},
-         CryptoStatus::plaintext,
-         "plain"},
-        {"request fails",
-         {.status = 500, .body = ""},
-         QStringLiteral("pw"),
-         {},
-         CryptoStatus::plaintext,
-         "plain"},
+        {"bad salt", {.body = badSalt}, pw, {}, CryptoStatus::failed, ""},
+        {"no record", {.body = R"({"crypto":null})"}, pw, {}, CryptoStatus::plaintext, "plain"},
+        {"request fails", {.status = 500, .body = ""}, pw, {}, CryptoStatus::plaintext, "plain"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         model.reset();
         published.clear();
@@ -243,9 +216,9 @@ TEST_F(AppModelTest, KeyIsFoundDerivedOrMissing) {
         stored.key = c.storedKey;
         start(stored);
         acknowledge(200, 1);
-        ASSERT_TRUE(becomes(c.outcome));
+        ASSERT_TRUE(waitFor([&] { return model->crypto() == c.outcome; }));
         bubbles.clear();
-        pasteboard.copyText(QStringLiteral("plain ") + QLatin1StringView(c.what));
+        pasteboard.copyText(u"plain "_qs + QLatin1StringView(c.what));
         ASSERT_TRUE(waitFor([&] { return !bubbles.isEmpty(); }));
         if (*c.leaves) {
             ASSERT_EQ(published.size(), 1);
@@ -267,10 +240,10 @@ TEST_F(AppModelTest, RemovalEndsInOnboardingWithANotice) {
     hub.send(R"({"type":"removed"})");
     ASSERT_TRUE(waitFor([&] { return onboardings == 1; }));
     EXPECT_EQ(model->phase(), AppModel::Phase::onboarding);
-    EXPECT_TRUE(model->notice()->startsWith(QStringLiteral("This Mac was removed")));
+    EXPECT_TRUE(model->notice()->startsWith(u"This Mac was removed"_qs));
     EXPECT_EQ(store.load(), std::nullopt);
     EXPECT_EQ(model->selfId(), std::nullopt);
-    pasteboard.copyText(QStringLiteral("after"));
+    pasteboard.copyText(u"after"_qs);
     EXPECT_EQ(model->lastSent(), std::nullopt);
 }
 
@@ -321,25 +294,23 @@ TEST_F(AppModelTest, PairingRemovalAndRenameSpeakToTheHub) {
            {Answer{.body = R"({"code":"ABCD-EFGH","expiresAt":600000})"}, Answer{.status = 429}});
     const auto pairing = *outcomeOf(model->createPairing());
     EXPECT_EQ(pairing->url,
-              hub.base() + QStringLiteral("/#pair=ABCD-EFGH&k=") +
+              hub.base() + u"/#pair=ABCD-EFGH&k="_qs +
                   QString::fromLatin1(kKeyBytes.toBase64(QByteArray::Base64UrlEncoding |
                                                          QByteArray::OmitTrailingEquals)));
     EXPECT_EQ(pairing->expiresAt.toMSecsSinceEpoch(), 600000);
     EXPECT_EQ((*outcomeOf(model->createPairing())).error().code, 429);
 
     hub.on("DELETE /devices/x", {Answer{}, Answer{.status = 404, .body = R"({"error":"gone"})"}});
-    EXPECT_EQ(*outcomeOf(model->removeDevice(QStringLiteral("x"))), std::nullopt);
-    EXPECT_EQ(*outcomeOf(model->removeDevice(QStringLiteral("x"))),
-              QStringLiteral("Couldn't remove: gone"));
+    EXPECT_EQ(*outcomeOf(model->removeDevice(u"x"_qs)), std::nullopt);
+    EXPECT_EQ(*outcomeOf(model->removeDevice(u"x"_qs)), u"Couldn't remove: gone"_qs);
 
     hub.on("PATCH /devices/me", {Answer{}, Answer{.status = 400, .body = R"({"error":"name"})"}});
-    EXPECT_EQ(*outcomeOf(model->renameThisMac(QStringLiteral("New"))), std::nullopt);
-    EXPECT_EQ(outcomeOf(model->renameThisMac(QStringLiteral("Bad")))->value().hubMessage,
-              QStringLiteral("name"));
-    EXPECT_EQ(store.load()->deviceName, QStringLiteral("New"));
-    EXPECT_EQ(model->account()->deviceName, QStringLiteral("New"));
+    EXPECT_EQ(*outcomeOf(model->renameThisMac(u"New"_qs)), std::nullopt);
+    EXPECT_EQ(outcomeOf(model->renameThisMac(u"Bad"_qs))->value().hubMessage, u"name"_qs);
+    EXPECT_EQ(store.load()->deviceName, u"New"_qs);
+    EXPECT_EQ(model->account()->deviceName, u"New"_qs);
     const qsizetype asked = hub.count("PATCH /devices/me");
-    EXPECT_EQ(*outcomeOf(model->renameThisMac(QStringLiteral("New"))), std::nullopt);
+    EXPECT_EQ(*outcomeOf(model->renameThisMac(u"New"_qs)), std::nullopt);
     EXPECT_EQ(hub.count("PATCH /devices/me"), asked);
 }
 

@@ -7,53 +7,39 @@
 namespace sorrelwind {
 
 TEST(DeviceDisplay, KindAndSymbol) {
-    struct Case {
-        const char* platform;
-        const char* name;
-        const char* symbol;
-        const char* kind;
+    const std::tuple<QString, QString, QString, QString> kTable[] = {
+        {"macos", "iPad", "laptopcomputer", "Mac"}, {"windows", "PC", "desktopcomputer", "Windows"},
+        {"android", "Pixel", "iphone", "Android"},  {"android", "Galaxy TAB", "ipad", "Android"},
+        {"ios", "小米平板", "ipad", "iOS"},         {"web", "My Phone", "iphone", "Browser"},
+        {"web", "iPad Phone", "iphone", "Browser"}, {"web", "ThinkPad", "ipad", "Browser"},
+        {"web", "Firefox", "globe", "Browser"},     {"plan9", "手机", "iphone", "plan9"},
     };
-    for (const Case& c : {
-             Case{"macos", "iPad", "laptopcomputer", "Mac"},
-             Case{"windows", "PC", "desktopcomputer", "Windows"},
-             Case{"android", "Pixel", "iphone", "Android"},
-             Case{"android", "Galaxy TAB", "ipad", "Android"},
-             Case{"ios", "小米平板", "ipad", "iOS"},
-             Case{"web", "My Phone", "iphone", "Browser"},
-             Case{"web", "iPad Phone", "iphone", "Browser"},
-             Case{"web", "ThinkPad", "ipad", "Browser"},
-             Case{"web", "Firefox", "globe", "Browser"},
-             Case{"plan9", "手机", "iphone", "plan9"},
-         }) {
+    for (const auto& [platform, name, symbol, kind] : kTable) {
         DeviceInfo device;
-        device.platform = QString::fromUtf8(c.platform);
-        device.name = QString::fromUtf8(c.name);
-        EXPECT_EQ(symbolName(device), QString::fromUtf8(c.symbol)) << c.name;
-        EXPECT_EQ(kindLabel(device, Lang::en), QString::fromUtf8(c.kind)) << c.platform;
+        device.platform = platform;
+        device.name = name;
+        EXPECT_EQ(symbolName(device), symbol) << name.toStdString();
+        EXPECT_EQ(kindLabel(device, Lang::en), kind);
     }
     DeviceInfo web;
-    web.platform = QStringLiteral("web");
-    EXPECT_EQ(kindLabel(web, Lang::zh), QStringLiteral("浏览器"));
+    web.platform = u"web"_qs;
+    EXPECT_EQ(kindLabel(web, Lang::zh), u"浏览器"_qs);
 }
 
 TEST(DeviceDisplay, RelativeTime) {
     const QDateTime now = QDateTime::fromSecsSinceEpoch(1'800'000'000);
-    struct Case {
-        qint64 seconds;
-        const char* en;
-        const char* zh;
+    const std::tuple<qint64, QString, QString> kTable[] = {
+        {-5, "just now", "刚刚"},
+        {44, "just now", "刚刚"},
+        {45, "45 sec. ago", "45秒前"},
+        {125, "2 min. ago", "2分钟前"},
+        {11'000, "3 hr. ago", "3小时前"},
+        {86'400, "1 day ago", "1天前"},
+        {400 * 86'400, "1 yr. ago", "1年前"},
     };
-    for (const Case& c : {
-             Case{-5, "just now", "刚刚"},
-             Case{44, "just now", "刚刚"},
-             Case{45, "45 sec. ago", "45秒前"},
-             Case{125, "2 min. ago", "2分钟前"},
-             Case{3 * 3600 + 100, "3 hr. ago", "3小时前"},
-             Case{86400, "1 day ago", "1天前"},
-             Case{400 * 86400, "1 yr. ago", "1年前"},
-         }) {
-        EXPECT_EQ(relativeTime(now.addSecs(-c.seconds), now, Lang::en), QString::fromUtf8(c.en));
-        EXPECT_EQ(relativeTime(now.addSecs(-c.seconds), now, Lang::zh), QString::fromUtf8(c.zh));
+    for (const auto& [seconds, en, zh] : kTable) {
+        EXPECT_EQ(relativeTime(now.addSecs(-seconds), now, Lang::en), en);
+        EXPECT_EQ(relativeTime(now.addSecs(-seconds), now, Lang::zh), zh);
     }
 }
 

@@ -9,6 +9,8 @@
 #include <QRegularExpression>
 #include <QSet>
 
+#include <map>
+
 namespace sorrelwind {
 namespace {
 
@@ -21,18 +23,12 @@ QJsonArray vectors(const char* name) {
 template <class T>
 QString outcome(const Result<T, CryptoError>& result) {
     if (result)
-        return QStringLiteral("ok");
-    switch (result.error()) {
-    case CryptoError::badFormat:
-        return QStringLiteral("badFormat");
-    case CryptoError::decryptFailed:
-        return QStringLiteral("decryptFailed");
-    case CryptoError::deriveFailed:
-        return QStringLiteral("deriveFailed");
-    case CryptoError::cipher:
-        break;
-    }
-    return QStringLiteral("cipher");
+        return u"ok"_qs;
+    const std::map<CryptoError, QString> names{{CryptoError::badFormat, u"badFormat"_qs},
+                                               {CryptoError::decryptFailed, u"decryptFailed"_qs},
+                                               {CryptoError::deriveFailed, u"deriveFailed"_qs},
+                                               {CryptoError::cipher, u"cipher"_qs}};
+    return names.at(result.error());
 }
 
 TEST(Crypto, DerivesLikeTheVectors) {
@@ -47,8 +43,7 @@ TEST(Crypto, DerivesLikeTheVectors) {
             EXPECT_EQ(Crypto::base64(*key), row[u"key"].toString());
         }
     }
-    EXPECT_EQ(outcome(Crypto::deriveKey(QStringLiteral("p"), QStringLiteral("AAAA"), 1LL << 31)),
-              QStringLiteral("badFormat"));
+    EXPECT_EQ(outcome(Crypto::deriveKey(u"p"_qs, u"AAAA"_qs, 1LL << 31)), u"badFormat"_qs);
 }
 
 TEST(Crypto, OpensLikeTheVectors) {
@@ -77,11 +72,11 @@ TEST(Crypto, SealedEmptyTextIsRefused) {
     const auto wire = Crypto::encryptText(QString(), *key);
     ASSERT_TRUE(wire);
     EXPECT_EQ(wire->size(), 4 + 16 + 1 + 24);
-    EXPECT_EQ(outcome(Crypto::decryptText(*wire, *key)), QStringLiteral("badFormat"));
+    EXPECT_EQ(outcome(Crypto::decryptText(*wire, *key)), u"badFormat"_qs);
 }
 
 TEST(SymmetricKey, IsExactlyStrictBase64Of32Bytes) {
-    const QString good = QStringLiteral("AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8=");
+    const QString good = u"AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8="_qs;
     const auto key = SymmetricKey::fromBase64(good);
     ASSERT_TRUE(key);
     EXPECT_EQ(key->bytes()[31], 31);
@@ -93,8 +88,7 @@ TEST(SymmetricKey, IsExactlyStrictBase64Of32Bytes) {
 }
 
 TEST(Crypto, PassphrasesAndSaltsAreOfTheirFormAndFresh) {
-    const QRegularExpression form(
-        QStringLiteral("\\A[a-hjkmnp-z2-9]{5}(-[a-hjkmnp-z2-9]{5}){3}\\z"));
+    const QRegularExpression form(u"\\A[a-hjkmnp-z2-9]{5}(-[a-hjkmnp-z2-9]{5}){3}\\z"_qs);
     QSet<QChar> seen;
     QSet<QString> all;
     for (int i = 0; i < 200; ++i) {
@@ -106,7 +100,7 @@ TEST(Crypto, PassphrasesAndSaltsAreOfTheirFormAndFresh) {
     EXPECT_EQ(all.size(), 400);
     EXPECT_EQ(seen.size(), 31 + 1) << "every character of the alphabet, and the dash";
     EXPECT_EQ(Crypto::randomSalt().size(), 24);
-    EXPECT_TRUE(Crypto::deriveKey(QStringLiteral("p"), Crypto::randomSalt(), 1).has_value());
+    EXPECT_TRUE(Crypto::deriveKey(u"p"_qs, Crypto::randomSalt(), 1).has_value());
 }
 
 } // namespace

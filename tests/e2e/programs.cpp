@@ -6,8 +6,6 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <sys/prctl.h>
 
@@ -15,25 +13,30 @@ namespace sorrelwind::test {
 
 namespace {
 
-const QString kBin = QStringLiteral(SORRELWIND_BIN_DIR "/");
 constexpr int kProcessPatience = 30'000;
 
-QProcessEnvironment ourEnvironment(QProcessEnvironment environment) {
-    environment.remove(QStringLiteral("SORRELWIND_SERVER"));
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-    return environment;
+QJsonDocument jsonOf(const Ended& ended) {
+    return ended.code == 0 ? QJsonDocument::fromJson(ended.out) : QJsonDocument();
 }
 
 } // namespace
+
+QProcessEnvironment ourEnvironment(QProcessEnvironment environment) {
+    environment.remove("SORRELWIND_SERVER");
+    environment.insert("LC_ALL", "C.UTF-8");
+    return environment;
+}
 
 Ended runToEnd(const QString& program, const QStringList& arguments, const QByteArray& input,
                const QProcessEnvironment& environment) {
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(program, arguments);
+    EXPECT_TRUE(process.waitForStarted()) << program.toStdString();
     process.write(input);
     process.closeWriteChannel();
-    if (!process.waitForFinished(kProcessPatience)) {
+    if (!waitFor([&] { return process.state() == QProcess::NotRunning; },
+                 std::chrono::milliseconds(kProcessPatience))) {
         ADD_FAILURE() << program.toStdString() << " does not end";
         process.kill();
         process.waitForFinished();
@@ -46,8 +49,7 @@ Ended runToEnd(const QString& program, const QStringList& arguments, const QByte
 }
 
 Ended sorrelwind(const QStringList& arguments, const QByteArray& input) {
-    return runToEnd(kBin + QStringLiteral("sorrelwind"), arguments, input,
-                    ourEnvironment(QProcessEnvironment::systemEnvironment()));
+    return runToEnd(kAgent, arguments, input, ourEnvironment());
 }
 
 Background::Background(const QString& program, const QStringList& arguments, const QString& logFile,
@@ -92,16 +94,12 @@ Hub::Hub(const QString& folder, const QStringList& moreArguments)
 }
 
 void Hub::start() {
-    const QString log = m_folder + QStringLiteral("/hub.log");
     const qsizetype before = m_process ? m_process->log().size() : 0;
-    m_process = std::make_unique<Background>(
-        kBin + QStringLiteral("sorrelwind-hub"),
-        QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:%1").arg(m_port),
-                    QStringLiteral("--data"), m_folder + QStringLiteral("/hub.d")} +
-            m_moreArguments,
-        log, QProcessEnvironment::systemEnvironment());
-    static const QRegularExpression listening(
-        QStringLiteral("listening on http://127.0.0.1:(\\d+)"));
+    const QStringList arguments{"--listen", u"127.0.0.1:%1"_qs.arg(m_port), "--data",
+                                m_folder + "/hub.d"};
+    m_process = std::make_unique<Background>(kAgent + "-hub", arguments + m_moreArguments,
+                                             m_folder + "/hub.log");
+    static const QRegularExpression listening("listening on http://127.0.0.1:(\\d+)");
     EXPECT_TRUE(waitFor([&] {
         const auto match = listening.match(QString::fromUtf8(m_process->log().mid(before)));
         m_port = match.hasMatch() ? match.captured(1).toInt() : m_port;
@@ -118,7 +116,7 @@ void Hub::signal(int number) {
 }
 
 Desktop::Desktop(const QString& folder, const QString& name)
-    : Desktop(folder, name, QStringList{QStringLiteral("--headless")}) {
+    : Desktop(folder, name, QStringList{"--headless"}) {
     startAgent();
 }
 
@@ -130,9 +128,8 @@ Desktop::Desktop(const QString& folder, const QString& name, const QStringList& 
 
 void Desktop::startAgent() {
     m_agent = std::make_unique<Background>(
-        kBin + QStringLiteral("sorrelwind"),
-        m_agentArguments + QStringList{QStringLiteral("--config-dir"), m_configDir},
-        m_folder + u'/' + m_name + QStringLiteral(".log"), m_environment);
+        kAgent, m_agentArguments + QStringList{"--config-dir", m_configDir},
+        m_folder + u'/' + m_name + ".log", m_environment);
     EXPECT_TRUE(waitFor([this] { return !status().isEmpty(); })) << log().toStdString();
 }
 
@@ -141,49 +138,37 @@ int Desktop::stopAgent(int signal) {
 }
 
 Ended Desktop::command(const QStringList& arguments, const QByteArray& input) const {
-    return sorrelwind(QStringList{QStringLiteral("--config-dir"), m_configDir} + arguments, input);
+    return sorrelwind(QStringList{"--config-dir", m_configDir} + arguments, input);
 }
-
-namespace {
-
-QJsonDocument jsonOf(const Ended& ended) {
-    return ended.code == 0 ? QJsonDocument::fromJson(ended.out) : QJsonDocument();
-}
-
-} // namespace
 
 QJsonObject Desktop::status() const {
-    return jsonOf(command({QStringLiteral("status"), QStringLiteral("--json")})).object();
+    return jsonOf(command({"status", "--json"})).object();
 }
 
 QJsonArray Desktop::devices() const {
-    return jsonOf(command({QStringLiteral("devices"), QStringLiteral("--json")})).array();
+    return jsonOf(command({"devices", "--json"})).array();
 }
 
 QJsonObject Desktop::pairing() const {
-    return jsonOf(command({QStringLiteral("pair"), QStringLiteral("--json")})).object();
+    return jsonOf(command({"pair", "--json"})).object();
 }
 
 bool Desktop::ready() const {
     return waitFor([this] {
         const QJsonObject now = status();
-        return now[QStringLiteral("connection")] == QStringLiteral("connected") &&
-               now[QStringLiteral("crypto")] == QStringLiteral("encrypted");
+        return now[u"connection"] == "connected" && now[u"crypto"] == "encrypted";
     });
 }
 
 void Desktop::createGroup(const Hub& hub) {
-    const Ended created = command({QStringLiteral("create"), QStringLiteral("--server"), hub.url(),
-                                   QStringLiteral("--name"), m_name});
+    const Ended created = command({"create", "--server", hub.url(), "--name", m_name});
     ASSERT_EQ(created.code, 0) << created.err.toStdString();
     ASSERT_TRUE(ready());
 }
 
 void Desktop::joinByLink(const Desktop& member) {
-    const QByteArray link = member.pairing()[QStringLiteral("link")].toString().toUtf8();
-    const Ended joined =
-        command({QStringLiteral("join"), QStringLiteral("-"), QStringLiteral("--name"), m_name},
-                link + '\n');
+    const QByteArray link = member.pairing()[u"link"].toString().toUtf8();
+    const Ended joined = command({"join", "-", "--name", m_name}, link + '\n');
     ASSERT_EQ(joined.code, 0) << joined.err.toStdString();
     ASSERT_TRUE(ready());
 }
@@ -195,24 +180,32 @@ void Desktop::copy(const QByteArray& text) const {
     xclip.setProcessEnvironment(m_xvfb.environment());
     xclip.setStandardOutputFile(QProcess::nullDevice());
     xclip.setStandardErrorFile(QProcess::nullDevice());
-    xclip.start(QStringLiteral("xclip"),
-                {QStringLiteral("-selection"), QStringLiteral("clipboard")});
+    xclip.start("xclip", {"-selection", "clipboard"});
     xclip.write(text);
     xclip.closeWriteChannel();
     EXPECT_TRUE(xclip.waitForFinished(kProcessPatience));
 }
 
 std::optional<QByteArray> Desktop::paste() const {
-    const Ended pasted =
-        runToEnd(QStringLiteral("timeout"),
-                 {QStringLiteral("5"), QStringLiteral("xclip"), QStringLiteral("-selection"),
-                  QStringLiteral("clipboard"), QStringLiteral("-o")},
-                 {}, m_xvfb.environment());
+    const Ended pasted = runToEnd("timeout", {"5", "xclip", "-selection", "clipboard", "-o"}, {},
+                                  m_xvfb.environment());
     return pasted.code == 0 ? std::optional(pasted.out) : std::nullopt;
 }
 
 bool Desktop::pastes(const QByteArray& text) const {
     return waitFor([&] { return paste() == text; });
+}
+
+void PairedDesktops::SetUp() {
+    a.createGroup(hub);
+    ASSERT_FALSE(HasFatalFailure());
+    b.joinByLink(a);
+}
+
+void PairedDesktops::TearDown() {
+    const QByteArray logs = a.log() + b.log() + hub.log();
+    for (const char* secret : {"SECRET", "机密", "sw1."})
+        EXPECT_FALSE(logs.contains(secret)) << secret;
 }
 
 } // namespace sorrelwind::test

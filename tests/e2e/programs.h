@@ -8,10 +8,15 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <optional>
 
 namespace sorrelwind::test {
+
+/// The agent of this build.
+inline const QString kAgent = SORRELWIND_BIN_DIR "/sorrelwind";
 
 /// What a program that ran to its end said.
 struct Ended {
@@ -20,18 +25,23 @@ struct Ended {
     QByteArray err;
 };
 
-/// Runs one of our programs or any other to its end; fails the test after half a minute.
+/// In English, without any hub that the environment names.
+QProcessEnvironment
+ourEnvironment(QProcessEnvironment environment = QProcessEnvironment::systemEnvironment());
+
+/// Runs one of our programs or any other to its end, and the event loop meanwhile; fails the test
+/// after half a minute.
 Ended runToEnd(const QString& program, const QStringList& arguments, const QByteArray& input = {},
                const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 
-/// Runs the agent's program with `arguments`, English, without any hub named by the environment.
+/// Runs the agent's program.
 Ended sorrelwind(const QStringList& arguments, const QByteArray& input = {});
 
 /// A process that is ended by its id when this object goes, or when the test program dies.
 class Background {
 public:
     Background(const QString& program, const QStringList& arguments, const QString& logFile,
-               const QProcessEnvironment& environment);
+               const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
     ~Background();
 
     [[nodiscard]] QByteArray log() const;
@@ -52,7 +62,7 @@ public:
     void start();
     void kill();             // SIGKILL
     void signal(int number); // such as SIGSTOP
-    [[nodiscard]] QString url() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_port); }
+    [[nodiscard]] QString url() const { return u"http://127.0.0.1:%1"_qs.arg(m_port); }
     [[nodiscard]] QByteArray log() const { return m_process->log(); }
 
 private:
@@ -106,6 +116,22 @@ private:
     QString m_configDir;
     QStringList m_agentArguments;
     std::unique_ptr<Background> m_agent;
+};
+
+/// A hub and two desktops, all real.
+class TwoDesktops : public testing::Test {
+protected:
+    QTemporaryDir folder;
+    Hub hub{folder.path()};
+    Desktop a{folder.path(), "alpha"};
+    Desktop b{folder.path(), "beta"};
+};
+
+/// The two in one group. What is copied there stands in no log of anyone.
+class PairedDesktops : public TwoDesktops {
+protected:
+    void SetUp() override;
+    void TearDown() override;
 };
 
 } // namespace sorrelwind::test

@@ -13,34 +13,10 @@ namespace sorrelwind::test {
 
 namespace {
 
-const QString kConnection = QStringLiteral("connection");
-
-/// A hub and two paired desktops, all real.
-class Sync : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(folder.isValid());
-        a.createGroup(hub);
-        ASSERT_FALSE(HasFatalFailure());
-        b.joinByLink(a);
-    }
-
-    void TearDown() override {
-        // What was copied in this file stands in no log of anyone.
-        const QByteArray logs = a.log() + b.log() + hub.log();
-        for (const char* secret : {"SECRET", "机密", "sw1."})
-            EXPECT_FALSE(logs.contains(secret)) << secret;
-    }
-
-    QTemporaryDir folder;
-    Hub hub{folder.path()};
-    Desktop a{folder.path(), QStringLiteral("alpha")};
-    Desktop b{folder.path(), QStringLiteral("beta")};
-};
+using Sync = PairedDesktops;
 
 bool receivedFrom(const Desktop& desktop, const QString& sender) {
-    return desktop.status()[QStringLiteral("lastReceived")].toObject()[QStringLiteral("device")] ==
-           sender;
+    return desktop.status()[u"lastReceived"][u"device"] == sender;
 }
 
 } // namespace
@@ -60,10 +36,10 @@ TEST_F(Sync, TextGoesBothWays) {
         b.copy(text + "→a");
         EXPECT_TRUE(a.pastes(text + "→a")) << text.left(40).toStdString();
     }
-    EXPECT_TRUE(receivedFrom(a, QStringLiteral("beta")));
-    const QJsonObject sent = a.status()[QStringLiteral("lastSent")].toObject();
-    EXPECT_TRUE(sent[QStringLiteral("ok")].toBool());
-    EXPECT_EQ(sent[QStringLiteral("recipients")].toInt(), 1);
+    EXPECT_TRUE(receivedFrom(a, "beta"));
+    const QJsonObject sent = a.status()[u"lastSent"].toObject();
+    EXPECT_TRUE(sent[u"ok"].toBool());
+    EXPECT_EQ(sent[u"recipients"].toInt(), 1);
 }
 
 TEST_F(Sync, HubKilledInMidTrafficComesBackAndSoDoTheAgents) {
@@ -72,8 +48,8 @@ TEST_F(Sync, HubKilledInMidTrafficComesBackAndSoDoTheAgents) {
         a.copy("SECRET under way " + number);
         hub.kill();
         ASSERT_TRUE(waitFor([&] {
-            return a.status()[kConnection] != QStringLiteral("connected") &&
-                   b.status()[kConnection] != QStringLiteral("connected");
+            return a.status()[u"connection"] != "connected" &&
+                   b.status()[u"connection"] != "connected";
         }));
         hub.start();
         ASSERT_TRUE(a.ready()) << a.log().toStdString() << hub.log().toStdString();
@@ -96,12 +72,9 @@ TEST_F(Sync, DeviceThatWasAwayGetsTheNewestItemOnce) {
                                       }) == 1;
     }));
     a.copy("SECRET missed");
-    ASSERT_TRUE(
-        waitFor([&] { return !a.status()[QStringLiteral("lastSent")].toObject().isEmpty(); }));
+    ASSERT_TRUE(waitFor([&] { return !a.status()[u"lastSent"].toObject().isEmpty(); }));
     a.copy("SECRET newest");
-    EXPECT_TRUE(waitFor([&] {
-        return a.status()[QStringLiteral("lastSent")].toObject()[QStringLiteral("recipients")] == 0;
-    }));
+    EXPECT_TRUE(waitFor([&] { return a.status()[u"lastSent"].toObject()[u"recipients"] == 0; }));
     b.startAgent();
     EXPECT_TRUE(b.pastes("SECRET newest"));
 
@@ -109,30 +82,30 @@ TEST_F(Sync, DeviceThatWasAwayGetsTheNewestItemOnce) {
     b.startAgent();
     // The list and a waiting item come in the same greeting.
     ASSERT_TRUE(waitFor([&] { return b.devices().size() == 2; }));
-    EXPECT_TRUE(b.status()[QStringLiteral("lastReceived")].isNull());
+    EXPECT_TRUE(b.status()[u"lastReceived"].isNull());
 }
 
 TEST_F(Sync, PauseHoldsBothDirections) {
-    ASSERT_EQ(a.command({QStringLiteral("pause")}).code, 0);
+    ASSERT_EQ(a.command({"pause"}).code, 0);
     a.copy("SECRET during the pause");
     b.copy("SECRET from beta meanwhile");
     // It is noted as received, and not put on the clipboard.
-    EXPECT_TRUE(waitFor([&] { return receivedFrom(a, QStringLiteral("beta")); }));
+    EXPECT_TRUE(waitFor([&] { return receivedFrom(a, "beta"); }));
     EXPECT_EQ(a.paste(), QByteArray("SECRET during the pause"));
-    ASSERT_EQ(a.command({QStringLiteral("resume")}).code, 0);
+    ASSERT_EQ(a.command({"resume"}).code, 0);
     a.copy("SECRET after the pause");
     EXPECT_TRUE(b.pastes("SECRET after the pause"));
-    EXPECT_FALSE(receivedFrom(b, QStringLiteral("beta")));
-    EXPECT_EQ(a.status()[QStringLiteral("paused")], false);
+    EXPECT_FALSE(receivedFrom(b, "beta"));
+    EXPECT_EQ(a.status()[u"paused"], false);
 }
 
 TEST_F(Sync, QuitEndsTheAgentAndKeepsTheMembership) {
     a.copy("SECRET last");
     ASSERT_TRUE(b.pastes("SECRET last"));
-    ASSERT_EQ(b.command({QStringLiteral("quit")}).code, 0);
+    ASSERT_EQ(b.command({"quit"}).code, 0);
     EXPECT_TRUE(waitFor([&] { return !b.agentRunning(); }));
-    EXPECT_FALSE(QFile::exists(b.configDir() + QStringLiteral("/control.sock")));
-    EXPECT_TRUE(QFile::exists(b.configDir() + QStringLiteral("/account.json")));
+    EXPECT_FALSE(QFile::exists(b.configDir() + "/control.sock"));
+    EXPECT_TRUE(QFile::exists(b.configDir() + "/account.json"));
 }
 
 } // namespace sorrelwind::test

@@ -1,6 +1,6 @@
 #include "tests/e2e/programs.h"
-#include "tests/support/message_bus.h"
 #include "tests/support/print_qt.h"
+#include "tests/support/program.h"
 #include "tests/support/wait.h"
 
 #include <QDBusConnection>
@@ -14,26 +14,28 @@
 namespace sorrelwind::test {
 
 TEST(Wake, LogindSaysSoAndADeadConnectionIsReplacedAtOnce) {
-    const MessageBus systemBus;
-    ASSERT_FALSE(systemBus.address().isEmpty());
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", systemBus.address().toUtf8());
     QTemporaryDir folder;
+    Program systemBus("dbus-daemon",
+                      {"--session", "--nofork", "--nopidfile", "--print-address=1",
+                       "--address=unix:path=" + folder.filePath("bus")},
+                      QProcessEnvironment::systemEnvironment());
+    ASSERT_TRUE(waitFor([&] { return systemBus.output().endsWith('\n'); }));
+    const QByteArray address = systemBus.output().trimmed();
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", address);
     Hub hub(folder.path());
-    Desktop desktop(folder.path(), QStringLiteral("alpha"));
+    Desktop desktop(folder.path(), "alpha");
     qunsetenv("DBUS_SYSTEM_BUS_ADDRESS");
     desktop.createGroup(hub);
-    QDBusConnection logind =
-        QDBusConnection::connectToBus(systemBus.address(), QStringLiteral("logind"));
-    ASSERT_TRUE(logind.registerService(QStringLiteral("org.freedesktop.login1")));
+    QDBusConnection logind = QDBusConnection::connectToBus(address, "logind");
+    ASSERT_TRUE(logind.registerService("org.freedesktop.login1"));
     const auto prepareForSleep = [&](bool going) {
         QDBusMessage message = QDBusMessage::createSignal(
-            QStringLiteral("/org/freedesktop/login1"),
-            QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("PrepareForSleep"));
+            "/org/freedesktop/login1", "org.freedesktop.login1.Manager", "PrepareForSleep");
         message << going;
         ASSERT_TRUE(logind.send(message));
     };
     const auto connectionIs = [&](const char* state) {
-        return desktop.status()[QStringLiteral("connection")] == QLatin1StringView(state);
+        return desktop.status()[u"connection"] == QLatin1StringView(state);
     };
 
     // Asleep the hub's end of the connection dies without a word. By itself the agent would notice
@@ -56,7 +58,7 @@ TEST(Wake, LogindSaysSoAndADeadConnectionIsReplacedAtOnce) {
     EXPECT_TRUE(waitFor([&] { return connectionIs("connected"); }));
     RecordProperty("ms_from_wake_to_connected", static_cast<int>(clock.elapsed()));
     std::printf("connected again %lld ms after waking\n", static_cast<long long>(clock.elapsed()));
-    QDBusConnection::disconnectFromBus(QStringLiteral("logind"));
+    QDBusConnection::disconnectFromBus("logind");
 }
 
 } // namespace sorrelwind::test

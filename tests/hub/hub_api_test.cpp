@@ -25,10 +25,6 @@ protected:
                              const QString& prefix = {}) {
         return {&m_network, m_hub.base() + prefix, std::move(token)};
     }
-    [[nodiscard]] const test::SeenRequest& seen() const { return m_hub.requests.last(); }
-    [[nodiscard]] QJsonObject sentJson() const {
-        return QJsonDocument::fromJson(seen().body).object();
-    }
 
     ScriptedHub m_hub;
     QNetworkAccessManager m_network;
@@ -48,16 +44,16 @@ TEST(HubUrl, AppendsToThePrefix) {
 
 TEST_F(Hub, EachOperationSendsItsRequest) {
     const auto expect = [this](const char* request, const QJsonObject& body, bool token = true) {
-        EXPECT_EQ(m_hub.count(request), 1) << request;
-        EXPECT_EQ(sentJson(), body) << request;
-        EXPECT_EQ(seen().headers.value("authorization", "none"), token ? "Bearer g.secret" : "none")
-            << request;
-        EXPECT_EQ(seen().headers.value("content-type", "none"),
-                  body.isEmpty() ? "none" : "application/json")
-            << request;
-        EXPECT_EQ(seen().body.isEmpty(), body.isEmpty()) << request;
-        EXPECT_TRUE(seen().query.isEmpty()) << request;
+        SCOPED_TRACE(request);
+        EXPECT_EQ(m_hub.count(request), 1);
+        const test::SeenRequest seen = m_hub.requests.takeLast();
         m_hub.requests.clear();
+        EXPECT_EQ(QJsonDocument::fromJson(seen.body).object(), body);
+        EXPECT_EQ(seen.headers.value("authorization", "none"), token ? "Bearer g.secret" : "none");
+        EXPECT_EQ(seen.headers.value("content-type", "none"),
+                  body.isEmpty() ? "none" : "application/json");
+        EXPECT_EQ(seen.body.isEmpty(), body.isEmpty());
+        EXPECT_TRUE(seen.query.isEmpty());
     };
     m_hub.on("POST /groups", {{.body = kJoined}});
     const auto made = outcomeOf(api(std::nullopt).createGroup(u"书房"_qs)).value();
@@ -97,49 +93,40 @@ TEST_F(Hub, EachOperationSendsItsRequest) {
 TEST_F(Hub, EveryOtherAnswerIsAnError) {
     const QByteArray large =
         R"({"device":{"id":"d","name":")" + QByteArray(5 << 20, 'x') + R"("},"token":"t"})";
-    const struct {
-        const char* name;
-        Answer answer;
-        HubError error;
-    } kTable[] = {
-        {"empty body", {.body = ""}, {Kind::decode, 0, {}}},
-        {"empty object", {.body = "{}"}, {Kind::decode, 0, {}}},
-        {"HTML",
-         {.body = "<!doctype html><p>Log in", .headers = "Content-Type: text/html\r\n"},
-         {Kind::decode, 0, {}}},
-        {"array", {.body = "[" + kJoined + "]"}, {Kind::decode, 0, {}}},
-        {"5 MB", {.body = large}, {Kind::decode, 0, {}}},
-        {"5 MB of more to come",
-         {.raw = "HTTP/1.1 200 OK\r\nContent-Length: 1000000000\r\n\r\n" + large},
-         {Kind::decode, 0, {}}},
-        {"201", {.status = 201, .body = kJoined}, {Kind::status, 201, {}}},
-        {"204", {.raw = "HTTP/1.1 204 No Content\r\n\r\n"}, {Kind::status, 204, {}}},
-        {"304", {.raw = "HTTP/1.1 304 Not Modified\r\n\r\n"}, {Kind::status, 304, {}}},
-        {"400", {.status = 400, .body = R"({"error":"坏"})"}, {Kind::status, 400, u"坏"_qs}},
-        {"401", {.status = 401, .body = R"({"error":"who?"})"}, {Kind::status, 401, u"who?"_qs}},
+    const HubError decode{Kind::decode, 0, {}};
+    const HubError network{Kind::network, 0, {}};
+    const auto status = [](int code, const std::optional<QString>& text = {}) {
+        return HubError{Kind::status, code, text};
+    };
+    const QByteArray ok = "HTTP/1.1 200 OK\r\nContent-Length: ";
+    const std::tuple<const char*, Answer, HubError> kTable[] = {
+        {"empty body", {.body = ""}, decode},
+        {"empty object", {.body = "{}"}, decode},
+        {"HTML", {.body = "<!doctype html>", .headers = "Content-Type: text/html\r\n"}, decode},
+        {"array", {.body = "[" + kJoined + "]"}, decode},
+        {"5 MB", {.body = large}, decode},
+        {"5 MB of more to come", {.raw = ok + "1000000000\r\n\r\n" + large}, decode},
+        {"201", {.status = 201, .body = kJoined}, status(201)},
+        {"204", {.raw = "HTTP/1.1 204 No Content\r\n\r\n"}, status(204)},
+        {"304", {.raw = "HTTP/1.1 304 Not Modified\r\n\r\n"}, status(304)},
+        {"400", {.status = 400, .body = R"({"error":"坏"})"}, status(400, u"坏"_qs)},
+        {"401", {.status = 401, .body = R"({"error":"who?"})"}, status(401, u"who?"_qs)},
         {"401 that asks for a password",
          {.status = 401, .body = "", .headers = "WWW-Authenticate: Basic realm=\"x\"\r\n"},
-         {Kind::status, 401, {}}},
-        {"403", {.status = 403}, {Kind::status, 403, {}}},
-        {"404", {.status = 404, .body = "<html>"}, {Kind::status, 404, {}}},
-        {"407 is a proxy's", {.status = 407}, {Kind::network, 0, {}}},
-        {"429", {.status = 429, .body = R"({"error":null})"}, {Kind::status, 429, {}}},
-        {"500 and close",
-         {.status = 500, .body = "", .ending = Answer::close},
-         {Kind::status, 500, {}}},
-        {"503", {.status = 503, .body = R"({"error":"busy"})"}, {Kind::status, 503, u"busy"_qs}},
-        {"5 MB of error", {.status = 500, .body = large}, {Kind::status, 500, {}}},
-        {"closes at once", {.raw = "", .ending = Answer::close}, {Kind::network, 0, {}}},
-        {"closes in the head",
-         {.raw = "HTTP/1.1 200 OK\r\nContent-Le", .ending = Answer::close},
-         {Kind::network, 0, {}}},
+         status(401)},
+        {"403", {.status = 403}, status(403)},
+        {"404", {.status = 404, .body = "<html>"}, status(404)},
+        {"407 is a proxy's", {.status = 407}, network},
+        {"429", {.status = 429, .body = R"({"error":null})"}, status(429)},
+        {"500 and close", {.status = 500, .body = "", .ending = Answer::close}, status(500)},
+        {"503", {.status = 503, .body = R"({"error":"busy"})"}, status(503, u"busy"_qs)},
+        {"5 MB of error", {.status = 500, .body = large}, status(500)},
+        {"closes at once", {.raw = "", .ending = Answer::close}, network},
+        {"closes in the head", {.raw = ok, .ending = Answer::close}, network},
         {"closes in the body",
-         {.raw = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n" + kJoined,
-          .ending = Answer::close},
-         {Kind::network, 0, {}}},
-        {"no HTTP",
-         {.raw = "SSH-2.0-OpenSSH_9.2\r\n", .ending = Answer::close},
-         {Kind::network, 0, {}}},
+         {.raw = ok + "100\r\n\r\n" + kJoined, .ending = Answer::close},
+         network},
+        {"no HTTP", {.raw = "SSH-2.0-OpenSSH_9.2\r\n", .ending = Answer::close}, network},
     };
     for (const auto& [name, answer, error] : kTable) {
         SCOPED_TRACE(name);
@@ -156,10 +143,8 @@ TEST_F(Hub, EveryOtherAnswerIsAnError) {
 
 TEST_F(Hub, ABodyCutInAChunkIsNoReply) {
     // Qt takes it for the whole body at times, at times for a failure.
-    m_hub.on(
-        "POST /groups",
-        {{.raw = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nff\r\n" + kJoined.chopped(1),
-          .ending = Answer::close}});
+    const QByteArray head = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nff\r\n";
+    m_hub.on("POST /groups", {{.raw = head + kJoined.chopped(1), .ending = Answer::close}});
     EXPECT_FALSE(outcomeOf(api().createGroup(u"n"_qs))->has_value());
 }
 

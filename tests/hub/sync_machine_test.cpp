@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
 #include <ostream>
 
 namespace sorrelwind {
@@ -58,36 +60,30 @@ Machine::Actions happen(Machine& machine, const std::string& event) {
     const QString id = QString::fromLatin1(argument);
     const quint64 connection = argument.toULongLong();
     using Result = Machine::ProbeResult;
-    if (what == "connect")
-        return machine.connect();
-    if (what == "nudge")
-        return machine.nudge();
-    if (what == "check")
-        return machine.check();
-    if (what == "unchecked")
-        return machine.checkDue(connection);
-    if (what == "shutdown")
-        return machine.shutdown();
-    if (what == "opened")
-        return machine.opened(connection);
-    if (what == "lost")
-        return machine.lost(connection);
-    if (what == "tick")
-        return machine.heartbeatDue();
-    if (what == "ponged")
-        return machine.ponged(connection);
-    if (what == "due")
-        return machine.reconnectDue();
-    if (what == "publish")
-        return machine.publish({id, 1, QStringLiteral("p")});
-    if (what == "late")
-        return machine.fallBack(id);
-    if (what == "frame")
-        return machine.received(connection, words.mid(2).join(' '));
     if (what == "probed")
         return machine.probed(argument == "ok"    ? Result::accepted
                               : argument == "401" ? Result::unauthorized
                                                   : Result::otherFailure);
+    const std::map<QByteArray, std::function<Machine::Actions()>> events{
+        {"connect", [&] { return machine.connect(); }},
+        {"nudge", [&] { return machine.nudge(); }},
+        {"check", [&] { return machine.check(); }},
+        {"unchecked", [&] { return machine.checkDue(connection); }},
+        {"shutdown", [&] { return machine.shutdown(); }},
+        {"opened", [&] { return machine.opened(connection); }},
+        {"lost", [&] { return machine.lost(connection); }},
+        {"tick", [&] { return machine.heartbeatDue(); }},
+        {"ponged", [&] { return machine.ponged(connection); }},
+        {"due", [&] { return machine.reconnectDue(); }},
+        {"publish",
+         [&] {
+             return machine.publish({id, 1, u"p"_qs});
+         }},
+        {"late", [&] { return machine.fallBack(id); }},
+        {"frame", [&] { return machine.received(connection, words.mid(2).join(' ')); }},
+    };
+    if (const auto found = events.find(what); found != events.end())
+        return found->second();
     ADD_FAILURE() << "no such event: " << event;
     return {};
 }

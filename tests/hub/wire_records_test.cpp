@@ -156,34 +156,22 @@ TEST(ErrorText, IsTheErrorMemberIfItIsAText) {
 
 TEST(HubError, SaysOneSentenceInEachLanguage) {
     using Kind = HubError::Kind;
-    const struct {
-        HubError error;
-        QString en;
-        QString zh;
-    } kTable[] = {
-        {{Kind::status, 401, u"x"_qs},
-         u"This Mac is no longer in the group"_qs,
-         u"本机已不在设备组中"_qs},
-        {{Kind::status, 403, u"x"_qs},
-         u"Invalid or expired pairing code"_qs,
-         u"配对码无效或已过期"_qs},
-        {{Kind::status, 429, u"x"_qs},
-         u"Too many attempts — try again later"_qs,
-         u"尝试次数过多，请稍后再试"_qs},
-        {{Kind::status, 500, u"Disk %1 full"_qs}, u"Disk %1 full"_qs, u"Disk %1 full"_qs},
-        {{Kind::status, 500, {}}, u"Server error (500)"_qs, u"服务器错误（500）"_qs},
-        {{Kind::status, 0, {}}, u"Server error (0)"_qs, u"服务器错误（0）"_qs},
-        {{Kind::network, 0, {}},
-         u"Can't reach the server — check your connection"_qs,
-         u"无法连接服务器，请检查网络"_qs},
-        {{Kind::decode, 0, {}},
-         u"Unexpected response from the server"_qs,
-         u"服务器返回了无法识别的数据"_qs},
+    const auto expect = [](const HubError& error, QStringView en, QStringView zh) {
+        EXPECT_EQ(error.message(Lang::en), en.toString());
+        EXPECT_EQ(error.message(Lang::zh), zh.toString());
     };
-    for (const auto& [error, en, zh] : kTable) {
-        EXPECT_EQ(error.message(Lang::en), en);
-        EXPECT_EQ(error.message(Lang::zh), zh);
-    }
+    expect({Kind::status, 401, u"x"_qs}, u"This Mac is no longer in the group",
+           u"本机已不在设备组中");
+    expect({Kind::status, 403, u"x"_qs}, u"Invalid or expired pairing code", u"配对码无效或已过期");
+    expect({Kind::status, 429, u"x"_qs}, u"Too many attempts — try again later",
+           u"尝试次数过多，请稍后再试");
+    expect({Kind::status, 500, u"Disk %1 full"_qs}, u"Disk %1 full", u"Disk %1 full");
+    expect({Kind::status, 500, {}}, u"Server error (500)", u"服务器错误（500）");
+    expect({Kind::status, 0, {}}, u"Server error (0)", u"服务器错误（0）");
+    expect({Kind::network, 0, {}}, u"Can't reach the server — check your connection",
+           u"无法连接服务器，请检查网络");
+    expect({Kind::decode, 0, {}}, u"Unexpected response from the server",
+           u"服务器返回了无法识别的数据");
 }
 
 } // namespace

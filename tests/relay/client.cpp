@@ -25,7 +25,7 @@ using net::ip::tcp;
 
 namespace {
 
-net::ip::tcp::endpoint loopback(unsigned short port) {
+tcp::endpoint loopback(unsigned short port) {
     return {net::ip::address_v4::loopback(), port};
 }
 
@@ -180,6 +180,12 @@ int Socket::closeCode() {
     while (next()) {
     }
     return m_state->socket.reason().code;
+}
+
+std::string upgradeRequest(const std::string& token) {
+    return "GET /ws?token=" + token +
+           " HTTP/1.1\r\nHost: h\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+           "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n";
 }
 
 struct RawConnection::State {

@@ -76,6 +76,9 @@ private:
     std::unique_ptr<State> m_state;
 };
 
+/// The bytes of a WebSocket handshake.
+std::string upgradeRequest(const std::string& token);
+
 /// A plain TCP connection for what no proper client sends.
 class RawConnection {
 public:

@@ -58,21 +58,17 @@ TEST(Findings, readsTheDate) {
 TEST(Findings, comparesClocks) {
     const HubReply reply{200, "Sun, 06 Nov 1994 08:49:37 GMT", {}, {}, {}, {}};
     const std::int64_t date = 784111777;
-    const struct {
-        std::int64_t sent, received;
-        Finding::Level level;
-        const char* says;
-    } cases[] = {
+    const std::tuple<std::int64_t, std::int64_t, Finding::Level, const char*> cases[] = {
         {date, date, Finding::Level::ok, "agrees"},
         {date - 60, date + 60, Finding::Level::ok, "agrees"}, // slow, but within
         {date + 30, date + 31, Finding::Level::ok, "agrees"},
         {date + 31, date + 32, Finding::Level::warn, "31 seconds behind"},
         {date - 90, date - 60, Finding::Level::warn, "60 seconds ahead"},
     };
-    for (const auto& c : cases) {
-        const auto finding = aboutClock(reply, c.sent, c.received);
-        EXPECT_EQ(finding.level, c.level) << finding.text;
-        EXPECT_NE(finding.text.find(c.says), std::string::npos) << finding.text;
+    for (const auto& [sent, received, level, says] : cases) {
+        const auto finding = aboutClock(reply, sent, received);
+        EXPECT_EQ(finding.level, level) << finding.text;
+        EXPECT_NE(finding.text.find(says), std::string::npos) << finding.text;
     }
     EXPECT_EQ(aboutClock({}, date, date).level, Finding::Level::warn);
 }
@@ -94,19 +90,14 @@ TEST(Findings, tellsVersionsApart) {
 
 TEST(Findings, judgesAnIdleSocketByItsPings) {
     using namespace std::chrono_literals;
-    const struct {
-        bool stayed;
-        int pings;
-        std::chrono::seconds idle;
-        Finding::Level level;
-    } cases[] = {
+    const std::tuple<bool, int, std::chrono::seconds, Finding::Level> cases[] = {
         {true, 1, 30s, Finding::Level::ok},    {true, 0, 30s, Finding::Level::fail},
         {true, 0, 25s, Finding::Level::warn},  {false, 0, 30s, Finding::Level::fail},
         {false, 1, 90s, Finding::Level::fail},
     };
-    for (const auto& c : cases) {
-        const SocketVisit visit{101, true, c.pings, c.stayed, 7s};
-        EXPECT_EQ(aboutIdling(visit, c.idle).level, c.level) << c.pings << ' ' << c.idle.count();
+    for (const auto& [stayed, pings, idle, level] : cases) {
+        const SocketVisit visit{101, true, pings, stayed, 7s};
+        EXPECT_EQ(aboutIdling(visit, idle).level, level) << pings << ' ' << idle.count();
     }
 }
 

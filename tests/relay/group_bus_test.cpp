@@ -12,6 +12,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
+std::string closing(Goodbye why) {
+    return "close " + std::to_string(static_cast<int>(why));
+}
+
 /// Notes what it is sent as short words: "hello", "hello+A", "item A", "devices a*,b" (* = online),
 /// "removed", "close 0".
 class Recorder : public Outlet {
@@ -31,9 +35,7 @@ public:
         last = json;
         return true;
     }
-    void close(Goodbye why) override {
-        said.push_back("close " + std::to_string(static_cast<int>(why)));
-    }
+    void close(Goodbye why) override { said.push_back(closing(why)); }
     std::vector<std::string> take() { return std::exchange(said, {}); }
 
     static std::string idOf(const boost::json::object& frame) {
@@ -41,11 +43,9 @@ public:
     }
     static std::string devicesOf(const boost::json::object& frame) {
         std::string text;
-        for (const auto& device : frame.at("devices").as_array()) {
-            text += text.empty() ? "" : ",";
-            text += std::string(device.at("id").as_string());
-            text += device.at("online").as_bool() ? "*" : "";
-        }
+        for (const auto& device : frame.at("devices").as_array())
+            text += (text.empty() ? "" : ",") + std::string(device.at("id").as_string()) +
+                    (device.at("online").as_bool() ? "*" : "");
         return text;
     }
 
@@ -62,10 +62,17 @@ protected:
         now = now.after(time);
         bus.tick(now);
     }
-    int publish(const char* device, const char* id, const char* payload = "p") {
-        return bus.publish({"g", device}, {id, 1, "text/plain", payload}, now);
+    int publish(const char* device, const std::string& id) {
+        return bus.publish({"g", device}, {id, 1, "text/plain", "p"}, now);
     }
     static Member member(const char* device) { return {"g", device}; }
+    void join(const char* device, Recorder& outlet) { bus.join(member(device), outlet, now); }
+    void leave(const char* device, Recorder& outlet) { bus.leave(member(device), outlet, now); }
+    /// What a socket that opens for the device is greeted with.
+    Said greeting(const char* device, Recorder& outlet) {
+        join(device, outlet);
+        return outlet.take();
+    }
 
     std::map<std::string, std::vector<DeviceRecord>> groups{
         {"g",
@@ -77,9 +84,9 @@ protected:
 };
 
 TEST_F(GroupBusTest, relaysToEveryOtherDeviceOfTheGroup) {
-    bus.join(member("a"), a, now);
-    bus.join(member("a"), a2, now);
-    bus.join(member("b"), b, now);
+    join("a", a);
+    join("a", a2);
+    join("b", b);
     bus.join({"other", "x"}, x, now);
     for (auto* outlet : {&a, &a2, &b, &x})
         EXPECT_EQ(outlet->take(), Said{"hello"});
@@ -90,59 +97,50 @@ TEST_F(GroupBusTest, relaysToEveryOtherDeviceOfTheGroup) {
     EXPECT_EQ(a2.take(), Said{"item 2"});
     EXPECT_EQ(b.take(), Said{"item 1"});
     EXPECT_EQ(x.take(), Said{});
-    const auto& item = b.last.at("item");
-    EXPECT_EQ(item.at("from").as_string(), "a");
-    EXPECT_EQ(item.at("device").as_string(), "Anna");
-    EXPECT_EQ(item.at("ts").as_int64(), 1);
-    EXPECT_EQ(item.at("payload").as_string(), "p");
+    EXPECT_EQ(b.last.at("item"), boost::json::parse(R"({"id":"1","ts":1,"mime":"text/plain",
+        "payload":"p","from":"a","device":"Anna"})"));
 }
 
 TEST_F(GroupBusTest, holdsTheNewestItemUntilEveryoneHasIt) {
-    bus.join(member("a"), a, now);
+    join("a", a);
     EXPECT_EQ(publish("a", "1"), 0);
     EXPECT_EQ(publish("a", "2"), 0);
-    bus.join(member("b"), b, now);
-    bus.leave(member("b"), b, now);
-    bus.join(member("b"), b, now);
+    join("b", b);
+    leave("b", b);
+    join("b", b);
     EXPECT_EQ(b.take(), (Said{"hello+2", "hello+2"})) << "until it has said that it got it";
     bus.received(member("b"), "1");
     bus.received(member("b"), "2");
-    bus.leave(member("b"), b, now);
-    bus.join(member("b"), b, now);
-    EXPECT_EQ(b.take(), Said{"hello"});
+    leave("b", b);
+    EXPECT_EQ(greeting("b", b), Said{"hello"});
 
-    bus.join(member("a"), a2, now);
-    EXPECT_EQ(a2.take(), Said{"hello"}) << "the publisher has its own item";
-    bus.join(member("c"), c, now);
-    EXPECT_EQ(c.take(), Said{"hello+2"});
+    EXPECT_EQ(greeting("a", a2), Said{"hello"}) << "the publisher has its own item";
+    EXPECT_EQ(greeting("c", c), Said{"hello+2"});
 
     EXPECT_EQ(publish("b", "3"), 2);
-    bus.leave(member("a"), a, now);
-    bus.leave(member("a"), a2, now);
+    leave("a", a);
+    leave("a", a2);
     a.take();
-    bus.join(member("a"), a, now);
-    EXPECT_EQ(a.take(), Said{"hello+3"}) << "the newer item waits for the earlier publisher too";
+    EXPECT_EQ(greeting("a", a), Said{"hello+3"})
+        << "the newer item waits for the earlier publisher too";
 }
 
 TEST_F(GroupBusTest, aDeviceThatJoinedLaterDoesNotGetAnEarlierItem) {
     groups["g"].pop_back();
-    bus.join(member("a"), a, now);
+    join("a", a);
     publish("a", "1");
     groups["g"].push_back({"c", "C", "web", 5, 6});
-    bus.join(member("c"), c, now);
-    EXPECT_EQ(c.take(), Said{"hello"});
+    EXPECT_EQ(greeting("c", c), Said{"hello"});
 }
 
 TEST_F(GroupBusTest, forgetsAnItemAfterItsTime) {
-    bus.join(member("a"), a, now);
+    join("a", a);
     publish("a", "1");
     now = now.after(3600s - 1ms);
     bus.sweep(now);
-    bus.join(member("b"), b, now);
-    EXPECT_EQ(b.take(), Said{"hello+1"});
+    EXPECT_EQ(greeting("b", b), Said{"hello+1"});
     now = now.after(1ms);
-    bus.join(member("c"), c, now);
-    EXPECT_EQ(c.take(), Said{"hello"}) << "too old even before the next sweep";
+    EXPECT_EQ(greeting("c", c), Said{"hello"}) << "too old even before the next sweep";
 
     GroupBus forever([this](const std::string& group) { return groups[group]; }, 0s);
     forever.publish(member("a"), {"1", 1, "t", "p"}, now);
@@ -153,29 +151,29 @@ TEST_F(GroupBusTest, forgetsAnItemAfterItsTime) {
 }
 
 TEST_F(GroupBusTest, recognisesARepeatedItem) {
-    bus.join(member("a"), a, now);
-    bus.join(member("b"), b, now);
+    join("a", a);
+    join("b", b);
     EXPECT_EQ(bus.repeated("g", "1", now), std::nullopt);
     publish("a", "1");
-    bus.leave(member("b"), b, now);
+    leave("b", b);
     EXPECT_EQ(bus.repeated("g", "1", now), 1) << "the answer of that time";
     EXPECT_EQ(bus.repeated("other", "1", now), std::nullopt);
     for (int i = 0; i < 1000; ++i)
-        publish("a", ("n" + std::to_string(i)).c_str());
+        publish("a", "n" + std::to_string(i));
     EXPECT_EQ(bus.repeated("g", "1", now), 1);
     for (int i = 1000; i < 1100; ++i)
-        publish("a", ("n" + std::to_string(i)).c_str());
+        publish("a", "n" + std::to_string(i));
     EXPECT_EQ(bus.repeated("g", "1", now), std::nullopt) << "bounded in number";
     EXPECT_EQ(bus.repeated("g", "n1099", now.after(599s)), 0);
     EXPECT_EQ(bus.repeated("g", "n1099", now.after(601s)), std::nullopt);
 }
 
 TEST_F(GroupBusTest, tellsOfChangesOnceIn100Milliseconds) {
-    bus.join(member("a"), a, now);
+    join("a", a);
     const auto first = now.steady;
     EXPECT_EQ(bus.nextTick(), first + 100ms);
     pass(60ms);
-    bus.join(member("b"), b, now);
+    join("b", b);
     EXPECT_EQ(bus.nextTick(), first + 100ms);
     a.take();
     b.take();
@@ -186,24 +184,20 @@ TEST_F(GroupBusTest, tellsOfChangesOnceIn100Milliseconds) {
     EXPECT_EQ(b.take(), Said{"devices a*,b*,c"});
     EXPECT_EQ(bus.nextTick(), std::nullopt);
 
-    bus.join(member("a"), a2, now);
+    join("a", a2);
     EXPECT_EQ(bus.nextTick(), std::nullopt) << "a second socket changes nothing";
-    bus.leave(member("a"), a, now);
+    leave("a", a);
     EXPECT_EQ(bus.nextTick(), std::nullopt);
-    bus.leave(member("a"), a2, now);
-    bus.leave(member("a"), a2, now);
+    leave("a", a2);
+    leave("a", a2);
     pass(100ms);
     EXPECT_EQ(b.take(), Said{"devices a,b*,c"});
     bus.changed("g", now);
     bus.changed("nobody is online there", now);
     pass(100ms);
     EXPECT_EQ(b.take(), Said{"devices a,b*,c"});
-    const auto& device = b.last.at("devices").at(0).as_object();
-    EXPECT_EQ(device.size(), 6u);
-    EXPECT_EQ(device.at("name").as_string(), "Anna");
-    EXPECT_EQ(device.at("platform").as_string(), "linux");
-    EXPECT_EQ(device.at("createdAt").as_int64(), 1);
-    EXPECT_EQ(device.at("lastSeen").as_int64(), 2);
+    EXPECT_EQ(b.last.at("devices").at(0), boost::json::parse(R"({"id":"a","name":"Anna",
+        "platform":"linux","createdAt":1,"lastSeen":2,"online":false})"));
 }
 
 TEST_F(GroupBusTest, aListThatCannotBeReadIsSentASecondLater) {
@@ -236,22 +230,21 @@ TEST_F(GroupBusTest, aListThatCannotBeReadIsSentASecondLater) {
 
 TEST_F(GroupBusTest, aDevicesFifthSocketClosesItsOldest) {
     Recorder sockets[5];
-    bus.join(member("b"), b, now);
+    join("b", b);
     for (auto& socket : sockets)
-        bus.join(member("a"), socket, now);
-    const auto goodbye = "close " + std::to_string(static_cast<int>(Goodbye::tooManySockets));
-    EXPECT_EQ(sockets[0].take(), (Said{"hello", goodbye}));
+        join("a", socket);
+    EXPECT_EQ(sockets[0].take(), (Said{"hello", closing(Goodbye::tooManySockets)}));
     EXPECT_EQ(sockets[1].take(), Said{"hello"});
     publish("b", "1");
     EXPECT_EQ(sockets[0].take(), Said{});
     EXPECT_EQ(sockets[4].take(), (Said{"hello", "item 1"}));
-    bus.leave(member("a"), sockets[0], now);
+    leave("a", sockets[0]);
     EXPECT_TRUE(bus.isOnline(member("a")));
 }
 
 TEST_F(GroupBusTest, aRemovedDeviceIsToldAndForgotten) {
-    bus.join(member("a"), a, now);
-    bus.join(member("b"), b, now);
+    join("a", a);
+    join("b", b);
     publish("a", "1");
     bus.received(member("c"), "1");
     pass(100ms);
@@ -259,25 +252,23 @@ TEST_F(GroupBusTest, aRemovedDeviceIsToldAndForgotten) {
     b.take();
     groups["g"].erase(groups["g"].begin() + 1);
     bus.removed(member("b"), now);
-    const auto goodbye = "close " + std::to_string(static_cast<int>(Goodbye::removed));
-    EXPECT_EQ(b.take(), (Said{"removed", goodbye}));
+    EXPECT_EQ(b.take(), (Said{"removed", closing(Goodbye::removed)}));
     EXPECT_EQ(publish("a", "2"), 0);
     pass(100ms);
     EXPECT_EQ(a.take(), Said{"devices a*,c"});
-    bus.leave(member("b"), b, now);
+    leave("b", b);
     EXPECT_EQ(b.take(), Said{});
 }
 
 TEST_F(GroupBusTest, aReaderThatIsFullDoesNotCountAsReached) {
-    bus.join(member("a"), a, now);
-    bus.join(member("b"), b, now);
+    join("a", a);
+    join("b", b);
     b.full = true;
     EXPECT_EQ(publish("a", "1"), 0);
     b.full = false;
-    bus.leave(member("b"), b, now);
+    leave("b", b);
     b.take();
-    bus.join(member("b"), b, now);
-    EXPECT_EQ(b.take(), Said{"hello+1"});
+    EXPECT_EQ(greeting("b", b), Said{"hello+1"});
 }
 
 } // namespace

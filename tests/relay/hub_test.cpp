@@ -34,6 +34,14 @@ protected:
         return hub.claim({code, {"second", "linux"}}, address(from), now);
     }
     static Member member(const Hub::Joined& joined) { return {joined.group, joined.device.id}; }
+    /// Another device of the group.
+    Hub::Joined joinedTo(const Hub::Joined& first) {
+        return *claim(hub.createCode(member(first), now).code);
+    }
+    /// The head of a publish over REST.
+    static Head itemHead(const std::string& authorization) {
+        return {"POST", "/items", authorization, "", "", "", address("192.0.2.1")};
+    }
     static int status(const Answer<Hub::Joined>& answer) {
         return answer ? 200 : answer.error().status;
     }
@@ -54,7 +62,7 @@ protected:
 
 TEST_F(HubTest, aTokenIsGoodUntilItsDeviceIsRemoved) {
     const auto first = create();
-    const auto second = *claim(hub.createCode(member(first), now).code);
+    const auto second = joinedTo(first);
     EXPECT_EQ(hub.authenticate(first.token, now), member(first));
     EXPECT_EQ(hub.authenticate(second.token, now), member(second));
     for (const auto& dead : {std::string(), first.token + 'x', first.group, std::string(9999, 'x')})
@@ -95,14 +103,14 @@ TEST_F(HubTest, aGroupHasFourLiveCodesAndTheOldestLapses) {
     EXPECT_EQ(status(claim(codes[0])), 403);
     EXPECT_EQ(status(claim(codes[1])), 200);
     EXPECT_EQ(status(claim(codes[4])), 200);
-    EXPECT_EQ(status(claim(codes[2])), 409) << "the group is full";
     const auto full = claim(codes[2]);
+    EXPECT_EQ(status(full), 409) << "the group is full";
     EXPECT_NE(full.error().text.find('3'), std::string::npos);
 }
 
 TEST_F(HubTest, aRemovedDevicesCodesAreDead) {
     const auto first = create();
-    const auto second = *claim(hub.createCode(member(first), now).code);
+    const auto second = joinedTo(first);
     const auto code = hub.createCode(member(second), now).code;
     EXPECT_TRUE(hub.remove(member(first), second.device.id, now));
     EXPECT_EQ(status(claim(code)), 403);
@@ -113,9 +121,8 @@ TEST_F(HubTest, wrongCodesAreLimitedByAddressAndOverall) {
     const auto code = hub.createCode(member(first), now).code;
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(status(claim("AAAA-AAAA")), 403);
-    const auto blocked = claim(code);
-    ASSERT_EQ(status(blocked), 429) << "even the right code";
-    EXPECT_EQ(blocked.error().retryAfter, 60);
+    EXPECT_EQ(status(claim(code)), 429) << "even the right code";
+    EXPECT_EQ(claim(code).error().retryAfter, 60);
     EXPECT_EQ(status(claim("AAAA-AAAA", "192.0.2.2")), 403);
     now = now.after(1min);
     EXPECT_EQ(status(claim(code)), 200);
@@ -153,7 +160,7 @@ TEST_F(HubTest, theFirstSaltStands) {
 
 TEST_F(HubTest, aRepeatedItemIsNoNewOneAndATooQuickOneIsRefused) {
     const auto first = create();
-    const auto second = *claim(hub.createCode(member(first), now).code);
+    const auto second = joinedTo(first);
     Listener listener;
     hub.open(member(second), listener, now);
     const auto publish = [&](const std::string& id) {
@@ -176,29 +183,26 @@ TEST_F(HubTest, whatIsNotAcceptedHasAWiderLimit) {
     const auto good = R"({"id":"A","ts":1,"mime":"t","payload":"p"})"s;
     const auto large =
         R"({"id":"B","ts":1,"mime":"t","payload":")" + std::string(99, 'x') + R"("})";
-    const struct {
-        const char* what;
-        std::string item;
-        int status;
-    } cases[] = {{"repeated", good, 200}, {"malformed", "{}", 400}, {"too large", large, 413}};
+    const std::tuple<const char*, std::string, int> cases[] = {
+        {"repeated", good, 200}, {"malformed", "{}", 400}, {"too large", large, 413}};
     for (const bool overRest : {true, false}) {
-        for (const auto& c : cases) {
-            SCOPED_TRACE(c.what + (overRest ? " over REST"s : " over the socket"s));
+        for (const auto& [what, item, status] : cases) {
+            SCOPED_TRACE(what + (overRest ? " over REST"s : " over the socket"s));
             const auto who = create();
             const auto authorization = "Bearer " + who.token;
-            const Head head{"POST", "/items", authorization, "", "", "", address("192.0.2.1")};
+            const Head head = itemHead(authorization);
             Listener listener;
             hub.open(member(who), listener, now);
-            const auto send = [&](const std::string& item) {
+            const auto send = [&](const std::string& json) {
                 if (overRest)
-                    return api.handle(head, item, now).status;
-                hub.frame(member(who), listener, R"({"type":"publish","item":)" + item + '}', now);
+                    return api.handle(head, json, now).status;
+                hub.frame(member(who), listener, R"({"type":"publish","item":)" + json + '}', now);
                 return static_cast<int>(listener.last.at("status").as_int64());
             };
             EXPECT_EQ(send(good), 200);
             for (int i = 1; i < 20; ++i)
-                ASSERT_EQ(send(c.item), c.status) << i;
-            EXPECT_EQ(send(c.item), 429);
+                ASSERT_EQ(send(item), status) << i;
+            EXPECT_EQ(send(item), 429);
             EXPECT_EQ(send(good), 429);
             now = now.after(3s);
             EXPECT_EQ(send(good), 200) << "asked again after its answer was lost";
@@ -223,9 +227,8 @@ TEST_F(HubTest, aTooQuickPublisherIsToldHowLongToWait) {
 TEST_F(HubTest, aBodyThatIsNotReadCountsAsAnItem) {
     const Site site;
     Api api(hub, site);
-    const auto who = create();
-    const auto authorization = "Bearer " + who.token;
-    const Head head{"POST", "/items", authorization, "", "", "", address("192.0.2.1")};
+    const auto authorization = "Bearer " + create().token;
+    const Head head = itemHead(authorization);
     for (int i = 0; i < 20; ++i)
         ASSERT_EQ(api.tooLarge(head, now).status, 413) << i;
     EXPECT_EQ(api.tooLarge(head, now).status, 429);
@@ -235,10 +238,7 @@ TEST_F(HubTest, framesAreAnsweredWhereTheyAskForIt) {
     const auto first = create();
     Listener listener;
     hub.open(member(first), listener, now);
-    const struct {
-        const char* frame;
-        const char* answer;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {R"({"type":"publish","item":{"id":"A","ts":1,"mime":"t","payload":"p"}})",
          R"({"type":"ack","status":200,"ref":"A","recipients":0})"},
         {R"({"type":"publish","item":{"id":"B","ts":"x","mime":"t","payload":"p"}})",
@@ -247,16 +247,16 @@ TEST_F(HubTest, framesAreAnsweredWhereTheyAskForIt) {
         {R"({"type":"received","id":"A"})", "{}"},
         {"rubbish", "{}"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [frame, answer] : cases) {
         listener.last = {};
-        hub.frame(member(first), listener, c.frame, now);
-        EXPECT_EQ(listener.last, boost::json::parse(c.answer)) << c.frame;
+        hub.frame(member(first), listener, frame, now);
+        EXPECT_EQ(listener.last, boost::json::parse(answer)) << frame;
     }
 }
 
 TEST_F(HubTest, lastSeenIsKnownAtOnceAndWrittenDownTogether) {
     const auto first = create();
-    const auto second = *claim(hub.createCode(member(first), now).code);
+    const auto second = joinedTo(first);
     const auto created = now.unixMs;
     hub.tick(now);
     now = now.after(10s);

@@ -74,22 +74,17 @@ TEST(WindowLimit, isBoundedInKeys) {
 TEST(Heartbeat, pingsEvery25SecondsAndGivesUpAfter60OfSilence) {
     using Due = Heartbeat::Due;
     Heartbeat beat(kStart);
-    const struct {
-        std::chrono::seconds at;
-        bool hears;
-        Due due;
-        std::chrono::seconds next;
-    } script[] = {
+    const std::tuple<std::chrono::seconds, bool, Due, std::chrono::seconds> script[] = {
         {24s, false, Due::nothing, 25s}, {25s, false, Due::ping, 50s},
         {26s, true, Due::nothing, 50s},  {50s, false, Due::ping, 75s},
         {75s, false, Due::ping, 86s},    {85s, false, Due::nothing, 86s},
         {86s, false, Due::gone, 86s},
     };
-    for (const auto& step : script) {
-        if (step.hears)
-            beat.heard(kStart + step.at);
-        EXPECT_EQ(beat.due(kStart + step.at), step.due) << step.at.count();
-        EXPECT_EQ(beat.next(), kStart + step.next) << step.at.count();
+    for (const auto& [at, hears, due, next] : script) {
+        if (hears)
+            beat.heard(kStart + at);
+        EXPECT_EQ(beat.due(kStart + at), due) << at.count();
+        EXPECT_EQ(beat.next(), kStart + next) << at.count();
     }
 }
 

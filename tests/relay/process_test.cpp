@@ -24,8 +24,15 @@ unsigned modeOf(const fs::path& path) {
     return ::stat(path.c_str(), &info) == 0 ? info.st_mode & 0777u : 0;
 }
 
-TEST(Process, keepsItsFilesPrivate) {
+class Process : public testing::Test {
+protected:
     TemporaryFolder folder;
+    const std::string cert = (folder.path() / "cert.pem").string();
+    const std::string key = (folder.path() / "key.pem").string();
+    const std::vector<std::string> tls{"--tls-cert", cert, "--tls-key", key};
+};
+
+TEST_F(Process, keepsItsFilesPrivate) {
     const auto data = folder.path() / "made" / "here";
     ::umask(0);
     const HubProgram hub(data);
@@ -37,8 +44,7 @@ TEST(Process, keepsItsFilesPrivate) {
         EXPECT_EQ(modeOf(data / file), 0600u) << file;
 }
 
-TEST(Process, losesNoMembershipWhenItIsKilled) {
-    TemporaryFolder folder;
+TEST_F(Process, losesNoMembershipWhenItIsKilled) {
     std::vector<Device> devices;
     std::string code;
     for (int round = 0; round < 3; ++round) {
@@ -57,9 +63,8 @@ TEST(Process, losesNoMembershipWhenItIsKilled) {
     }
 }
 
-TEST(Process, leavesPolitelyAndSoon) {
+TEST_F(Process, leavesPolitelyAndSoon) {
     for (const int signal : {SIGTERM, SIGINT}) {
-        TemporaryFolder folder;
         HubProgram hub(folder.path());
         const auto device = createGroup(hub.port());
         Socket socket(hub.port(), device.token);
@@ -81,14 +86,10 @@ TEST(Process, leavesPolitelyAndSoon) {
     }
 }
 
-TEST(Process, aRequestMustBeWholeIn15Seconds) {
-    TemporaryFolder folder;
-    const auto cert = folder.path() / "cert.pem";
-    const auto key = folder.path() / "key.pem";
+TEST_F(Process, aRequestMustBeWholeIn15Seconds) {
     writeCertificate(cert, key, 1);
     const HubProgram hub(folder.path() / "plain");
-    const HubProgram tlsHub(folder.path() / "tls",
-                            {"--tls-cert", cert.string(), "--tls-key", key.string()});
+    const HubProgram tlsHub(folder.path() / "tls", tls);
     RawConnection head(hub.port());
     head.write("GET / HTTP/1.1\r\nHost");
     RawConnection body(hub.port());
@@ -100,28 +101,18 @@ TEST(Process, aRequestMustBeWholeIn15Seconds) {
         EXPECT_EQ(connection->readToEnd(), "");
 }
 
-TEST(Process, speaksTlsAndRenewsItsCertificate) {
-    TemporaryFolder folder;
-    const auto cert = folder.path() / "cert.pem";
-    const auto key = folder.path() / "key.pem";
+TEST_F(Process, speaksTlsAndRenewsItsCertificate) {
     writeCertificate(cert, key, 1);
-    HubProgram hub(folder.path(), {"--tls-cert", cert.string(), "--tls-key", key.string()});
+    HubProgram hub(folder.path(), tls);
     EXPECT_TRUE(hub.waitForLog("listening on https://127.0.0.1:"));
 
-    const std::string create = R"({"name":"a","platform":"b"})";
-    const auto created = exchangeTls(hub.port(),
-                                     "POST /groups HTTP/1.1\r\nHost: h\r\nContent-Length: " +
-                                         std::to_string(create.size()) + "\r\n\r\n" + create,
-                                     "}");
+    const std::string create = "POST /groups HTTP/1.1\r\nHost: h\r\nContent-Length: 27\r\n\r\n"
+                               R"({"name":"a","platform":"b"})";
+    const auto created = exchangeTls(hub.port(), create, "}");
     EXPECT_EQ(created.serial, 1);
     const auto at = created.text.find("\"token\":\"") + 9;
     const auto token = created.text.substr(at, created.text.find('"', at) - at);
-    const auto socket = exchangeTls(
-        hub.port(),
-        "GET /ws?token=" + token +
-            " HTTP/1.1\r\nHost: h\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
-            "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n",
-        "}]}");
+    const auto socket = exchangeTls(hub.port(), upgradeRequest(token), "}]}");
     EXPECT_NE(socket.text.find(R"("type":"hello")"), std::string::npos) << socket.text;
 
     writeCertificate(cert, key, 2);
@@ -137,8 +128,7 @@ TEST(Process, speaksTlsAndRenewsItsCertificate) {
     EXPECT_EQ(exchangeTls(hub.port(), health, "}").serial, 2);
 }
 
-TEST(Process, saysInOneSentenceWhyItCannotStart) {
-    TemporaryFolder folder;
+TEST_F(Process, saysInOneSentenceWhyItCannotStart) {
     const auto data = (folder.path() / "data").string();
     const auto file = (folder.path() / "file").string();
     std::ofstream(file) << "not a database, though long enough to look like one to a careless eye";
@@ -146,11 +136,7 @@ TEST(Process, saysInOneSentenceWhyItCannotStart) {
     fs::copy_file(file, folder.path() / "bad" / "hub.db");
     const HubProgram running(folder.path() / "running");
     const auto taken = "127.0.0.1:" + std::to_string(running.port());
-    const struct {
-        std::vector<std::string> flags;
-        int status;
-        std::string says;
-    } cases[] = {
+    const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
         {{"--data", data, "--listen", taken}, 1, "cannot listen on " + taken},
         {{"--data", file, "--listen", "127.0.0.1:0"}, 1, "cannot use the directory"},
         {{"--data", file + "/sub", "--listen", "127.0.0.1:0"}, 1, "cannot make the directory"},
@@ -167,24 +153,23 @@ TEST(Process, saysInOneSentenceWhyItCannotStart) {
         {{"--publish-rate", "nan"}, 2, "--publish-rate"},
         {{"--nonsense"}, 2, "--nonsense"},
     };
-    for (const auto& c : cases) {
-        const auto failure = runToEnd(c.flags);
-        EXPECT_EQ(failure.status, c.status) << failure.text;
-        EXPECT_NE(failure.text.find(c.says), std::string::npos) << failure.text;
+    for (const auto& [flags, status, says] : cases) {
+        const auto failure = runToEnd(flags);
+        EXPECT_EQ(failure.status, status) << failure.text;
+        EXPECT_NE(failure.text.find(says), std::string::npos) << failure.text;
         const auto lines = std::count(failure.text.begin(), failure.text.end(), '\n');
-        EXPECT_TRUE(c.status == 2 || lines == 1) << failure.text;
+        EXPECT_TRUE(status == 2 || lines == 1) << failure.text;
     }
 }
 
-TEST(Process, saysItsNameAndVersion) {
+TEST_F(Process, saysItsNameAndVersion) {
     const auto outcome = runToEnd({"--version"});
     EXPECT_EQ(outcome.status, 0);
     const std::regex nameAndVersion("sorrelwind-hub [0-9]+[.][0-9]+[.][0-9]+\n");
     EXPECT_TRUE(std::regex_match(outcome.text, nameAndVersion)) << outcome.text;
 }
 
-TEST(Process, logsNoSecretsAndNoAddresses) {
-    TemporaryFolder folder;
+TEST_F(Process, logsNoSecretsAndNoAddresses) {
     HubProgram hub(folder.path(), {"--trusted-proxy", "127.0.0.1"});
     const auto device = createGroup(hub.port());
     const auto code = request(hub.port(), {"POST", "/pair", {}, device.token}).text("code");

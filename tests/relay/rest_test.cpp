@@ -10,6 +10,8 @@ namespace {
 
 namespace json = boost::json;
 
+const std::string kWrongClaim = R"({"code":"AAAA-AAAA","name":"a","platform":"b"})";
+
 class RestTest : public testing::Test {
 protected:
     Reply send(const Request& wanted) { return request(hub.port(), wanted); }
@@ -65,11 +67,7 @@ TEST_F(RestTest, refusalsAreSaidInJson) {
     const auto device = createGroup(hub.port());
     const auto stranger = createGroup(hub.port());
     const std::string big(70'000, ' ');
-    const struct {
-        Request request;
-        int status;
-        const char* says;
-    } cases[] = {
+    const std::tuple<Request, int, const char*> cases[] = {
         {{"GET", "/nothing"}, 404, "path"},
         {{"GET", "/../etc/passwd"}, 404, "path"},
         {{"GET", "/devices/a/b", {}, device.token}, 404, "path"},
@@ -97,23 +95,23 @@ TEST_F(RestTest, refusalsAreSaidInJson) {
         {{"GET", "/ws"}, 401, "token"},
         {{"POST", "/pair/claim", R"({"name":"a","platform":"b"})"}, 400, "code"},
     };
-    for (const auto& c : cases) {
-        const auto reply = send(c.request);
-        EXPECT_EQ(reply.status, c.status) << c.request.method << ' ' << c.request.path;
-        EXPECT_NE(reply.text("error").find(c.says), std::string::npos) << reply.body;
+    for (const auto& [wanted, status, says] : cases) {
+        const auto reply = send(wanted);
+        EXPECT_EQ(reply.status, status) << wanted.method << ' ' << wanted.path;
+        EXPECT_NE(reply.text("error").find(says), std::string::npos) << reply.body;
     }
     EXPECT_EQ(send({"PUT", "/crypto"}).headers.at("allow"), "GET, POST");
 }
 
 TEST_F(RestTest, wrongCodesAreSlowedDown) {
-    const std::string claim = R"({"code":"AAAA-AAAA","name":"a","platform":"b"})";
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(send({"POST", "/pair/claim", claim}).status, 403);
-    const auto refused = send({"POST", "/pair/claim", claim});
+        EXPECT_EQ(send({"POST", "/pair/claim", kWrongClaim}).status, 403);
+    const auto refused = send({"POST", "/pair/claim", kWrongClaim});
     EXPECT_EQ(refused.status, 429);
     EXPECT_GT(std::stoi(refused.headers.at("retry-after")), 0);
     // From an untrusted peer another address is not believed.
-    const Request forged{"POST", "/pair/claim", claim, {}, {{"X-Forwarded-For", "192.0.2.1"}}};
+    const Request forged{
+        "POST", "/pair/claim", kWrongClaim, {}, {{"X-Forwarded-For", "192.0.2.1"}}};
     EXPECT_EQ(send(forged).status, 429);
 }
 
@@ -122,12 +120,8 @@ TEST(Proxy, isBelievedWhenItIsTrusted) {
     const HubProgram hub(folder.path(),
                          {"--claim-failures", "1", "--trusted-proxy", "127.0.0.0/8"});
     const auto claimFrom = [&](const std::string& forwarded) {
-        return request(hub.port(), {"POST",
-                                    "/pair/claim",
-                                    R"({"code":"AAAA-AAAA","name":"a","platform":"b"})",
-                                    {},
-                                    {{"X-Forwarded-For", forwarded}}})
-            .status;
+        const std::map<std::string, std::string> headers{{"X-Forwarded-For", forwarded}};
+        return request(hub.port(), {"POST", "/pair/claim", kWrongClaim, {}, headers}).status;
     };
     EXPECT_EQ(claimFrom("198.51.100.1"), 403);
     EXPECT_EQ(claimFrom("203.0.113.5, 198.51.100.1"), 429);
@@ -153,10 +147,7 @@ TEST_F(RestTest, manyRequestsShareAConnection) {
 }
 
 TEST_F(RestTest, whatIsNoRequestIsRefused) {
-    const struct {
-        std::string bytes;
-        const char* status;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"rubbish\r\n\r\n", "400"},
         {"GET / HTTP/1.1\r\nHost: h\r\nX: " + std::string(9000, 'x') + "\r\n\r\n", "431"},
         {"POST /groups HTTP/1.1\r\nHost: h\r\nContent-Length: 99999999999\r\n\r\n", "413"},
@@ -164,11 +155,11 @@ TEST_F(RestTest, whatIsNoRequestIsRefused) {
              std::string(0x11000, ' ') + "\r\n0\r\n\r\n",
          "413"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [bytes, status] : cases) {
         RawConnection raw(hub.port());
-        raw.write(c.bytes);
+        raw.write(bytes);
         raw.shutDownSending();
-        EXPECT_TRUE(raw.readToEnd().starts_with(std::string("HTTP/1.1 ") + c.status)) << c.status;
+        EXPECT_TRUE(raw.readToEnd().starts_with("HTTP/1.1 " + status)) << status;
     }
 }
 

@@ -11,38 +11,33 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <map>
 #include <set>
 
 namespace sorrelwind::relay {
 namespace {
 
 using namespace std::string_literals;
+using boost::asio::ip::make_address;
 
 TEST(Base64, knowsTheSizeOfStrictTextOnly) {
-    const struct {
-        const char* text;
-        std::optional<std::size_t> size;
-    } cases[] = {
+    const std::pair<const char*, std::optional<std::size_t>> cases[] = {
         {"", 0},         {"AA==", 1},    {"AAA=", 2},      {"AAAA", 3},  {"+/+/", 3},
         {"AAAAAAA=", 5}, {"AAA", {}},    {"AAA=AAAA", {}}, {"=AAA", {}}, {"A===", {}},
         {"====", {}},    {"AA\n==", {}}, {"AA==\n", {}},   {"-_-_", {}}, {"AB==", {}},
         {"AAB=", {}},    {"AA= ", {}},   {"AAAA====", {}},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(base64Size(c.text), c.size) << c.text;
+    for (const auto& [text, size] : cases)
+        EXPECT_EQ(base64Size(text), size) << text;
 }
 
 TEST(Base64, writesUrlSafeTextWithoutPadding) {
     // RFC 4648, section 10, and bytes that tell the two alphabets apart.
-    const auto encode = [](std::string_view bytes) {
-        return base64Url({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
-    };
-    EXPECT_EQ(encode(""), "");
-    EXPECT_EQ(encode("f"), "Zg");
-    EXPECT_EQ(encode("fo"), "Zm8");
-    EXPECT_EQ(encode("foobar"), "Zm9vYmFy");
-    EXPECT_EQ(encode("\xfb\xff\xfe"), "-__-");
+    const std::pair<std::string_view, const char*> cases[] = {
+        {"", ""}, {"f", "Zg"}, {"fo", "Zm8"}, {"foobar", "Zm9vYmFy"}, {"\xfb\xff\xfe", "-__-"}};
+    for (const auto& [bytes, text] : cases)
+        EXPECT_EQ(base64Url({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}),
+                  text);
 }
 
 TEST(Identity, tokensBeginWithTheirGroup) {
@@ -86,10 +81,7 @@ TEST(DeviceName, isTrimmedAndBounded) {
     std::string sixtyFour;
     for (int i = 0; i < 64; ++i)
         sixtyFour += wide;
-    const struct {
-        std::string text;
-        std::optional<std::string> name;
-    } cases[] = {
+    const std::pair<std::string, std::optional<std::string>> cases[] = {
         {"laptop", "laptop"},
         {" \t\n laptop \r\n", "laptop"},
         {"\u3000\u00a0手机\u2003", "手机"},
@@ -109,18 +101,14 @@ TEST(DeviceName, isTrimmedAndBounded) {
         {"a\u2028b", {}},
         {std::string(2000, ' ') + "a", {}},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(deviceName(c.text), c.name) << c.text;
+    for (const auto& [text, name] : cases)
+        EXPECT_EQ(deviceName(text), name) << text;
 }
 
 TEST(ClientAddress, believesTrustedProxiesOnly) {
     const std::vector<Cidr> trusted{*Cidr::parse("127.0.0.0/8"), *Cidr::parse("10.1.2.0/23"),
                                     *Cidr::parse("fd00::/8"), *Cidr::parse("::1")};
-    const struct {
-        const char* peer;
-        const char* forwarded;
-        const char* client;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"203.0.113.9", "198.51.100.1", "203.0.113.9"}, // an untrusted peer says what it likes
         {"127.0.0.1", "", "127.0.0.1"},
         {"127.0.0.1", "198.51.100.1", "198.51.100.1"},
@@ -136,19 +124,18 @@ TEST(ClientAddress, believesTrustedProxiesOnly) {
         {"::ffff:127.0.0.1", "::ffff:198.51.100.1", "198.51.100.1"},
         {"127.0.0.1", "[2001:db8::7", "127.0.0.1"},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(clientAddress(boost::asio::ip::make_address(c.peer), c.forwarded, trusted),
-                  boost::asio::ip::make_address(c.client))
-            << c.peer << " " << c.forwarded;
+    for (const auto& [peer, forwarded, client] : cases)
+        EXPECT_EQ(clientAddress(make_address(peer), forwarded, trusted), make_address(client))
+            << peer << " " << forwarded;
     for (const auto* bad : {"", "10.0.0.0/33", "10.0.0.0/", "10.0.0.0/-1", "::/129", "host/8",
                             "10.0.0.0/8x", "10.0.0.0/8/8"})
         EXPECT_FALSE(Cidr::parse(bad)) << bad;
-    EXPECT_TRUE(Cidr::parse("0.0.0.0/0")->contains(boost::asio::ip::make_address("8.8.8.8")));
-    EXPECT_FALSE(Cidr::parse("0.0.0.0/0")->contains(boost::asio::ip::make_address("2001:db8::")));
+    EXPECT_TRUE(Cidr::parse("0.0.0.0/0")->contains(make_address("8.8.8.8")));
+    EXPECT_FALSE(Cidr::parse("0.0.0.0/0")->contains(make_address("2001:db8::")));
 }
 
 TEST(ClientAddress, isLimitedByNetwork) {
-    const auto key = [](const char* text) { return limitKey(boost::asio::ip::make_address(text)); };
+    const auto key = [](const char* text) { return limitKey(make_address(text)); };
     EXPECT_NE(key("192.0.2.1"), key("192.0.2.2"));
     EXPECT_EQ(key("192.0.2.1"), key("::ffff:192.0.2.1"));
     EXPECT_EQ(key("2001:db8:0:1::1"), key("2001:db8:0:1:ffff::2"));
@@ -171,10 +158,7 @@ TEST(Target, findsPathQueryAndToken) {
     EXPECT_EQ(pathOf("/ws?token=a?b"), "/ws");
     EXPECT_EQ(pathOf("/"), "/");
     EXPECT_EQ(pathOf(""), "");
-    const struct {
-        const char* target;
-        std::optional<std::string> token;
-    } queries[] = {
+    const std::pair<const char*, std::optional<std::string>> queries[] = {
         {"/ws?token=g.abc", "g.abc"},
         {"/ws?x=1&token=g%2Eabc%5f", "g.abc_"},
         {"/ws?token=a&token=b", "a"},
@@ -190,8 +174,8 @@ TEST(Target, findsPathQueryAndToken) {
         {"/ws?token=%-1", {}},
         {"/ws?&&token=a", "a"},
     };
-    for (const auto& q : queries)
-        EXPECT_EQ(queryItem(q.target, "token"), q.token) << q.target;
+    for (const auto& [target, token] : queries)
+        EXPECT_EQ(queryItem(target, "token"), token) << target;
     EXPECT_EQ(bearerToken("Bearer abc"), "abc");
     EXPECT_EQ(bearerToken("bearer   abc"), "abc");
     for (const auto* none : {"", "Bearer", "Bearer ", "Basic abc", "abc", "Bearerabc"})
@@ -210,10 +194,7 @@ TEST(Requests, sayWhichFieldIsWrong) {
     };
     EXPECT_EQ(salt("AAAAAAAAAAA="), "");                // 8 bytes
     EXPECT_EQ(salt(std::string(84, 'A') + "AA=="), ""); // 64 bytes
-    const struct {
-        std::string refusal;
-        const char* field;
-    } cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {refusalOf(readNewDevice("")), "JSON"},
         {refusalOf(readNewDevice("[]")), "JSON"},
         {refusalOf(readNewDevice("{} x")), "JSON"},
@@ -234,48 +215,46 @@ TEST(Requests, sayWhichFieldIsWrong) {
         {salt("AAAAAAAAAAA"), "salt"},
         {refusalOf(readSalt("{}")), "salt"},
     };
-    for (const auto& c : cases) {
-        EXPECT_TRUE(c.refusal.starts_with("400 ")) << c.refusal;
-        EXPECT_NE(c.refusal.find(c.field), std::string::npos) << c.refusal << " / " << c.field;
+    for (const auto& [refusal, field] : cases) {
+        EXPECT_TRUE(refusal.starts_with("400 ")) << refusal;
+        EXPECT_NE(refusal.find(field), std::string::npos) << refusal << " / " << field;
     }
     EXPECT_EQ(readNewDevice(R"({"name":" a ","platform":"x-2","more":[1]})")->name, "a");
 }
 
 TEST(Requests, itemsAreCheckedFieldByField) {
-    const auto read = [](const std::string& id, const std::string& ts, const std::string& mime,
-                         const std::string& payload) {
-        return readItem(R"({"id":)" + id + R"(,"ts":)" + ts + R"(,"mime":)" + mime +
-                            R"(,"payload":)" + payload + "}",
-                        10);
+    // A good item with one member replaced.
+    const auto read = [](const char* member, const std::string& value) {
+        std::map<std::string, std::string> members{
+            {"id", R"("A")"}, {"ts", "1"}, {"mime", R"("t")"}, {"payload", R"("")"}};
+        members[member] = value;
+        std::string item;
+        for (const auto& [name, json] : members)
+            item += (item.empty() ? "{\"" : ",\"") + name + "\":" + json;
+        return readItem(item + '}', 10);
     };
-    const auto good = read(R"("A-1")", "-5", R"("text/plain")", R"("0123456789")");
-    ASSERT_TRUE(good);
-    EXPECT_EQ(good->ts, -5);
-    EXPECT_EQ(good->payload, "0123456789");
-    EXPECT_EQ(read(R"("A")", "2.0", R"("t")", R"("")")->ts, 2);
-    EXPECT_EQ(read(R"("A")", "1", R"("t")", R"("\u00e9\u00e9\u00e9\u00e9\u00e9")")->payload.size(),
-              10u);
-    const std::string long65 = '"' + std::string(65, 'x') + '"';
-    const std::string long128 = '"' + std::string(128, 'x') + '"';
-    const struct {
-        Answer<Item> answer;
-        const char* refusal;
-    } bad[] = {
-        {read(R"("")", "1", R"("t")", R"("")"), "400 id"},
-        {read(long65, "1", R"("t")", R"("")"), "400 id"},
-        {read(R"("a\nb")", "1", R"("t")", R"("")"), "400 id"},
-        {read("7", "1", R"("t")", R"("")"), "400 id"},
-        {read(R"("A")", "1.5", R"("t")", R"("")"), "400 ts"},
-        {read(R"("A")", R"("1")", R"("t")", R"("")"), "400 ts"},
-        {read(R"("A")", "1e300", R"("t")", R"("")"), "400 ts"},
-        {read(R"("A")", "18446744073709551615", R"("t")", R"("")"), "400 ts"},
-        {read(R"("A")", "1", R"("")", R"("")"), "400 mime"},
-        {read(R"("A")", "1", long128, R"("")"), "400 mime"},
-        {read(R"("A")", "1", R"("t")", "null"), "400 payload"},
-        {read(R"("A")", "1", R"("t")", R"("01234567890")"), "413 the payload is larger than 10 "},
+    const auto text = [](std::size_t size) { return '"' + std::string(size, 'x') + '"'; };
+    EXPECT_EQ(read("id", R"("A-1")")->id, "A-1");
+    EXPECT_EQ(read("ts", "-5")->ts, -5);
+    EXPECT_EQ(read("ts", "2.0")->ts, 2);
+    EXPECT_EQ(read("payload", R"("0123456789")")->payload, "0123456789");
+    EXPECT_EQ(read("payload", R"("\u00e9\u00e9\u00e9\u00e9\u00e9")")->payload.size(), 10u);
+    const std::tuple<const char*, std::string, const char*> bad[] = {
+        {"id", text(0), "400 id"},
+        {"id", text(65), "400 id"},
+        {"id", R"("a\nb")", "400 id"},
+        {"id", "7", "400 id"},
+        {"ts", "1.5", "400 ts"},
+        {"ts", R"("1")", "400 ts"},
+        {"ts", "1e300", "400 ts"},
+        {"ts", "18446744073709551615", "400 ts"},
+        {"mime", text(0), "400 mime"},
+        {"mime", text(128), "400 mime"},
+        {"payload", "null", "400 payload"},
+        {"payload", text(11), "413 the payload is larger than 10 "},
     };
-    for (const auto& c : bad)
-        EXPECT_TRUE(refusalOf(c.answer).starts_with(c.refusal)) << refusalOf(c.answer);
+    for (const auto& [member, value, refusal] : bad)
+        EXPECT_TRUE(refusalOf(read(member, value)).starts_with(refusal)) << member << value;
 }
 
 TEST(Requests, framesThatAreNotKnownAreNothing) {

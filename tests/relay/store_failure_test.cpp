@@ -2,6 +2,7 @@
 
 #include "relay/api.h"
 #include "relay/sqlite_store.h"
+#include "tests/relay/hub_program.h"
 
 #include <boost/json.hpp>
 #include <gtest/gtest.h>
@@ -10,58 +11,6 @@ namespace sorrelwind::relay {
 namespace {
 
 using namespace std::chrono_literals;
-
-/// A store in memory that fails as a whole, or for the members of a group alone.
-class FrailStore : public Store {
-public:
-    void createGroup(const std::string& group, const DeviceRecord& first,
-                     const Digest& token) override {
-        sound().createGroup(group, first, token);
-    }
-    std::optional<Member> memberByToken(const Digest& token) override {
-        return sound().memberByToken(token);
-    }
-    std::vector<DeviceRecord> devices(const std::string& group) override {
-        return sound(!rosterBroken).devices(group);
-    }
-    bool rename(const Member& device, const std::string& name) override {
-        return sound().rename(device, name);
-    }
-    Removal remove(const Member& device) override { return sound().remove(device); }
-    void saveLastSeen(const std::vector<std::pair<std::string, std::int64_t>>& times) override {
-        sound().saveLastSeen(times);
-    }
-    std::optional<CryptoRecord> crypto(const std::string& group) override {
-        return sound().crypto(group);
-    }
-    CryptoRecord setCrypto(const std::string& group, const CryptoRecord& record) override {
-        return sound().setCrypto(group, record);
-    }
-    void addCode(const Digest& code, const Member& by, std::int64_t now, std::int64_t expiresAt,
-                 std::size_t maxLive) override {
-        sound().addCode(code, by, now, expiresAt, maxLive);
-    }
-    std::optional<std::string> groupOfCode(const Digest& code, std::int64_t now) override {
-        return sound().groupOfCode(code, now);
-    }
-    Join joinByCode(const Digest& code, const DeviceRecord& device, const Digest& token,
-                    std::int64_t now, std::size_t maxDevices) override {
-        return sound().joinByCode(code, device, token, now, maxDevices);
-    }
-    void probe() override { sound().probe(); }
-
-    bool broken = false;
-    bool rosterBroken = false;
-
-private:
-    SqliteStore& sound(bool works = true) {
-        if (broken || !works)
-            throw StoreError("the disk is full");
-        return m_store;
-    }
-
-    SqliteStore m_store{":memory:"};
-};
 
 class Listener : public Outlet {
 public:
@@ -90,7 +39,19 @@ protected:
         return {};
     }
 
-    FrailStore store;
+    /// Its tables go, and come back later: what is asked of the store meanwhile fails.
+    void setBroken(bool broken) {
+        for (const std::string table : {"groups", "devices", "pairing_codes", "probes"}) {
+            const auto gone = "gone_" + table;
+            const auto sql =
+                "ALTER TABLE " + (broken ? table : gone) + " RENAME TO " + (broken ? gone : table);
+            other.run(sql.c_str());
+        }
+    }
+
+    test::TemporaryFolder folder;
+    SqliteStore store{folder.path() / "hub.db"};
+    Database other{folder.path() / "hub.db"};
     Hub hub{store, {}};
     Site site;
     Api api{hub, site};
@@ -105,12 +66,7 @@ const char* const kItem = R"({"id":"A","ts":1,"mime":"t","payload":"p"})";
 
 TEST_F(StoreFailureTest, requestsAreAnswered503AndWorkAgainLater) {
     const auto device = "/devices/" + first.device.id;
-    const struct {
-        const char* method;
-        std::string path;
-        const char* body;
-        int later;
-    } cases[] = {
+    const std::tuple<const char*, std::string, const char*, int> cases[] = {
         {"POST", "/groups", R"({"name":"a","platform":"b"})", 200},
         {"POST", "/pair", "", 200},
         {"POST", "/pair/claim", R"({"code":"AAAA-AAAA","name":"a","platform":"b"})", 403},
@@ -120,20 +76,20 @@ TEST_F(StoreFailureTest, requestsAreAnswered503AndWorkAgainLater) {
         {"POST", "/items", kItem, 200},
         {"DELETE", device, "", 200},
     };
-    store.broken = true;
-    for (const auto& c : cases) {
-        const auto response = send(c.method, c.path, c.body);
-        EXPECT_EQ(response.status, 503) << c.path;
-        EXPECT_EQ(retryAfter(response), "5") << c.path;
+    setBroken(true);
+    for (const auto& [method, path, body, later] : cases) {
+        const auto response = send(method, path, body);
+        EXPECT_EQ(response.status, 503) << path;
+        EXPECT_EQ(retryAfter(response), "5") << path;
     }
     EXPECT_EQ(send("GET", "/healthz").status, 200) << "the process itself is well";
     EXPECT_EQ(api.bodyLimit(head("POST", "/items"), now), kMaxBody);
     EXPECT_EQ(api.tooLarge(head("POST", "/items"), now).status, 503);
     const auto target = "/ws?token=" + first.token;
     EXPECT_EQ(api.admitSocket(head("GET", target), now).error().status, 503);
-    store.broken = false;
-    for (const auto& c : cases)
-        EXPECT_EQ(send(c.method, c.path, c.body).status, c.later) << c.path;
+    setBroken(false);
+    for (const auto& [method, path, body, later] : cases)
+        EXPECT_EQ(send(method, path, body).status, later) << path;
 }
 
 TEST_F(StoreFailureTest, aPublishOverTheSocketIsAnsweredAndCanBeTriedAgain) {
@@ -143,18 +99,18 @@ TEST_F(StoreFailureTest, aPublishOverTheSocketIsAnsweredAndCanBeTriedAgain) {
         hub.frame(member, listener, std::string(R"({"type":"publish","item":)") + kItem + '}', now);
         return boost::json::serialize(listener.frames.back());
     };
-    store.broken = true;
+    setBroken(true);
     EXPECT_EQ(publish(), R"({"type":"ack","status":503,"ref":"A"})");
-    store.broken = false;
+    setBroken(false);
     EXPECT_EQ(publish(), R"({"type":"ack","status":200,"ref":"A","recipients":0})");
 }
 
 TEST_F(StoreFailureTest, readinessFollowsTheStoreWithinFiveSeconds) {
     EXPECT_EQ(send("GET", "/readyz").status, 200);
-    store.broken = true;
+    setBroken(true);
     now = now.after(5s);
     EXPECT_EQ(send("GET", "/readyz").status, 503);
-    store.broken = false;
+    setBroken(false);
     now = now.after(4s);
     EXPECT_EQ(send("GET", "/readyz").status, 503) << "asked of the store too often";
     now = now.after(1s);
@@ -166,12 +122,12 @@ TEST_F(StoreFailureTest, deviceListsComeASecondLater) {
     hub.tick(now);
     hub.open(member, listener, now);
     listener.frames.clear();
-    store.rosterBroken = true;
+    setBroken(true);
     now = now.after(100ms);
     hub.tick(now);
     EXPECT_TRUE(listener.frames.empty());
     EXPECT_EQ(hub.nextTick(), now.steady + 1s);
-    store.rosterBroken = false;
+    setBroken(false);
     now = now.after(1s);
     hub.tick(now);
     ASSERT_EQ(listener.frames.size(), 1u);
@@ -183,11 +139,11 @@ TEST_F(StoreFailureTest, theHubNeverWaitsForAMomentThatIsPast) {
     hub.tick(now);
     now = now.after(59s + 900ms);
     hub.open(member, listener, now);
-    store.broken = true;
+    setBroken(true);
     now = now.after(100ms); // a list and the minute's sweep are due, and neither works
     hub.tick(now);
     EXPECT_GT(hub.nextTick(), now.steady);
-    store.broken = false;
+    setBroken(false);
     now = now.after(60s);
     hub.tick(now);
     EXPECT_EQ(listener.frames.back().at("type").as_string(), "devices");

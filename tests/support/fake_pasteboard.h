@@ -12,11 +12,11 @@ class FakePasteboard final : public Pasteboard {
 public:
     int writes = 0;
 
-    void copyText(const QString& text) { copy({QStringLiteral("text/plain")}, text); }
+    void copyText(const QString& text) { copy({u"text/plain"_qs}, text); }
     void copyConcealed(const QString& text) {
-        copy({QStringLiteral("text/plain"), QString(kConcealedType)}, text);
+        copy({u"text/plain"_qs, QString(kConcealedType)}, text);
     }
-    void copyImage() { copy({QStringLiteral("image/png")}, std::nullopt); }
+    void copyImage() { copy({u"image/png"_qs}, std::nullopt); }
     void copy(const QStringList& types, const std::optional<QString>& text) {
         ++m_count;
         m_types = types;
@@ -29,31 +29,29 @@ public:
         m_text.reset();
     }
     void setAvailable(bool available) {
-        if (std::exchange(m_available, available) != available) {
+        if (std::exchange(m_available, available) != available)
             Q_EMIT availabilityChanged();
-        }
     }
 
     [[nodiscard]] qint64 changeCount() const override { return m_count; }
     [[nodiscard]] QStringList types() const override { return m_types; }
     [[nodiscard]] std::optional<QString> string() const override { return m_text; }
     void setString(const QString& text) override {
-        if (!m_available) {
+        if (!m_available)
             return;
-        }
         ++m_count;
         ++writes;
-        m_types = {QStringLiteral("text/plain")};
+        m_types = {u"text/plain"_qs};
         m_text = text;
     }
     void setSecret(const QString& text) override {
         setString(text);
         m_types.append(kConcealedType);
     }
-    [[nodiscard]] QString backend() const override { return QStringLiteral("fake"); }
+    [[nodiscard]] QString backend() const override { return u"fake"_qs; }
     [[nodiscard]] bool available() const override { return m_available; }
     [[nodiscard]] QString unavailableReason() const override {
-        return m_available ? QString() : QStringLiteral("switched off");
+        return m_available ? QString() : u"switched off"_qs;
     }
 
 private:

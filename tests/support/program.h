@@ -5,6 +5,9 @@
 #include <QProcessEnvironment>
 #include <QStringList>
 
+#include <csignal>
+#include <sys/prctl.h>
+
 namespace sorrelwind::test {
 
 /// A program that a test starts: ends with this object, and also when the test program dies. Wait
@@ -13,17 +16,31 @@ class Program {
 public:
     /// Everything in `input` goes to its standard input, which then ends.
     Program(const QString& path, const QStringList& arguments,
-            const QProcessEnvironment& environment, const QByteArray& input = {});
-    ~Program();
+            const QProcessEnvironment& environment, const QByteArray& input = {}) {
+        m_process.setProcessEnvironment(environment);
+        m_process.setStandardErrorFile(QProcess::nullDevice());
+        m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+        m_process.start(path, arguments);
+        m_process.waitForStarted();
+        m_process.write(input);
+        m_process.closeWriteChannel();
+    }
+    ~Program() {
+        m_process.kill(); // also ends a stopped one
+        m_process.waitForFinished();
+    }
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
     [[nodiscard]] bool running() const { return m_process.state() != QProcess::NotRunning; }
     [[nodiscard]] int exitCode() const { return m_process.exitCode(); }
     /// What it has written to its standard output so far.
-    [[nodiscard]] QByteArray output();
+    [[nodiscard]] QByteArray output() { return m_output += m_process.readAllStandardOutput(); }
     /// Sends a signal such as SIGSTOP.
-    void signal(int number);
+    void signal(int number) {
+        if (running())
+            ::kill(static_cast<pid_t>(m_process.processId()), number);
+    }
 
 private:
     QProcess m_process;

@@ -16,7 +16,7 @@ ScriptedHub::~ScriptedHub() {
 }
 
 QString ScriptedHub::base() const {
-    return QStringLiteral("http://127.0.0.1:%1").arg(m_port);
+    return u"http://127.0.0.1:%1"_qs.arg(m_port);
 }
 
 qsizetype ScriptedHub::count(const QByteArray& request) const {

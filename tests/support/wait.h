@@ -19,9 +19,8 @@ template <class Condition>
     QTimer wake;
     wake.start(std::chrono::milliseconds(5));
     while (!condition()) {
-        if (end.hasExpired()) {
+        if (end.hasExpired())
             return false;
-        }
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }

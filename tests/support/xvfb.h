@@ -27,8 +27,6 @@ public:
     void kill();
 
 private:
-    void removeLeftovers() const;
-
     QProcess m_process;
     QByteArray m_display;
 };
