@@ -82,6 +82,7 @@ TEST_F(Face, GroupIsMadeByKeyboardAndTheSecondDeviceJoinsByTheQrCode) {
     const qint64 before = face.wakeUps();
     runFor(std::chrono::seconds(2));
     EXPECT_LT(face.wakeUps() - before, 40);
+    EXPECT_FALSE(face.log().contains("QPainter")) << face.log().toStdString();
 }
 
 TEST_F(Face, RemovalByAnotherDeviceEndsInOnboardingWithTheNotice) {

@@ -84,8 +84,7 @@ void DonePage::render() {
         (m_showsIcon()
              ? m_l10n.text(u"Sorrelwind 就在菜单栏里。", u"Sorrelwind lives in the menu bar.")
              : m_l10n.text(u"这个桌面不显示状态图标：再次启动 Sorrelwind 即可打开它。",
-                           u"This desktop shows no status icons: start Sorrelwind again "
-                           u"to open it.")));
+                           u"Your desktop shows no icon: start Sorrelwind again to open it.")));
     const bool unencrypted =
         m_model.account() && m_model.crypto() == AppModel::CryptoStatus::plaintext;
     m_warning->setVisible(unencrypted);
