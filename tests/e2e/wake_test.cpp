@@ -1,6 +1,6 @@
 #include "tests/e2e/programs.h"
+#include "tests/support/message_bus.h"
 #include "tests/support/print_qt.h"
-#include "tests/support/program.h"
 #include "tests/support/wait.h"
 
 #include <QDBusConnection>
@@ -14,19 +14,15 @@
 namespace sorrelwind::test {
 
 TEST(Wake, LogindSaysSoAndADeadConnectionIsReplacedAtOnce) {
+    const MessageBus systemBus;
+    ASSERT_FALSE(systemBus.address().isEmpty());
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", systemBus.address().toUtf8());
     QTemporaryDir folder;
-    Program systemBus("dbus-daemon",
-                      {"--session", "--nofork", "--nopidfile", "--print-address=1",
-                       "--address=unix:path=" + folder.filePath("bus")},
-                      QProcessEnvironment::systemEnvironment());
-    ASSERT_TRUE(waitFor([&] { return systemBus.output().endsWith('\n'); }));
-    const QByteArray address = systemBus.output().trimmed();
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", address);
     Hub hub(folder.path());
     Desktop desktop(folder.path(), "alpha");
     qunsetenv("DBUS_SYSTEM_BUS_ADDRESS");
     desktop.createGroup(hub);
-    QDBusConnection logind = QDBusConnection::connectToBus(address, "logind");
+    QDBusConnection logind = QDBusConnection::connectToBus(systemBus.address(), "logind");
     ASSERT_TRUE(logind.registerService("org.freedesktop.login1"));
     const auto prepareForSleep = [&](bool going) {
         QDBusMessage message = QDBusMessage::createSignal(
