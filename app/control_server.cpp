@@ -83,7 +83,6 @@ ControlServer::ControlServer(AppModel& model, const AccountStore& store, const L
 }
 
 Result<void, QString> ControlServer::listen(const QString& path) {
-    QLocalServer::removeServer(path); // left by an agent that was killed
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
     if (!m_server.listen(path) ||
         !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner))
