@@ -29,7 +29,15 @@ X11Fetch::X11Fetch(X11Connection& connection, std::chrono::milliseconds patience
     m_stalled.setInterval(patience);
     connect(&m_stalled, &QTimer::timeout, this, [this] {
         m_connection.dispatch();
-        if (active() && !m_stalled.isActive()) {
+        if (!active() || m_stalled.isActive()) {
+            return;
+        }
+        // xclip drops what it is asked for while it sends a large text to somebody else, and GNOME
+        // reads each copy as we do.
+        if (m_stage == Stage::text && !m_answered && !std::exchange(m_askedAgain, true)) {
+            leaveTransfer();
+            ask(Stage::text, m_target);
+        } else {
             end(QStringLiteral("its owner does not answer"));
         }
     });
@@ -38,6 +46,7 @@ X11Fetch::X11Fetch(X11Connection& connection, std::chrono::milliseconds patience
 void X11Fetch::start(xcb_timestamp_t time) {
     cancel();
     m_time = time;
+    m_askedAgain = false;
     m_end.setRemainingTime(kLongestFetch);
     ask(Stage::targets, m_connection.atoms().targets);
 }
@@ -50,11 +59,15 @@ void X11Fetch::cancel() {
     m_stalled.stop();
     m_bytes.clear();
     m_snapshot = {};
+    leaveTransfer();
+}
+
+/// A late answer to what was asked for must never be taken for one to the next question.
+void X11Fetch::leaveTransfer() {
     // Deleting a piece makes an owner send the next one, which is deleted in turn below: its
     // transfer ends, where some programs would wait for us forever.
     xcb_delete_property(m_connection.xcb(), m_connection.window(), property());
     m_connection.flush();
-    // A late answer to this fetch must never be taken for one to the next.
     m_transfer = (m_transfer + 1) % m_connection.atoms().transfers.size();
 }
 

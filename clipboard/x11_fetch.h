@@ -18,7 +18,7 @@ namespace sorrelwind {
 class X11Fetch final : public QObject {
     Q_OBJECT
 public:
-    /// A fetch fails when nothing arrives for as long as `patience`.
+    /// A fetch fails when nothing arrives for as long as `patience`; the text is asked for twice.
     X11Fetch(X11Connection& connection, std::chrono::milliseconds patience);
 
     /// Begins anew; a fetch under way is dropped. `time` is when the owner took the selection.
@@ -40,6 +40,7 @@ private:
 
     void ask(Stage stage, xcb_atom_t target);
     void takePiece();
+    void leaveTransfer();
     void complete();
     void completeTargets();
     void end(const QString& problem = {});
@@ -53,6 +54,7 @@ private:
     xcb_timestamp_t m_time = XCB_CURRENT_TIME;
     xcb_atom_t m_target = XCB_NONE;
     size_t m_transfer = 0;      ///< index of the property in use
+    bool m_askedAgain = false;  ///< for the text, in vain so far
     bool m_answered = false;    ///< the owner has answered the question
     bool m_incremental = false; ///< and sends the data piece by piece
     uint8_t m_format = 0;       ///< bits of a unit of the data

@@ -122,7 +122,8 @@ protected:
         const QDeadlineTimer deadline(test::kPatience);
         while (!deadline.hasExpired()) {
             Program program(tool.pasteProgram, tool.paste, desktop->environment());
-            if (waitFor([&] { return !program.running(); }) &&
+            // One that still asks the owner before may wait forever, as that one ends.
+            if (waitFor([&] { return !program.running(); }, test::kPatience / 4) &&
                 QString::fromUtf8(program.output()) == text) {
                 return true;
             }
@@ -176,21 +177,15 @@ TEST_P(DesktopSessions, ReceivedTextIsPasted) {
 }
 
 TEST_P(DesktopSessions, FiveMegabytesBothWays) {
+    // On GNOME, which reads each copy itself, xclip may answer the second time only.
+    ASSERT_NO_FATAL_FAILURE(open(3s));
     const QString text = poem.repeated(5 * 1024 * 1024 / poem.toUtf8().size());
-    std::unique_ptr<Program> owner;
-    std::unique_ptr<test::XOwner> ownOwner;
-    if (GetParam().kind == Kind::mutter) {
-        // GNOME reads each copy itself, and xclip cannot serve two at once with large ones.
-        ownOwner = std::make_unique<test::XOwner>(desktop->servers().display);
-        ownOwner->copy({{"UTF8_STRING", text.toUtf8(), test::Answer::incremental}});
-    } else {
-        owner = copy(text);
-    }
+    const auto owner = copy(text);
     EXPECT_TRUE(sends(text));
     monitor->writeRemote(text + u'!');
     EXPECT_TRUE(pastes(text + u'!'));
     // It lost the clipboard, so it ends, and tidies up.
-    EXPECT_TRUE(!owner || waitFor([&] { return !owner->running(); }));
+    EXPECT_TRUE(waitFor([&] { return !owner->running(); }));
 }
 
 TEST_P(DesktopSessions, SameTextTwiceIsSentOnce) {

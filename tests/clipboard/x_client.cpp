@@ -172,6 +172,10 @@ void XOwner::answer(const xcb_selection_request_event_t& request) {
     }
     if (found->kind == Answer::silence)
         return;
+    if (found->kind == Answer::silentOnce) {
+        found->kind = Answer::whole;
+        return;
+    }
     if (found->kind == Answer::announcedEarly) {
         found->kind = Answer::whole;
         notify(request, true);

@@ -60,6 +60,7 @@ struct Answer {
         stalling,    ///< in pieces, of which only the first is sent
         refusal,
         silence,
+        silentOnce,     ///< then whole
         announcedEarly, ///< says that it is there before it is, then again
     };
     QByteArray target;
