@@ -1,7 +1,6 @@
 #include "app/wake_notifier.h"
 
 #include <QDBusConnection>
-#include <QNetworkInformation>
 
 namespace sorrelwind {
 
@@ -10,13 +9,7 @@ WakeNotifier::WakeNotifier() {
         QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"),
         QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("PrepareForSleep"), this,
         SLOT(onPrepareForSleep(bool)));
-    if (!QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability))
-        return;
-    connect(QNetworkInformation::instance(), &QNetworkInformation::reachabilityChanged, this,
-            [this](QNetworkInformation::Reachability reachability) {
-                if (reachability == QNetworkInformation::Reachability::Online)
-                    Q_EMIT woke();
-            });
+    connect(&m_network, &NetworkChange::changed, this, &WakeNotifier::woke);
 }
 
 void WakeNotifier::onPrepareForSleep(bool goingToSleep) {

@@ -24,7 +24,7 @@ LoopGuard::Entry& LoopGuard::entry(const QString& key) {
     } else {
         if (m_entries.size() == kMaxEntries)
             m_entries.erase(m_entries.begin());
-        m_entries.push_back({key, false, {}});
+        m_entries.push_back({key});
     }
     return m_entries.back();
 }
@@ -43,7 +43,9 @@ bool LoopGuard::allows(const QString& text, Clock::time_point now) {
     m_stopped.reset();
     Entry& met = entry(key);
     std::erase_if(met.bounces, [now](Clock::time_point then) { return now - then >= kWindow; });
-    if (std::exchange(met.received, false))
+    const qsizetype before = std::exchange(met.size, text.size());
+    const bool changed = before >= 0 && before != text.size();
+    if (std::exchange(met.received, false) || changed)
         met.bounces.push_back(now);
     if (met.bounces.size() <= kMaxBounces)
         return true;

@@ -10,10 +10,11 @@
 namespace sorrelwind {
 
 /// Finds a text that goes round in circles because another program, a remote desktop say, shares
-/// the clipboard of the same computers. A text bounces when a copy of it that came from the hub
-/// turns up here as a new local one; texts that differ in line ends only count as the same. More
-/// than kMaxBounces within kWindow, and it is stopped until a different text comes by. Owned by the
-/// model; keeps hashes, never texts.
+/// the clipboard of the same computers. Texts that differ in line ends only count as the same. A
+/// text bounces when a copy of it that came from the hub turns up here as a new local one, or when
+/// a local copy comes again with other line ends: where the other program passes on in one
+/// direction only, no device sees more of the circle. More than kMaxBounces within kWindow, and it
+/// is stopped until a different text comes by. Owned by the model; keeps hashes, never texts.
 class LoopGuard {
 public:
     using Clock = std::chrono::steady_clock;
@@ -31,7 +32,8 @@ private:
     struct Entry {
         QString key;
         bool received = false; // since the last local copy
-        std::deque<Clock::time_point> bounces;
+        qsizetype size = -1;   // of the last local copy, which tells its line ends from others
+        std::deque<Clock::time_point> bounces = {};
     };
     static constexpr size_t kMaxEntries = 16;
 
