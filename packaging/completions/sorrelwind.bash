@@ -6,7 +6,7 @@ _sorrelwind() {
 
   for ((i = 1; i < cword; i++)); do
     case ${words[i]} in
-      --config-dir | --server | --name) ((i++)) ;;
+      --config-dir | --clipboard | --server | --name) ((i++)) ;;
       -*) ;;
       *)
         command=${words[i]}
@@ -17,6 +17,10 @@ _sorrelwind() {
   case $prev in
     --config-dir)
       _filedir -d
+      return
+      ;;
+    --clipboard)
+      COMPREPLY=($(compgen -W 'x11 wayland' -- "$cur"))
       return
       ;;
     --server | --name) return ;;
