@@ -22,6 +22,7 @@ namespace net = boost::asio;
 using Level = Finding::Level;
 
 constexpr std::size_t kLarge = 2u << 20; ///< bytes, above the usual limit of a proxy, below a hub's
+constexpr std::string_view kSeeLogs = "see the logs of the hub and of the proxy before it";
 
 class Doctor {
 public:
@@ -43,7 +44,9 @@ private:
     net::awaitable<void> idle();
     net::awaitable<void> leave();
 
-    net::awaitable<void> attempt(std::string_view about, net::awaitable<void> visit);
+    /// What to do, should the visit come to nothing, is `advice`.
+    net::awaitable<void> attempt(std::string_view about, std::string_view advice,
+                                 net::awaitable<void> visit);
     /// The status of the answer; 0 without one.
     net::awaitable<int> removeGuest();
     void say(const Finding& finding);
@@ -64,7 +67,8 @@ void Doctor::say(const Finding& finding) {
     std::cout << finding.line() << std::endl;
 }
 
-net::awaitable<void> Doctor::attempt(std::string_view about, net::awaitable<void> visit) {
+net::awaitable<void> Doctor::attempt(std::string_view about, std::string_view advice,
+                                     net::awaitable<void> visit) {
     std::string failure;
     try {
         co_await std::move(visit);
@@ -72,7 +76,7 @@ net::awaitable<void> Doctor::attempt(std::string_view about, net::awaitable<void
         failure = error.what();
     }
     if (!failure.empty())
-        say({Level::fail, about, "it " + failure});
+        say({Level::fail, about, "it " + failure + ": " + std::string(advice)});
 }
 
 net::awaitable<bool> Doctor::reach() {
@@ -177,7 +181,7 @@ net::awaitable<void> Doctor::openSocket() {
     const auto finding = aboutSocket(visit);
     say(finding);
     if (finding.level == Level::ok && m_idle.count() > 0)
-        co_await attempt("idle", idle());
+        co_await attempt("idle", kSeeLogs, idle());
 }
 
 net::awaitable<void> Doctor::idle() {
@@ -191,17 +195,24 @@ net::awaitable<void> Doctor::examine() {
     if (!reached)
         co_return;
     if (m_address.tls)
-        co_await attempt("certificate", lookAtCertificate());
+        co_await attempt("certificate",
+                         "see what listens on this port; the address of a hub without TLS begins "
+                         "with http://",
+                         lookAtCertificate());
     if (m_isTls == m_address.tls)
-        co_await attempt("hub", askHealth());
+        co_await attempt("hub",
+                         m_isTls ? kSeeLogs
+                                 : "see what listens on this port; the address of a hub with TLS "
+                                   "begins with https://",
+                         askHealth());
     if (!m_isHub)
         co_return;
-    co_await attempt("store", askStore());
+    co_await attempt("store", kSeeLogs, askStore());
     const bool isGuest = co_await becomeGuest();
     if (!isGuest)
         co_return;
-    co_await attempt("large", sendLarge());
-    co_await attempt("websocket", openSocket());
+    co_await attempt("large", kSeeLogs, sendLarge());
+    co_await attempt("websocket", kSeeLogs, openSocket());
 }
 
 net::awaitable<int> Doctor::removeGuest() {

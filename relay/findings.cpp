@@ -5,6 +5,7 @@
 #include <boost/json.hpp>
 #include <openssl/x509_vfy.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 
@@ -15,7 +16,7 @@ namespace {
 namespace json = boost::json;
 using Level = Finding::Level;
 
-constexpr int kSoon = 14;          ///< days before its end in which a certificate is to be renewed
+constexpr std::int64_t kSoon = 14; ///< days before its end in which a certificate is to be renewed
 constexpr int kClockOff = 30;      ///< seconds that go unnoticed
 constexpr std::size_t kQuote = 80; ///< bytes of a text of the other end
 
@@ -103,7 +104,8 @@ Finding aboutCertificate(const PeerCertificate& certificate, const HubAddress& a
         return {Level::fail, "certificate",
                 "it is not for " + address.host + ": get one that names this host"};
     const auto left = days(certificate.secondsLeft) + " left";
-    if (certificate.secondsLeft < kSoon * 86400)
+    // A short-lived one is always near its end; what renews it does so in time for a quarter.
+    if (certificate.secondsLeft < std::min(kSoon * 86400, certificate.lifetime / 4))
         return {Level::warn, "certificate",
                 left + ": renew it now, and see to it that this happens by itself"};
     return {Level::ok, "certificate",

@@ -48,6 +48,14 @@ bool isHello(const boost::beast::flat_buffer& buffer) {
     return type && type->is_string() && type->get_string() == "hello";
 }
 
+/// Null stands for now; 0 when one of them is no time.
+std::int64_t secondsBetween(const ASN1_TIME* from, const ASN1_TIME* to) {
+    int days = 0;
+    int seconds = 0;
+    return ASN1_TIME_diff(&days, &seconds, from, to) == 1 ? std::int64_t{days} * 86400 + seconds
+                                                          : 0;
+}
+
 } // namespace
 
 HubVisit::HubVisit(HubAddress address) : m_address(std::move(address)) {
@@ -118,10 +126,9 @@ net::awaitable<PeerCertificate> HubVisit::certificate() {
     const auto& host = m_address.host;
     certificate.namesHost = X509_check_ip_asc(shown, host.c_str(), 0) == 1 ||
                             X509_check_host(shown, host.data(), host.size(), 0, nullptr) == 1;
-    int days = 0;
-    int seconds = 0;
-    if (ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(shown)) == 1)
-        certificate.secondsLeft = std::int64_t{days} * 86400 + seconds;
+    const auto* end = X509_get0_notAfter(shown);
+    certificate.lifetime = secondsBetween(X509_get0_notBefore(shown), end);
+    certificate.secondsLeft = secondsBetween(nullptr, end);
     certificate.protocol = SSL_get_version(tls);
     stream.cut();
     co_return certificate;

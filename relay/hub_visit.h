@@ -26,6 +26,7 @@ public:
 struct PeerCertificate {
     long distrust = 0; ///< X509_V_ERR_… for which this computer does not vouch for it; 0 = it does
     bool namesHost = false;
+    std::int64_t lifetime = 0; ///< seconds
     std::int64_t secondsLeft = 0;
     std::string protocol; ///< such as "TLSv1.3"
 };

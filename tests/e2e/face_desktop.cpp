@@ -24,7 +24,8 @@ bool alike(QRgb pixel, const QColor& colour) {
 FaceDesktop::FaceDesktop(const QString& folder, const QString& name)
     : Desktop(folder, name, {}), m_home(folder + u'/' + name + QStringLiteral(".home")) {
     // Panels keep their settings at home, and are started by the bus in part.
-    QDir().mkpath(m_home);
+    // Qt takes no runtime directory that others can look into.
+    QDir().mkdir(m_home, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     for (const char* variable :
          {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"})
         m_environment.insert(QLatin1StringView(variable), m_home);

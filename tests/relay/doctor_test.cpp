@@ -100,7 +100,8 @@ TEST(Doctor, judgesTheHubsOwnCertificate) {
         const char* says;
     } cases[] = {
         {90 * 86400 + 3600, true, "localhost", "ok", "90 days left, TLSv1.3"},
-        {5 * 86400 + 3600, true, "localhost", "warn", "5 days left: renew it"},
+        {5 * 86400 + 3600, true, "localhost", "ok", "5 days left"},
+        {900, true, "localhost", "warn", "0 days left: renew it"},
         {-60, true, "localhost", "fail", "it has expired"},
         {90 * 86400, false, "localhost", "fail", "signed by itself"},
         {90 * 86400, true, "127.0.0.1", "fail", "not for 127.0.0.1"},
@@ -221,6 +222,7 @@ TEST(Doctor, survivesWhatIsNoHub) {
         EXPECT_EQ(diagnosis.status, 1) << c.what << '\n' << diagnosis.text;
         EXPECT_EQ(diagnosis.level(c.about), "fail") << c.what << '\n' << diagnosis.text;
         EXPECT_EQ(diagnosis.text.find('\x1b'), std::string::npos) << c.what;
+        EXPECT_NE(diagnosis.text.find(": "), std::string::npos) << "what to do about " << c.what;
         const auto overTls = examine(localTls(server.port()));
         EXPECT_EQ(overTls.level("certificate"), "fail") << c.what << '\n' << overTls.text;
     }

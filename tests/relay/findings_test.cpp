@@ -47,6 +47,24 @@ TEST(HubAddress, readsWhatDevicesAreGiven) {
     EXPECT_FALSE(HubAddress::parse(std::string(300, 'a')));
 }
 
+TEST(Findings, saysWhenACertificateIsToBeRenewed) {
+    const struct {
+        int lifetime; ///< days, as is the next
+        int left;
+        Finding::Level level;
+    } cases[] = {
+        {90, 15, Finding::Level::ok},
+        {90, 13, Finding::Level::warn},
+        {6, 2, Finding::Level::ok},
+        {6, 1, Finding::Level::warn},
+    };
+    const auto address = HubAddress::parse("https://hub.example").value();
+    for (const auto& c : cases) {
+        const PeerCertificate certificate{0, true, c.lifetime * 86400, c.left * 86400, "TLSv1.3"};
+        EXPECT_EQ(aboutCertificate(certificate, address).level, c.level) << c.lifetime;
+    }
+}
+
 TEST(Findings, readsTheDate) {
     EXPECT_EQ(readHttpDate("Sun, 06 Nov 1994 08:49:37 GMT"), 784111777);
     for (const auto* text :
