@@ -81,7 +81,7 @@ void reportOpening() {
         {Answer{.body = "{\"code\":\"K7QM-3XTD\",\"expiresAt\":" +
                         QByteArray::number(QDateTime::currentMSecsSinceEpoch() + 600'000) + "}"}});
     HubHost hubHost(defaults, {.program = {}, .mayUseSystemd = false});
-    LaunchAtLogin launchAtLogin(over.l10n);
+    LaunchAtLogin launchAtLogin;
     const auto copyText = [](const QString&) {};
 
     StatusPanelController panel(*over.model, over.l10n, {});
@@ -105,7 +105,7 @@ void reportOpening() {
         [&] {
             onboarding = std::make_unique<OnboardingWindowController>(
                 *over.model, OnboardingServices{over.store, over.network, over.l10n, hubHost,
-                                                launchAtLogin, copyText});
+                                                launchAtLogin, copyText, [] { return true; }});
             onboarding->present();
         },
         [&] { onboarding.reset(); });
