@@ -177,15 +177,21 @@ TEST_P(DesktopSessions, ReceivedTextIsPasted) {
 }
 
 TEST_P(DesktopSessions, FiveMegabytesBothWays) {
-    // On GNOME, which reads each copy itself, xclip may answer the second time only.
-    ASSERT_NO_FATAL_FAILURE(open(3s));
     const QString text = poem.repeated(5 * 1024 * 1024 / poem.toUtf8().size());
-    const auto owner = copy(text);
+    std::unique_ptr<Program> owner;
+    std::unique_ptr<test::XOwner> ownOwner;
+    if (GetParam().kind == Kind::mutter) {
+        // GNOME reads each copy itself, and xclip may hang when it serves two with large ones.
+        ownOwner = std::make_unique<test::XOwner>(desktop->servers().display);
+        ownOwner->copy({{"UTF8_STRING", text.toUtf8(), test::Answer::incremental}});
+    } else {
+        owner = copy(text);
+    }
     EXPECT_TRUE(sends(text));
     monitor->writeRemote(text + u'!');
     EXPECT_TRUE(pastes(text + u'!'));
     // It lost the clipboard, so it ends, and tidies up.
-    EXPECT_TRUE(waitFor([&] { return !owner->running(); }));
+    EXPECT_TRUE(!owner || waitFor([&] { return !owner->running(); }));
 }
 
 TEST_P(DesktopSessions, SameTextTwiceIsSentOnce) {
