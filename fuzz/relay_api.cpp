@@ -52,8 +52,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto authorization =
         "Bearer " + (line == "member" ? world.member.token : std::string(line));
     const auto body = filled(rest, world.member.device.id);
-    const Head head{
-        method, target, authorization, "", "", "", boost::asio::ip::make_address("192.0.2.1")};
+    const Head head{.method = method,
+                    .target = target,
+                    .authorization = authorization,
+                    .contentType = "application/json",
+                    .client = boost::asio::ip::make_address("192.0.2.1")};
 
     (void)world.api.bodyLimit(head, world.now);
     const auto response = world.api.handle(head, body, world.now);

@@ -15,6 +15,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     if (pathOf(text).find('?') != std::string_view::npos)
         std::abort();
+    if (authorityOf(text).size() > text.size())
+        std::abort();
+    (void)isOwnOrigin(text, "hub.example", false);
+    (void)isJsonType(text);
     if (const auto token = queryItem(text, "token"))
         if (token->size() > text.size())
             std::abort();

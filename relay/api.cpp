@@ -11,7 +11,7 @@ namespace sorrelwind::relay {
 namespace {
 
 Response ok(std::string body) {
-    return {200, "application/json", std::move(body), {}};
+    return {200, "application/json", std::move(body), {}, {}};
 }
 
 Refusal deadToken() {
@@ -39,15 +39,20 @@ std::string_view asGet(std::string_view method) {
 } // namespace
 
 const Api::Route Api::kRoutes[] = {
-    {"POST", "/groups", false, &Api::createGroup}, {"POST", "/pair", true, &Api::createCode},
-    {"POST", "/pair/claim", false, &Api::claim},   {"GET", "/crypto", true, &Api::readCrypto},
-    {"POST", "/crypto", true, &Api::setCrypto},    {"PATCH", "/devices/", true, &Api::rename},
-    {"DELETE", "/devices/", true, &Api::remove},   {"POST", "/items", true, &Api::publish},
-    {"GET", "/healthz", false, &Api::health},      {"GET", "/readyz", false, &Api::ready},
+    {"POST", "/groups", Access::newcomer, &Api::createGroup},
+    {"POST", "/pair", Access::writer, &Api::createCode},
+    {"POST", "/pair/claim", Access::newcomer, &Api::claim},
+    {"GET", "/crypto", Access::member, &Api::readCrypto},
+    {"POST", "/crypto", Access::writer, &Api::setCrypto},
+    {"PATCH", "/devices/", Access::writer, &Api::rename},
+    {"DELETE", "/devices/", Access::remover, &Api::remove},
+    {"POST", "/items", Access::publisher, &Api::publish},
+    {"GET", "/healthz", Access::anyone, &Api::health},
+    {"GET", "/readyz", Access::anyone, &Api::ready},
 };
 
 Response Api::refused(const Refusal& refusal) {
-    Response response{refusal.status, "application/json", errorBody(refusal.text), {}};
+    Response response{refusal.status, "application/json", errorBody(refusal.text), {}, {}};
     if (refusal.retryAfter > 0)
         response.headers.emplace_back("Retry-After", std::to_string(refusal.retryAfter));
     if (refusal.status == 401)
@@ -78,12 +83,10 @@ Response Api::dispatch(const Head& head, std::string_view body, const Now& now) 
             continue;
         }
         Call call{head, body, std::string(path.substr(route.path.size())), {}, now};
-        if (route.members) {
-            auto member = m_hub.authenticate(bearerToken(head.authorization), now);
-            if (!member)
-                return refused(deadToken());
-            call.member = std::move(*member);
-        }
+        if (const auto admitted = admit(route.access, call); !admitted)
+            return refused(admitted.error());
+        if (!body.empty() && !isJsonType(head.contentType))
+            return refused({415, "the body must be application/json"});
         return (this->*route.act)(call);
     }
     if (const auto* found = m_site.find(path)) {
@@ -98,9 +101,32 @@ Response Api::dispatch(const Head& head, std::string_view body, const Now& now) 
     return response;
 }
 
+Answer<void> Api::admit(Access access, Call& call) {
+    const auto& head = call.head;
+    if (access == Access::newcomer && !head.origin.empty() &&
+        !isOwnOrigin(head.origin, head.host, head.tls))
+        return Refusal{403, "this is not for pages of other sites"};
+    if (access == Access::newcomer || access == Access::anyone)
+        return {};
+    auto member = m_hub.authenticate(bearerToken(head.authorization), call.now);
+    if (!member)
+        return deadToken();
+    call.member = std::move(*member);
+    switch (access) {
+    case Access::publisher:
+        return m_hub.admitAttempt(call.member, call.now);
+    case Access::writer:
+        return m_hub.admitWrite(call.member, call.now);
+    case Access::remover:
+        return m_hub.admitRemoval(call.member, call.now);
+    default:
+        return {};
+    }
+}
+
 Response Api::page(const Head& head, const Site::Page& page) const {
     const auto& variant = page.bestFor(head.acceptEncoding);
-    Response response{200, page.type, {}, {}};
+    Response response{200, page.type, {}, {}, {}};
     response.headers = {{"Content-Security-Policy", m_site.policy(head.host)},
                         {"Referrer-Policy", "no-referrer"},
                         {"Cache-Control", page.cacheControl},
@@ -112,31 +138,33 @@ Response Api::page(const Head& head, const Site::Page& page) const {
     }
     if (!variant.encoding.empty())
         response.headers.emplace_back("Content-Encoding", variant.encoding);
-    response.body = variant.body;
+    response.file = variant.body;
     return response;
 }
 
-std::uint64_t Api::bodyLimit(const Head& head, const Now& now) {
-    if (head.method != "POST" || pathOf(head.target) != "/items")
-        return kMaxBody;
-    try {
-        const bool member = m_hub.authenticate(bearerToken(head.authorization), now).has_value();
-        return member ? m_hub.limits().maxMessage() : kMaxBody;
-    } catch (const StoreError&) {
-        return kMaxBody; // the request itself will meet the same failure and say so
+Api::BodyLimit Api::bodyLimit(const Head& head, const Now& now) {
+    if (head.method == "POST" && pathOf(head.target) == "/items") {
+        try {
+            if (auto member = m_hub.authenticate(bearerToken(head.authorization), now))
+                return {m_hub.limits().maxMessage(), std::move(member->group)};
+        } catch (const StoreError&) {
+            // The request itself will meet the same failure and say so.
+        }
     }
+    return {kMaxBody, {}};
 }
 
 Response Api::tooLarge(const Head& head, const Now& now) {
-    const auto limit = bodyLimit(head, now);
+    const auto limit = bodyLimit(head, now).bytes;
     if (pathOf(head.target) != "/items")
         return refused({413, "the body is larger than " + std::to_string(limit) + " bytes"});
     try {
         const auto member = m_hub.authenticate(bearerToken(head.authorization), now);
         if (!member)
             return refused(deadToken());
-        const Answer<Item> unread = payloadTooLarge(m_hub.limits().maxPayload);
-        return refused(m_hub.publish(*member, unread, now).error());
+        if (const auto admitted = m_hub.admitAttempt(*member, now); !admitted)
+            return refused(admitted.error());
+        return refused(payloadTooLarge(m_hub.limits().maxPayload));
     } catch (const StoreError& error) {
         logEvent(error.what());
         return refused(storeDown());

@@ -15,20 +15,24 @@ namespace sorrelwind::relay {
 
 /// What the interface looks at of a request's head.
 struct Head {
-    std::string_view method;
-    std::string_view target;
-    std::string_view authorization;
-    std::string_view host;
-    std::string_view ifNoneMatch;
-    std::string_view acceptEncoding; ///< all its lines
-    Address client;
+    std::string_view method{};
+    std::string_view target{};
+    std::string_view authorization{};
+    std::string_view host{}; ///< with port; of an absolute-form target where there is one
+    std::string_view origin{};
+    std::string_view contentType{};
+    std::string_view ifNoneMatch{};
+    std::string_view acceptEncoding{}; ///< all its lines
+    Address client{};
     std::optional<bool> believed{}; ///< whether its X-Forwarded-For is; none without one
+    bool tls = false;               ///< to this program itself
 };
 
 struct Response {
     int status = 200;
     std::string type = "application/json";
     std::string body;
+    std::string_view file; ///< instead of the body, a page's bytes, which outlive all responses
     std::vector<std::pair<std::string, std::string>> headers;
 };
 
@@ -40,9 +44,12 @@ public:
 
     [[nodiscard]] Response handle(const Head& head, std::string_view body, const Now& now);
 
-    /// The largest body that this request may have, in bytes; 0 = no limit. Only a member may send
-    /// an item's worth.
-    [[nodiscard]] std::uint64_t bodyLimit(const Head& head, const Now& now);
+    struct BodyLimit {
+        std::uint64_t bytes = 0; ///< 0 = no limit
+        std::string group;       ///< whose body it is; empty for a stranger's
+    };
+    /// The largest body that this request may have. Only a member may send an item's worth.
+    [[nodiscard]] BodyLimit bodyLimit(const Head& head, const Now& now);
     /// The answer to a request whose body is larger than that.
     [[nodiscard]] Response tooLarge(const Head& head, const Now& now);
     /// Whose socket is to be opened, by the token in the target's query.
@@ -61,15 +68,19 @@ private:
         Member member;    ///< empty for routes that anyone may call
         const Now& now;
     };
+    /// Who may call, and what it counts as; all but the first two are members.
+    enum class Access { anyone, newcomer, member, publisher, writer, remover };
     struct Route {
         std::string_view method;
         std::string_view path;
-        bool members;
+        Access access;
         Response (Api::*act)(const Call&);
     };
     static const Route kRoutes[];
 
     [[nodiscard]] Response dispatch(const Head& head, std::string_view body, const Now& now);
+    /// Whether the call may be read and made; fills in its member.
+    [[nodiscard]] Answer<void> admit(Access access, Call& call);
     [[nodiscard]] Response page(const Head& head, const Site::Page& page) const;
 
     Response createGroup(const Call& call);

@@ -37,6 +37,7 @@ private:
     net::awaitable<bool> reach();
     net::awaitable<void> lookAtCertificate();
     net::awaitable<void> askHealth();
+    net::awaitable<void> askAsPage();
     net::awaitable<void> askStore();
     net::awaitable<bool> becomeGuest();
     net::awaitable<void> sendLarge();
@@ -134,6 +135,12 @@ net::awaitable<void> Doctor::askHealth() {
     say(aboutClock(health, sent, received));
 }
 
+net::awaitable<void> Doctor::askAsPage() {
+    const HubVisit::Request request{"POST", "/pair/claim", {}, "{}", true};
+    const auto refusal = co_await m_visit.send(request);
+    say(aboutPage(refusal));
+}
+
 net::awaitable<void> Doctor::askStore() {
     const HubVisit::Request request{"GET", "/readyz"};
     const auto ready = co_await m_visit.send(request);
@@ -207,6 +214,7 @@ net::awaitable<void> Doctor::examine() {
                          askHealth());
     if (!m_isHub)
         co_return;
+    co_await attempt("page", kSeeLogs, askAsPage());
     co_await attempt("store", kSeeLogs, askStore());
     const bool isGuest = co_await becomeGuest();
     if (!isGuest)

@@ -165,6 +165,16 @@ Finding aboutProxy(const HubReply& health) {
     return {Level::ok, "proxy", "none to be seen"};
 }
 
+Finding aboutPage(const HubReply& refusal) {
+    if (refusal.status == 400)
+        return {Level::ok, "page", "the hub knows its own page, so that browsers can join by it"};
+    if (refusal.status == 403)
+        return {Level::warn, "page",
+                "the hub takes its own page for another site's, so that no browser can join: let "
+                "the proxy pass on the browser's Host (nginx: proxy_set_header Host $http_host)"};
+    return {Level::warn, "page", "asked as by its own page, it " + strangeReply(refusal)};
+}
+
 Finding aboutStore(const HubReply& ready) {
     if (saysOk(ready))
         return {Level::ok, "store", "it can be read and written"};

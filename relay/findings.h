@@ -29,6 +29,8 @@ struct Finding {
 [[nodiscard]] Finding aboutHealth(const HubReply& health);
 [[nodiscard]] Finding aboutVersion(const HubReply& health, std::string_view own);
 [[nodiscard]] Finding aboutProxy(const HubReply& health);
+/// `refusal`: of a claim that lacks everything but the Origin of the hub's own page.
+[[nodiscard]] Finding aboutPage(const HubReply& refusal);
 [[nodiscard]] Finding aboutStore(const HubReply& ready);
 /// `sent` and `received`: Unix seconds by this computer's clock around the request.
 [[nodiscard]] Finding aboutClock(const HubReply& reply, std::int64_t sent, std::int64_t received);

@@ -35,20 +35,18 @@ std::string itemJson(const Item& item, const std::string& from, const std::strin
                  {"payload", item.payload}});
 }
 
-std::string helloFrame(const std::vector<DeviceView>& devices, std::string_view item) {
-    auto frame = text({{"type", "hello"}, {"devices", devicesArray(devices)}});
-    if (!item.empty()) {
-        // The item is spliced in as it is: it can be megabytes long and is JSON already.
-        frame.pop_back();
-        frame.append(",\"item\":").append(item).append("}");
-    }
-    return frame;
+std::string itemHead() {
+    return R"({"type":"item","item":)";
 }
 
-std::string itemFrame(std::string_view item) {
-    std::string frame;
-    frame.reserve(item.size() + 32);
-    return frame.append("{\"type\":\"item\",\"item\":").append(item).append("}");
+std::string helloHead(const std::vector<DeviceView>& devices) {
+    auto frame = helloFrame(devices);
+    frame.pop_back();
+    return frame + R"(,"item":)";
+}
+
+std::string helloFrame(const std::vector<DeviceView>& devices) {
+    return text({{"type", "hello"}, {"devices", devicesArray(devices)}});
 }
 
 std::string devicesFrame(const std::vector<DeviceView>& devices) {

@@ -22,9 +22,13 @@ struct DeviceView {
 [[nodiscard]] std::string itemJson(const Item& item, const std::string& from,
                                    const std::string& device);
 
-/// `item` is an object of `itemJson`; empty = none.
-[[nodiscard]] std::string helloFrame(const std::vector<DeviceView>& devices, std::string_view item);
-[[nodiscard]] std::string itemFrame(std::string_view item);
+/// A frame up to its item, after which kItemEnd ends it: so all frames can share the item.
+[[nodiscard]] std::string itemHead();
+[[nodiscard]] std::string helloHead(const std::vector<DeviceView>& devices);
+inline constexpr char kItemEnd = '}';
+
+/// The greeting without an item.
+[[nodiscard]] std::string helloFrame(const std::vector<DeviceView>& devices);
 [[nodiscard]] std::string devicesFrame(const std::vector<DeviceView>& devices);
 [[nodiscard]] std::string removedFrame();
 /// Without `ref` when it is empty, without `recipients` unless the item was accepted.

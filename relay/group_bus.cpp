@@ -10,23 +10,56 @@ namespace sorrelwind::relay {
 
 namespace {
 
-Frame share(std::string text) {
-    return std::make_shared<const std::string>(std::move(text));
+// Roughly what the containers take: for a text, for an accepted id, for a group with its members.
+constexpr std::uint64_t kTextOverhead = 128;
+constexpr std::uint64_t kAcceptedBytes = 160;
+constexpr std::uint64_t kGroupBytes = 4096;
+
+void sayRemoved(Outlet& outlet) {
+    outlet.send({removedFrame()});
+    outlet.close(Goodbye::removed);
 }
 
 } // namespace
+
+std::uint64_t GroupBus::Group::weight() const {
+    return newest || !recent.empty() ? 1 : 0;
+}
+
+void GroupBus::Group::giveUp() {
+    newest.reset();
+    recent.clear();
+    count();
+}
+
+void GroupBus::Group::count() {
+    charge.resize(kGroupBytes + recent.size() * kAcceptedBytes);
+}
+
+GroupBus::Group& GroupBus::groupOf(const std::string& name) {
+    const auto [entry, isNew] = m_groups.try_emplace(name, m_memory, name);
+    if (isNew)
+        entry->second.count();
+    return entry->second;
+}
+
+SharedText GroupBus::share(const std::string& group, std::string text) const {
+    const auto bytes = text.capacity() + kTextOverhead;
+    return {std::make_shared<const std::string>(std::move(text)),
+            std::make_shared<const MemoryBudget::Charge>(m_memory, group, bytes)};
+}
 
 GroupBus::Group* GroupBus::find(const std::string& group) {
     const auto found = m_groups.find(group);
     return found == m_groups.end() ? nullptr : &found->second;
 }
 
-std::vector<DeviceView> GroupBus::view(const std::string& name, const Group& group) const {
+std::vector<DeviceView> GroupBus::view(std::vector<DeviceRecord> members, const Group& group) {
     std::set<std::string> online;
     for (const auto& socket : group.sockets)
         online.insert(socket.device);
     std::vector<DeviceView> devices;
-    for (auto& record : m_roster(name)) {
+    for (auto& record : members) {
         const bool live = online.contains(record.id);
         devices.push_back({std::move(record), live});
     }
@@ -38,7 +71,14 @@ bool GroupBus::expired(const Held& held, const Now& now) const {
 }
 
 void GroupBus::join(const Member& who, Outlet& outlet, const Now& now) {
-    auto& group = m_groups[who.group];
+    auto members = m_roster(who.group);
+    const auto isWho = [&](const DeviceRecord& record) { return record.id == who.device; };
+    if (std::none_of(members.begin(), members.end(), isWho)) {
+        sayRemoved(outlet);
+        return;
+    }
+
+    auto& group = groupOf(who.group);
     const auto isOwn = [&](const Socket& socket) { return socket.device == who.device; };
     const auto open = std::count_if(group.sockets.begin(), group.sockets.end(), isOwn);
     if (open >= static_cast<std::ptrdiff_t>(kMaxSockets)) {
@@ -54,8 +94,11 @@ void GroupBus::join(const Member& who, Outlet& outlet, const Now& now) {
     if (group.newest && expired(*group.newest, now))
         group.newest.reset();
     const bool waits = group.newest && group.newest->awaiting.contains(who.device);
-    const std::string_view item = waits ? std::string_view(group.newest->json) : "";
-    outlet.send(share(helloFrame(view(who.group, group), item)));
+    const auto devices = view(std::move(members), group);
+    if (waits)
+        outlet.send({helloHead(devices), group.newest->rest});
+    else
+        outlet.send({helloFrame(devices)});
 }
 
 void GroupBus::leave(const Member& who, const Outlet& outlet, const Now& now) {
@@ -89,9 +132,10 @@ int GroupBus::publish(const Member& from, const Item& item, const Now& now) {
             others.insert(record.id);
     }
 
-    auto& group = m_groups[from.group];
-    Held held{item.id, itemJson(item, from.device, publisher), std::move(others), now.steady};
-    const auto frame = share(itemFrame(held.json));
+    auto& group = groupOf(from.group);
+    auto rest = share(from.group, itemJson(item, from.device, publisher) + kItemEnd);
+    const Frame frame{itemHead(), rest};
+    Held held{item.id, std::move(rest), std::move(others), now.steady};
     std::set<std::string> reached;
     for (const auto& socket : group.sockets)
         if (socket.device != from.device && socket.outlet->send(frame))
@@ -105,6 +149,7 @@ int GroupBus::publish(const Member& from, const Item& item, const Now& now) {
     group.recent.push_back({item.id, recipients, now.steady});
     if (group.recent.size() > kRepeatItems)
         group.recent.pop_front();
+    group.count();
     return recipients;
 }
 
@@ -129,12 +174,10 @@ void GroupBus::removed(const Member& who, const Now& now) {
     auto* group = find(who.group);
     if (group == nullptr)
         return;
-    const auto frame = share(removedFrame());
     std::erase_if(group->sockets, [&](const Socket& socket) {
         if (socket.device != who.device)
             return false;
-        socket.outlet->send(frame);
-        socket.outlet->close(Goodbye::removed);
+        sayRemoved(*socket.outlet);
         return true;
     });
     if (group->newest) {
@@ -176,7 +219,7 @@ void GroupBus::tick(const Now& now) {
 void GroupBus::tellDevices(const std::string& name, const Group& group) const {
     if (group.sockets.empty())
         return;
-    const auto frame = share(devicesFrame(view(name, group)));
+    const Frame frame{{}, share(name, devicesFrame(view(m_roster(name), group)))};
     for (const auto& socket : group.sockets)
         socket.outlet->send(frame);
 }
@@ -193,6 +236,7 @@ void GroupBus::sweep(const Now& now) {
             group.newest.reset();
         while (!group.recent.empty() && now.steady - group.recent.front().at >= kRepeatTime)
             group.recent.pop_front();
+        group.count();
     }
     std::erase_if(m_groups, [](const auto& entry) {
         const Group& group = entry.second;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "relay/frame.h"
 #include "relay/frames.h"
 #include "relay/now.h"
 #include "relay/records.h"
@@ -16,10 +17,7 @@
 
 namespace sorrelwind::relay {
 
-/// One frame, shared by all the queues that it waits in.
-using Frame = std::shared_ptr<const std::string>;
-
-enum class Goodbye { removed, tooManySockets, tooSlow, stopping };
+enum class Goodbye { removed, tooManySockets, tooLarge, tooSlow, outOfMemory, stopping };
 
 /// The way out to one socket. The bus calls it and does not own it; it must outlive its place in
 /// the bus (`GroupBus::leave`). Neither call may call back into the bus.
@@ -48,11 +46,12 @@ public:
     static constexpr std::size_t kRepeatItems = 1024;
 
     /// An `itemTtl` of 0 keeps the newest item until everyone has got it.
-    GroupBus(Roster roster, std::chrono::seconds itemTtl)
-        : m_roster(std::move(roster)), m_itemTtl(itemTtl) {}
+    GroupBus(Roster roster, std::chrono::seconds itemTtl, MemoryBudget& memory)
+        : m_roster(std::move(roster)), m_itemTtl(itemTtl), m_memory(memory) {}
 
-    /// A socket opened: greets it. A device's oldest socket makes room for its fifth. One whose
-    /// greeting failed by a throw has to leave as well.
+    /// A socket opened: greets it. A device's oldest socket makes room for its fifth. A device that
+    /// was removed in the meantime is told so instead; neither then nor after a throw is the socket
+    /// in the bus.
     void join(const Member& who, Outlet& outlet, const Now& now);
     /// A socket is gone. One that the bus has forgotten already is no error.
     void leave(const Member& who, const Outlet& outlet, const Now& now);
@@ -88,7 +87,7 @@ private:
     };
     struct Held {
         std::string id;
-        std::string json;
+        SharedText rest;                ///< of the frames that it is sent in
         std::set<std::string> awaiting; ///< devices that were members then and have not got it
         Steady since;
     };
@@ -97,20 +96,31 @@ private:
         int recipients;
         Steady at;
     };
-    struct Group {
+    /// What it holds without a socket is given up when its sockets have nothing left to give.
+    struct Group final : MemoryBudget::Holder {
+        Group(MemoryBudget& memory, const std::string& name) : charge(memory, name, 0, this) {}
+        [[nodiscard]] std::uint64_t weight() const override;
+        void giveUp() override;
+        void count();
+
         std::vector<Socket> sockets; ///< in the order in which they opened
         std::optional<Held> newest;
         std::deque<Accepted> recent;
         bool changed = false;
+        MemoryBudget::Charge charge;
     };
 
+    [[nodiscard]] Group& groupOf(const std::string& name);
     [[nodiscard]] Group* find(const std::string& group);
-    [[nodiscard]] std::vector<DeviceView> view(const std::string& name, const Group& group) const;
+    [[nodiscard]] SharedText share(const std::string& group, std::string text) const;
+    [[nodiscard]] static std::vector<DeviceView> view(std::vector<DeviceRecord> members,
+                                                      const Group& group);
     void tellDevices(const std::string& name, const Group& group) const;
     [[nodiscard]] bool expired(const Held& held, const Now& now) const;
 
     Roster m_roster;
     std::chrono::seconds m_itemTtl;
+    MemoryBudget& m_memory;
     std::unordered_map<std::string, Group> m_groups;
     std::multimap<Steady, std::string> m_due; ///< groups to tell, each with `changed` set
 };

@@ -13,9 +13,14 @@ using namespace std::chrono_literals;
 
 constexpr auto kSweepEvery = 60s;
 constexpr auto kProbeEvery = 5s;
-constexpr int kAllAddresses = 10; ///< times the limit of one address
 constexpr std::size_t kMaxToken = 256;
 constexpr double kAttempts = 4; ///< times the limit of accepted items
+
+constexpr auto kUnusedFor = 24h;
+constexpr int kMostForgotten = 256; ///< a minute, so that nobody waits for it
+constexpr double kWriteRate = 1;
+constexpr double kWriteBurst = 20;
+constexpr double kGroupWriteRate = 2;
 
 Refusal tooMany(const char* text, int retryAfter) {
     return {429, text, retryAfter};
@@ -24,12 +29,13 @@ Refusal tooMany(const char* text, int retryAfter) {
 } // namespace
 
 Hub::Hub(Store& store, const Limits& limits)
-    : m_store(store), m_limits(limits),
-      m_bus([this](const std::string& group) { return roster(group); }, limits.itemTtl),
+    : m_store(store), m_limits(limits), m_memory(limits.maxMemory),
+      m_bus([this](const std::string& group) { return roster(group); }, limits.itemTtl, m_memory),
       m_publishes(limits.publishRate, limits.publishBurst),
       m_attempts(limits.publishRate * kAttempts, limits.publishBurst * kAttempts),
+      m_writes(kWriteRate, kWriteBurst), m_groupWrites(kGroupWriteRate, kWriteBurst),
       m_newGroups(limits.newGroups, 1h), m_failedClaims(limits.claimFailures, 1min),
-      m_allFailedClaims(limits.claimFailures * kAllAddresses, 1min) {}
+      m_allFailedClaims(0, 1min) {}
 
 std::vector<DeviceRecord> Hub::roster(const std::string& group) {
     auto devices = m_store.devices(group);
@@ -75,8 +81,11 @@ Hub::Code Hub::createCode(const Member& member, const Now& now) {
 }
 
 std::optional<Refusal> Hub::claimsBlocked(const std::string& key, const Now& now) {
-    const int wait = std::max(m_failedClaims.waitFor(key, now.steady),
-                              m_allFailedClaims.waitFor({}, now.steady));
+    int wait = m_failedClaims.waitFor(key, now.steady);
+    if (wait == 0 && m_limits.claimFailures > 0) {
+        m_allFailedClaims.setLimit(allowedGuesses(m_store.liveCodes(now.unixMs)));
+        wait = m_allFailedClaims.waitFor({}, now.steady);
+    }
     if (wait == 0)
         return std::nullopt;
     return tooMany("too many wrong pairing codes", wait);
@@ -143,14 +152,35 @@ Answer<void> Hub::remove(const Member& member, const std::string& device, const 
     return {};
 }
 
-Answer<int> Hub::publish(const Member& member, const Answer<Item>& item, const Now& now) {
+Answer<void> Hub::admitRemoval(const Member& member, const Now& now) {
+    if (!m_writes.take(member.device, now.steady))
+        return tooMany("too many changes in a short time", m_writes.refillTime());
+    return {};
+}
+
+Answer<void> Hub::admitWrite(const Member& member, const Now& now) {
+    if (auto admitted = admitRemoval(member, now); !admitted)
+        return admitted;
+    if (!m_groupWrites.take(member.group, now.steady))
+        return tooMany("too many changes of this group in a short time",
+                       m_groupWrites.refillTime());
+    return {};
+}
+
+Answer<void> Hub::admitAttempt(const Member& member, const Now& now) {
     if (!m_attempts.take(member.device, now.steady))
         return tooMany("too many items in a short time", m_attempts.refillTime());
+    return {};
+}
+
+Answer<int> Hub::publish(const Member& member, const Answer<Item>& item, const Now& now) {
     if (!item)
         return item.error();
     // Before the rate: who asks again after a lost answer is to get that answer.
     if (const auto recipients = m_bus.repeated(member.group, item->id, now))
         return *recipients;
+    if (item->payload.size() > kSmall && !m_memory.admits(member.group, item->payload.size()))
+        return memoryFull();
     if (!m_publishes.take(member.device, now.steady))
         return tooMany("too many items in a short time", m_publishes.refillTime());
     return m_bus.publish(member, *item, now);
@@ -168,15 +198,31 @@ bool Hub::ready(const Now& now) {
 
 void Hub::open(const Member& member, Outlet& outlet, const Now& now) {
     m_lastSeen.note(member.device, now.unixMs);
+    m_store.markUsed(member.group);
     m_bus.join(member, outlet, now);
     tickSoon();
 }
 
 void Hub::frame(const Member& member, Outlet& outlet, std::string_view text, const Now& now) {
+    const bool large = text.size() > kMaxBody;
+    const auto acknowledge = [&](const std::string& ref, int status,
+                                 std::optional<int> recipients) {
+        outlet.send({ackFrame(ref, status, recipients)});
+    };
+    // A large one counts whatever it is, so that what is refused is not read.
+    if (large && !admitAttempt(member, now))
+        return acknowledge({}, 429, {});
     const auto frame = readFrame(text, m_limits.maxPayload);
-    if (const auto* received = std::get_if<ReceivedFrame>(&frame))
-        m_bus.received(member, received->id);
     const auto* publishing = std::get_if<PublishFrame>(&frame);
+    if (large && publishing == nullptr) {
+        m_bus.leave(member, outlet, now);
+        outlet.close(Goodbye::tooLarge);
+        tickSoon();
+        return;
+    }
+    if (const auto* received = std::get_if<ReceivedFrame>(&frame))
+        return m_bus.received(member, received->id);
+    const auto admitted = large ? Answer<void>() : admitAttempt(member, now);
     if (publishing == nullptr)
         return;
 
@@ -184,7 +230,7 @@ void Hub::frame(const Member& member, Outlet& outlet, std::string_view text, con
     int status = 200;
     std::optional<int> recipients;
     try {
-        const auto answer = publish(member, publishing->item, now);
+        const auto answer = admitted ? publish(member, publishing->item, now) : admitted.error();
         if (answer)
             recipients = *answer;
         else
@@ -193,7 +239,7 @@ void Hub::frame(const Member& member, Outlet& outlet, std::string_view text, con
         logEvent(error.what());
         status = 503;
     }
-    outlet.send(std::make_shared<const std::string>(ackFrame(publishing->ref, status, recipients)));
+    acknowledge(publishing->ref, status, recipients);
 }
 
 void Hub::closed(const Member& member, const Outlet& outlet, const Now& now) {
@@ -227,14 +273,24 @@ void Hub::sweep(const Now& now) {
     m_bus.sweep(now);
     m_publishes.sweep(now.steady);
     m_attempts.sweep(now.steady);
+    m_writes.sweep(now.steady);
+    m_groupWrites.sweep(now.steady);
     m_newGroups.sweep(now.steady);
     m_failedClaims.sweep(now.steady);
     m_allFailedClaims.sweep(now.steady);
     try {
         flush();
+        forgetUnused(now);
     } catch (const StoreError& error) {
         logEvent(error.what());
     }
+}
+
+void Hub::forgetUnused(const Now& now) {
+    const std::chrono::milliseconds patience = kUnusedFor;
+    const int forgotten = m_store.removeUnused(now.unixMs - patience.count(), kMostForgotten);
+    if (forgotten > 0)
+        logEvent("unused groups forgotten", {{"groups", std::to_string(forgotten)}});
 }
 
 Steady Hub::nextTick() const {

@@ -4,6 +4,7 @@
 #include "relay/last_seen.h"
 #include "relay/limits.h"
 #include "relay/log.h"
+#include "relay/memory_budget.h"
 #include "relay/now.h"
 #include "relay/rate_limits.h"
 #include "relay/refusal.h"
@@ -21,6 +22,9 @@ namespace sorrelwind::relay {
 /// argument. Owned by main. A failing store throws StoreError through every operation.
 class Hub {
 public:
+    /// What one gets who asks for memory that others have.
+    static Refusal memoryFull() { return {503, "the hub's memory is full", 5}; }
+
     struct Joined {
         std::string group;
         DeviceRecord device;
@@ -34,6 +38,7 @@ public:
     Hub(Store& store, const Limits& limits);
 
     [[nodiscard]] const Limits& limits() const { return m_limits; }
+    [[nodiscard]] MemoryBudget& memory() { return m_memory; }
 
     /// The device that holds `token`, which counts as seen now; none for a dead token.
     [[nodiscard]] std::optional<Member> authenticate(std::string_view token, const Now& now);
@@ -48,8 +53,15 @@ public:
                                       const std::string& name, const Now& now);
     [[nodiscard]] Answer<void> remove(const Member& member, const std::string& device,
                                       const Now& now);
-    /// Relays the item and returns how many other devices had a live socket. What is refused or a
-    /// repetition counts against a wider limit, so hand in the unreadable ones too.
+    /// Whether the member may change something in the store now, other than by a removal.
+    [[nodiscard]] Answer<void> admitWrite(const Member& member, const Now& now);
+    /// The same for a removal, of which a group as a whole may see any number: a device that floods
+    /// its group is to be removable.
+    [[nodiscard]] Answer<void> admitRemoval(const Member& member, const Now& now);
+    /// Whether the member may try to publish now, accepted or not: ask before reading the item.
+    [[nodiscard]] Answer<void> admitAttempt(const Member& member, const Now& now);
+    /// Relays the item and returns how many other devices had a live socket. A repetition gets its
+    /// first answer.
     [[nodiscard]] Answer<int> publish(const Member& member, const Answer<Item>& item,
                                       const Now& now);
     /// Whether the store can be read and written; asked of the store every few seconds at most.
@@ -78,14 +90,18 @@ private:
     void changed(const std::string& group, const Now& now);
     void tickSoon();
     void sweep(const Now& now);
+    void forgetUnused(const Now& now);
 
     Store& m_store;
     Limits m_limits;
+    MemoryBudget m_memory;
     GroupBus m_bus;
     LastSeen m_lastSeen;
     Pseudonyms m_pseudonyms;
-    TokenBuckets m_publishes; ///< accepted items
-    TokenBuckets m_attempts;  ///< everything that was meant to be one
+    TokenBuckets m_publishes;   ///< accepted items
+    TokenBuckets m_attempts;    ///< everything that was meant to be one, or nothing that is known
+    TokenBuckets m_writes;      ///< of a device
+    TokenBuckets m_groupWrites; ///< of all its devices
     WindowLimit m_newGroups;
     WindowLimit m_failedClaims;
     WindowLimit m_allFailedClaims;

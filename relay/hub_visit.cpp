@@ -144,6 +144,8 @@ net::awaitable<HubReply> HubVisit::send(Request request) {
     message.set(http::field::user_agent, "sorrelwind-hub doctor");
     if (!request.token.empty())
         message.set(http::field::authorization, "Bearer " + request.token);
+    if (request.fromPage)
+        message.set(http::field::origin, m_address.text());
     if (!request.body.empty())
         message.set(http::field::content_type, "application/json");
     message.keep_alive(false);

@@ -64,6 +64,7 @@ public:
         std::string path;
         std::string token{};
         std::string body{};
+        bool fromPage = false; ///< as the hub's own page in a browser sends it
     };
 
     /// The addresses of the hub's host, 8 at most; empty when the name is not known.

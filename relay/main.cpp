@@ -7,6 +7,7 @@
 #include "relay/sqlite_store.h"
 #include "relay/state_directory.h"
 
+#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -27,6 +28,13 @@ void protectProcess() {
     std::signal(SIGPIPE, SIG_IGN);
 }
 
+/// Large blocks go back to the system when they are freed, whatever has been freed before: what is
+/// counted is what is taken.
+void keepMemoryReturnable() {
+    ::mallopt(M_MMAP_THRESHOLD, 256 << 10);
+    ::mallopt(M_TRIM_THRESHOLD, 1 << 20);
+}
+
 void serve(const Options& options) {
     const StateDirectory directory(options.data);
     SqliteStore store(directory.database());
@@ -42,6 +50,7 @@ void serve(const Options& options) {
 
 int main(int argc, char** argv) {
     protectProcess();
+    keepMemoryReturnable();
     const auto parsed = readCommandLine(argc, argv);
     if (const int* status = std::get_if<int>(&parsed))
         return *status;

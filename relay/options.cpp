@@ -73,7 +73,7 @@ std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv)
         ->group(kGroup)
         ->capture_default_str();
     app.add_option("--claim-failures", limits.claimFailures,
-                   "wrong pairing codes a minute and address; ten times as many in all")
+                   "wrong pairing codes a minute and address")
         ->check(count)
         ->group(kGroup)
         ->capture_default_str();
@@ -83,6 +83,16 @@ std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv)
         ->capture_default_str();
     app.add_option("--item-ttl", itemTtl, "seconds for which the newest item waits in memory")
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 31))
+        ->group(kGroup)
+        ->capture_default_str();
+
+    app.add_option("--max-connections", limits.maxConnections, "connections of an address")
+        ->check(count)
+        ->group(kGroup)
+        ->capture_default_str();
+    app.add_option("--max-memory", limits.maxMemory,
+                   "bytes of all that is queued, held and half-received")
+        ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 40))
         ->group(kGroup)
         ->capture_default_str();
 
@@ -109,6 +119,10 @@ std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv)
             throw CLI::ValidationError("--publish-rate", "must be a number");
         if (!(limits.publishBurst == 0 || limits.publishBurst >= 1))
             throw CLI::ValidationError("--publish-burst", "must be 0 or at least 1");
+        if (limits.maxMemory != 0 && limits.maxMemory < 4 * limits.maxMessage())
+            throw CLI::ValidationError("--max-memory", "must be 0 or at least " +
+                                                           std::to_string(4 * limits.maxMessage()) +
+                                                           " for this --max-payload");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }

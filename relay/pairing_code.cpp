@@ -29,6 +29,19 @@ std::string newPairingCode() {
     return code;
 }
 
+int allowedGuesses(std::int64_t liveCodes) {
+    constexpr int kFewest = 100;
+    constexpr int kMinutes = 24 * 60;
+    constexpr std::int64_t kCodes = [] {
+        std::int64_t codes = 1;
+        for (std::size_t i = 0; i < kLength; ++i)
+            codes *= static_cast<std::int64_t>(kAlphabet.size());
+        return codes;
+    }();
+    const auto safe = kCodes / 1'000'000 / kMinutes / std::max<std::int64_t>(1, liveCodes);
+    return std::max(kFewest, static_cast<int>(safe));
+}
+
 std::optional<std::string> canonicalCode(std::string_view typed) {
     if (typed.size() > kMaxTyped)
         return std::nullopt;

@@ -44,6 +44,9 @@ public:
 
     WindowLimit(int limit, std::chrono::seconds window) : m_limit(limit), m_window(window) {}
 
+    /// Holds for the windows that are open, too.
+    void setLimit(int limit) { m_limit = limit; }
+
     /// Whole seconds until `key` is let in again; 0 when it is now.
     [[nodiscard]] int waitFor(const std::string& key, Steady now) const;
     void count(const std::string& key, Steady now);

@@ -11,7 +11,7 @@
 namespace sorrelwind::relay {
 
 /// The bodies and frames that clients send, read and checked. A refusal names the field that is
-/// wrong. Members that are not known are ignored; nesting is bounded.
+/// wrong. Members that are not known are ignored.
 
 struct NewDevice {
     std::string name; ///< trimmed

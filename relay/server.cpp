@@ -8,10 +8,13 @@
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include <malloc.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <fstream>
 
 namespace sorrelwind::relay {
 
@@ -24,7 +27,21 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kStopTime = 4500ms;
+constexpr auto kReturnEvery = 10s;
 constexpr std::size_t kOtherFiles = 32; ///< descriptors that are not connections
+
+/// Has the heap give back what it keeps between small blocks, such as those of connections, once it
+/// is much.
+void returnMemory() {
+    constexpr std::size_t kWorthIt = 24u << 20; // the program itself is in memory as well
+    std::size_t pages = 0;
+    std::size_t residentPages = 0;
+    std::ifstream("/proc/self/statm") >> pages >> residentPages;
+    const auto resident = residentPages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    const auto heap = ::mallinfo2();
+    if (resident > heap.uordblks + heap.hblkhd + kWorthIt)
+        ::malloc_trim(0);
+}
 
 /// None of the server's own coroutines may fail and leave the others running.
 void orEnd(const std::exception_ptr& thrown) {
@@ -33,7 +50,7 @@ void orEnd(const std::exception_ptr& thrown) {
 }
 
 /// Raises the limit of open files as far as it goes; returns how many connections fit into it.
-std::size_t connectionLimit() {
+std::size_t fileLimit() {
     constexpr rlim_t kEnough = 65536;
     rlimit files{};
     if (getrlimit(RLIMIT_NOFILE, &files) != 0)
@@ -45,12 +62,20 @@ std::size_t connectionLimit() {
     return limit > 2 * kOtherFiles ? limit - kOtherFiles : limit / 2;
 }
 
+/// How many connections fit into the open files and into half of the memory.
+std::size_t connectionLimit(const Options& options) {
+    const auto files = fileLimit();
+    const auto memory = options.limits.maxMemory / 2 / (options.tlsCert ? kTlsBytes : kPlainBytes);
+    return memory == 0 ? files : std::min<std::size_t>(files, memory);
+}
+
 } // namespace
 
 Server::Server(const Options& options, Hub& hub, Api& api)
-    : m_options(options), m_hub(hub), m_service{hub, api, options.trustedProxies, m_connections},
-      m_signals(m_io, SIGTERM, SIGINT, SIGHUP), m_tick(m_io), m_deadline(m_io),
-      m_maxConnections(connectionLimit()) {
+    : m_options(options), m_hub(hub),
+      m_connections(connectionLimit(options), options.limits.maxConnections),
+      m_service{hub, api, options.trustedProxies, m_connections},
+      m_signals(m_io, SIGTERM, SIGINT, SIGHUP), m_tick(m_io), m_deadline(m_io) {
     if (options.tlsCert)
         m_tls = loadTls(*options.tlsCert, *options.tlsKey);
     for (const auto& address : options.listen)
@@ -104,15 +129,17 @@ void Server::run() {
 net::awaitable<void> Server::accept(tcp::acceptor& acceptor) {
     while (acceptor.is_open()) {
         error_code error;
-        auto socket =
-            co_await acceptor.async_accept(net::redirect_error(net::use_awaitable, error));
-        const bool full = m_connections.size() >= m_maxConnections;
-        if (!error && !full && !m_hub.stopping())
-            serve(std::move(socket));
-        if (!acceptor.is_open() || (!error && !full))
-            continue;
-        // Out of descriptors or at the limit: newcomers wait in the kernel's queue for a while.
-        socket = tcp::socket(m_io);
+        co_await acceptor.async_wait(tcp::acceptor::wait_read,
+                                     net::redirect_error(net::use_awaitable, error));
+        if (!error && m_connections.makeRoom(std::chrono::steady_clock::now())) {
+            auto socket =
+                co_await acceptor.async_accept(net::redirect_error(net::use_awaitable, error));
+            if (!error && !m_hub.stopping())
+                serve(std::move(socket));
+            if (!error || !acceptor.is_open())
+                continue;
+        }
+        // At the limit or out of descriptors: newcomers wait in the kernel's queue for a while.
         net::steady_timer pause(m_io, 100ms);
         co_await pause.async_wait(net::redirect_error(net::use_awaitable, error));
     }
@@ -141,10 +168,16 @@ net::awaitable<void> Server::obeySignals() {
 }
 
 net::awaitable<void> Server::keepTime() {
+    Steady nextReturn;
     while (!m_hub.stopping()) {
-        m_hub.tick(Now::read());
+        const auto now = Now::read();
+        m_hub.tick(now);
+        if (now.steady >= nextReturn) {
+            nextReturn = now.steady + kReturnEvery;
+            returnMemory();
+        }
         error_code ignored;
-        m_tick.expires_at(m_hub.nextTick());
+        m_tick.expires_at(std::min(m_hub.nextTick(), nextReturn));
         co_await m_tick.async_wait(net::redirect_error(net::use_awaitable, ignored));
     }
 }

@@ -43,7 +43,6 @@ private:
     boost::asio::steady_timer m_tick;
     boost::asio::steady_timer m_deadline;
     std::shared_ptr<boost::asio::ssl::context> m_tls;
-    std::size_t m_maxConnections;
 };
 
 } // namespace sorrelwind::relay

@@ -4,6 +4,8 @@
 
 #include <sqlite3.h>
 
+#include <thread>
+
 namespace sorrelwind::relay {
 
 namespace {
@@ -26,6 +28,25 @@ Database::Database(const std::string& path) {
     if (result != SQLITE_OK)
         fail(handle);
     sqlite3_busy_timeout(handle, 1000);
+}
+
+void Database::hurry() {
+    m_patience = std::make_unique<Patience>();
+    sqlite3_busy_handler(handle(), &Database::wait, m_patience.get());
+}
+
+int Database::wait(void* data, int attempts) {
+    using namespace std::chrono_literals;
+    auto& patience = *static_cast<Patience*>(data);
+    const auto now = std::chrono::steady_clock::now();
+    if (attempts == 0)
+        patience.end = now < patience.back ? now : now + kLockTime;
+    if (now >= patience.end) {
+        patience.back = now + 1s;
+        return 0;
+    }
+    std::this_thread::sleep_for(2ms);
+    return 1;
 }
 
 void Database::run(const char* sql) {

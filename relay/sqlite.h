@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -14,8 +15,13 @@ namespace sorrelwind::relay {
 /// A connection to one SQLite file. Failures of it and of its statements throw StoreError.
 class Database {
 public:
+    static constexpr std::chrono::milliseconds kLockTime{100};
+
     explicit Database(const std::string& path);
 
+    /// From now on a statement waits for another process's lock for `kLockTime` at most, and none
+    /// waits at all in the second after one that waited in vain.
+    void hurry();
     /// Runs SQL without parameters and without results.
     void run(const char* sql);
     [[nodiscard]] std::int64_t integer(const char* sql);
@@ -27,6 +33,12 @@ private:
     struct Close {
         void operator()(sqlite3* handle) const;
     };
+    struct Patience {
+        std::chrono::steady_clock::time_point end, back;
+    };
+    static int wait(void* patience, int attempts);
+
+    std::unique_ptr<Patience> m_patience; ///< SQLite has its address
     std::unique_ptr<sqlite3, Close> m_handle;
 };
 

@@ -1,12 +1,14 @@
 #include "relay/sqlite_store.h"
 
+#include <iterator>
+#include <span>
+
 namespace sorrelwind::relay {
 
 namespace {
 
-constexpr int kVersion = 1;
-
-constexpr auto kTables = R"sql(
+/// What brings the tables from each version of theirs to the next.
+constexpr const char* kSteps[] = {R"sql(
 CREATE TABLE groups (
   id           TEXT PRIMARY KEY,
   created_at   INTEGER NOT NULL,
@@ -38,17 +40,24 @@ CREATE INDEX pairing_codes_by_device ON pairing_codes (device_id);
 CREATE TABLE probes (id INTEGER PRIMARY KEY, count INTEGER NOT NULL);
 INSERT INTO probes VALUES (1, 0);
 PRAGMA user_version = 1;
-)sql";
+)sql",
+                                  // Of the groups that are there nobody knows; they stay.
+                                  R"sql(
+ALTER TABLE groups ADD COLUMN unused INTEGER NOT NULL DEFAULT 0;
+CREATE INDEX unused_groups ON groups (created_at) WHERE unused;
+CREATE INDEX pairing_codes_by_end ON pairing_codes (expires_at);
+PRAGMA user_version = 2;
+)sql"};
 
 Database opened(const std::string& path) {
     Database database(path);
     database.run("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON;");
     const auto version = database.integer("PRAGMA user_version");
-    if (version > kVersion)
+    if (version < 0 || version > std::ssize(kSteps))
         throw StoreError("the database was written by a newer version of this program");
-    if (version == 0) {
+    for (const auto* step : std::span(kSteps).subspan(static_cast<std::size_t>(version))) {
         Transaction transaction(database);
-        database.run(kTables);
+        database.run(step);
         transaction.commit();
     }
     return database;
@@ -58,8 +67,14 @@ Database opened(const std::string& path) {
 
 SqliteStore::SqliteStore(const std::string& path)
     : m_database(opened(path)),
-      m_insertGroup(m_database, "INSERT INTO groups (id, created_at) VALUES (?, ?)"),
+      m_insertGroup(m_database, "INSERT INTO groups (id, created_at, unused) VALUES (?, ?, 1)"),
       m_deleteGroup(m_database, "DELETE FROM groups WHERE id = ?"),
+      m_isUnused(m_database, "SELECT 1 FROM groups WHERE id = ? AND unused"),
+      m_markUsed(m_database, "UPDATE groups SET unused = 0 WHERE id = ?"),
+      m_removeUnused(m_database,
+                     "DELETE FROM groups WHERE id IN (SELECT id FROM groups AS g WHERE unused AND "
+                     "created_at <= ? AND (SELECT count(*) FROM devices WHERE group_id = g.id) = 1 "
+                     "LIMIT ?)"),
       m_crypto(m_database, "SELECT crypto_v, crypto_kdf, crypto_iters, crypto_salt FROM groups "
                            "WHERE id = ? AND crypto_salt IS NOT NULL"),
       m_setCrypto(m_database, "UPDATE groups SET crypto_v = ?, crypto_kdf = ?, crypto_iters = ?, "
@@ -75,6 +90,7 @@ SqliteStore::SqliteStore(const std::string& path)
       m_lastSeen(m_database, "UPDATE devices SET last_seen = ? WHERE id = ?"),
       m_insertCode(m_database, "INSERT INTO pairing_codes (code_sha256, group_id, device_id, "
                                "expires_at) VALUES (?, ?, ?, ?)"),
+      m_liveCodes(m_database, "SELECT count(*) FROM pairing_codes WHERE expires_at > ?"),
       m_codeGroup(m_database,
                   "SELECT group_id FROM pairing_codes WHERE code_sha256 = ? AND expires_at > ?"),
       m_deleteCode(m_database, "DELETE FROM pairing_codes WHERE code_sha256 = ?"),
@@ -82,7 +98,9 @@ SqliteStore::SqliteStore(const std::string& path)
                   "DELETE FROM pairing_codes WHERE expires_at <= ?1 OR (group_id = ?2 AND seq NOT "
                   "IN (SELECT seq FROM pairing_codes WHERE group_id = ?2 AND expires_at > ?1 "
                   "ORDER BY seq DESC LIMIT ?3))"),
-      m_probe(m_database, "UPDATE probes SET count = count + 1") {}
+      m_probe(m_database, "UPDATE probes SET count = count + 1") {
+    m_database.hurry();
+}
 
 void SqliteStore::insertDevice(const std::string& group, const DeviceRecord& device,
                                const Digest& token) {
@@ -97,6 +115,16 @@ void SqliteStore::createGroup(const std::string& group, const DeviceRecord& firs
     Query(m_insertGroup, group, first.createdAt).run();
     insertDevice(group, first, token);
     transaction.commit();
+}
+
+void SqliteStore::markUsed(const std::string& group) {
+    if (Query(m_isUnused, group).next()) // else no lock for a write is taken
+        Query(m_markUsed, group).run();
+}
+
+int SqliteStore::removeUnused(std::int64_t madeBefore, int most) {
+    Query(m_removeUnused, madeBefore, std::int64_t{most}).run();
+    return m_database.changes();
 }
 
 std::optional<Member> SqliteStore::memberByToken(const Digest& token) {
@@ -161,6 +189,12 @@ void SqliteStore::addCode(const Digest& code, const Member& by, std::int64_t now
     Query(m_insertCode, code, by.group, by.device, expiresAt).run();
     Query(m_trimCodes, now, by.group, static_cast<std::int64_t>(maxLive)).run();
     transaction.commit();
+}
+
+std::int64_t SqliteStore::liveCodes(std::int64_t now) {
+    Query query(m_liveCodes, now);
+    query.next();
+    return query.integer(0);
 }
 
 std::optional<std::string> SqliteStore::groupOfCode(const Digest& code, std::int64_t now) {

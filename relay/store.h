@@ -31,6 +31,11 @@ public:
 
     virtual void createGroup(const std::string& group, const DeviceRecord& first,
                              const Digest& token) = 0;
+    /// A device of the group has opened a socket: from now on it is no unused one.
+    virtual void markUsed(const std::string& group) = 0;
+    /// Removes groups made at `madeBefore` or earlier that have one device and never were marked as
+    /// used, `most` at once; returns how many there were.
+    virtual int removeUnused(std::int64_t madeBefore, int most) = 0;
     [[nodiscard]] virtual std::optional<Member> memberByToken(const Digest& token) = 0;
     /// In the order in which they joined; empty if there is no such group.
     [[nodiscard]] virtual std::vector<DeviceRecord> devices(const std::string& group) = 0;
@@ -47,6 +52,8 @@ public:
     /// Keeps the `maxLive` youngest codes of the group.
     virtual void addCode(const Digest& code, const Member& by, std::int64_t now,
                          std::int64_t expiresAt, std::size_t maxLive) = 0;
+    /// How many codes of all groups have not lapsed.
+    [[nodiscard]] virtual std::int64_t liveCodes(std::int64_t now) = 0;
     /// The group of a code that has not lapsed.
     [[nodiscard]] virtual std::optional<std::string> groupOfCode(const Digest& code,
                                                                  std::int64_t now) = 0;

@@ -1,17 +1,20 @@
 #pragma once
 
+#include "relay/tls_stream.h"
+
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
-#include <boost/asio/ssl/stream.hpp>
+#include <boost/asio/ssl/stream_base.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <boost/beast/core/flat_stream.hpp>
 #include <boost/beast/core/role.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 
 #include <chrono>
 #include <memory>
+#include <optional>
 
 namespace sorrelwind::relay {
 
@@ -24,40 +27,40 @@ public:
     /// TLS if `tls` is given.
     Stream(boost::asio::ip::tcp::socket socket,
            const std::shared_ptr<boost::asio::ssl::context>& tls)
-        : m_tcp(std::make_unique<boost::beast::tcp_stream>(std::move(socket))) {
+        : m_parts(std::make_shared<Parts>(std::move(socket))) {
         if (tls)
-            m_tls = std::make_unique<Tls>(*m_tcp, *tls);
+            m_parts->tls.emplace(m_parts->tcp.socket(), *tls);
     }
 
-    [[nodiscard]] executor_type get_executor() { return m_tcp->get_executor(); }
-    [[nodiscard]] bool isTls() const { return m_tls != nullptr; }
+    [[nodiscard]] executor_type get_executor() { return m_parts->tcp.get_executor(); }
+    [[nodiscard]] bool isTls() const { return m_parts->tls.has_value(); }
 
     /// The operations that follow fail together when this time is over.
-    void expiresAfter(std::chrono::seconds time) { m_tcp->expires_after(time); }
-    void expiresNever() { m_tcp->expires_never(); }
+    void expiresAfter(std::chrono::seconds time);
+    void expiresNever();
 
     /// OpenSSL's end of the connection, for what is set and asked around the handshake; null if
     /// plain.
-    [[nodiscard]] SSL* tls() const { return m_tls ? m_tls->next_layer().native_handle() : nullptr; }
+    [[nodiscard]] SSL* tls() const { return isTls() ? m_parts->tls->handle() : nullptr; }
     template <class Token>
     auto asyncHandshake(boost::asio::ssl::stream_base::handshake_type role, Token&& token) {
-        return m_tls->next_layer().async_handshake(role, std::forward<Token>(token));
+        return m_parts->tls->asyncHandshake(role, std::forward<Token>(token));
     }
     template <class Buffers, class Token>
     auto async_read_some(const Buffers& buffers, Token&& token) {
-        if (m_tls)
-            return m_tls->async_read_some(buffers, std::forward<Token>(token));
-        return m_tcp->async_read_some(buffers, std::forward<Token>(token));
+        if (isTls())
+            return m_parts->tls->asyncReadSome(buffers, std::forward<Token>(token));
+        return m_parts->tcp.async_read_some(buffers, std::forward<Token>(token));
     }
     template <class Buffers, class Token>
     auto async_write_some(const Buffers& buffers, Token&& token) {
-        if (m_tls)
-            return m_tls->async_write_some(buffers, std::forward<Token>(token));
-        return m_tcp->async_write_some(buffers, std::forward<Token>(token));
+        if (isTls())
+            return m_parts->tls->asyncWriteSome(buffers, std::forward<Token>(token));
+        return m_parts->tcp.async_write_some(buffers, std::forward<Token>(token));
     }
 
     /// Ends the connection at once; what runs on it fails.
-    void cut() { m_tcp->close(); }
+    void cut() { m_parts->tcp.close(); }
     /// Ends the connection so that the last bytes sent arrive, even if the peer is still sending:
     /// closing with unread bytes would reset it. Takes `kCloseTime` at most.
     [[nodiscard]] boost::asio::awaitable<void> finish();
@@ -75,11 +78,16 @@ public:
     }
 
 private:
-    // flat_stream joins small buffers, of which TLS would make a record each.
-    using Tls = boost::beast::flat_stream<boost::asio::ssl::stream<boost::beast::tcp_stream&>>;
+    struct Parts {
+        explicit Parts(boost::asio::ip::tcp::socket socket)
+            : tcp(std::move(socket)), timer(tcp.get_executor()) {}
 
-    std::unique_ptr<boost::beast::tcp_stream> m_tcp;
-    std::unique_ptr<Tls> m_tls;
+        boost::beast::tcp_stream tcp;
+        std::optional<TlsStream> tls;
+        boost::asio::steady_timer timer; ///< of the TLS, which waits for the socket by itself
+    };
+
+    std::shared_ptr<Parts> m_parts;
 };
 
 } // namespace sorrelwind::relay

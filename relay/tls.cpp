@@ -14,6 +14,10 @@ std::shared_ptr<ssl::context> loadTls(const std::filesystem::path& cert,
     context->set_options(ssl::context::default_workarounds | ssl::context::no_compression |
                          ssl::context::no_tlsv1 | ssl::context::no_tlsv1_1 |
                          SSL_OP_NO_RENEGOTIATION);
+    // Of TLS 1.2 only what encrypts and authenticates in one (AEAD), with a key exchange of its own
+    // for each connection; all of TLS 1.3 does.
+    if (SSL_CTX_set_cipher_list(context->native_handle(), "ECDHE+AESGCM:ECDHE+CHACHA20") != 1)
+        throw StartError("this computer's TLS library has no AEAD ciphers for TLS 1.2");
     // Without a terminal there is nobody to type a passphrase: never ask for one.
     SSL_CTX_set_default_passwd_cb(context->native_handle(),
                                   [](char*, int, int, void*) { return 0; });

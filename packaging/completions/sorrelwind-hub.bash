@@ -23,7 +23,7 @@ _sorrelwind_hub() {
   elif [[ $cur == -* ]]; then
     COMPREPLY=($(compgen -W '--help --version --listen --data --tls-cert --tls-key --web
       --trusted-proxy --max-payload --max-devices --publish-rate --publish-burst --claim-failures
-      --new-groups --item-ttl' -- "$cur"))
+      --new-groups --item-ttl --max-connections --max-memory' -- "$cur"))
   elif ((cword == 1)); then
     COMPREPLY=($(compgen -W doctor -- "$cur"))
   fi

@@ -21,3 +21,5 @@ complete -c sorrelwind-hub -n $serve -l publish-burst -x -d 'Items at once from 
 complete -c sorrelwind-hub -n $serve -l claim-failures -x -d 'Wrong codes a minute and address'
 complete -c sorrelwind-hub -n $serve -l new-groups -x -d 'New groups an hour and address'
 complete -c sorrelwind-hub -n $serve -l item-ttl -x -d 'Seconds for which the newest item waits'
+complete -c sorrelwind-hub -n $serve -l max-connections -x -d 'Connections of an address'
+complete -c sorrelwind-hub -n $serve -l max-memory -x -d 'Bytes of all that is queued and held'

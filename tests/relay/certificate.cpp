@@ -1,47 +1,20 @@
 #include "tests/relay/certificate.h"
 
+#include "tests/support/certificate.h"
+
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl.hpp>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
 #include <openssl/x509.h>
 
-#include <cstdio>
 #include <memory>
-#include <stdexcept>
 
 namespace sorrelwind::relay::test {
 
 namespace net = boost::asio;
 
-namespace {
-
-using File = std::unique_ptr<FILE, int (*)(FILE*)>;
-
-File create(const std::filesystem::path& path) {
-    return {std::fopen(path.c_str(), "w"), fclose};
-}
-
-} // namespace
-
 void writeCertificate(const std::filesystem::path& cert, const std::filesystem::path& key,
                       long serial, long seconds) {
-    const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> pair(EVP_EC_gen("P-256"),
-                                                                   EVP_PKEY_free);
-    const std::unique_ptr<X509, decltype(&X509_free)> x509(X509_new(), X509_free);
-    ASN1_INTEGER_set(X509_get_serialNumber(x509.get()), serial);
-    X509_gmtime_adj(X509_getm_notBefore(x509.get()), -3600);
-    X509_gmtime_adj(X509_getm_notAfter(x509.get()), seconds);
-    X509_set_pubkey(x509.get(), pair.get());
-    auto* name = X509_get_subject_name(x509.get());
-    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                               reinterpret_cast<const unsigned char*>("localhost"), -1, -1, 0);
-    X509_set_issuer_name(x509.get(), name);
-    X509_sign(x509.get(), pair.get(), EVP_sha256());
-    if (PEM_write_X509(create(cert).get(), x509.get()) != 1 ||
-        PEM_write_PrivateKey(create(key).get(), pair.get(), nullptr, nullptr, 0, nullptr,
-                             nullptr) != 1)
-        throw std::runtime_error("cannot write the certificate");
+    sorrelwind::test::writeCertificate(cert, key, {.serial = serial, .until = seconds});
 }
 
 TlsReply exchangeTls(unsigned short port, const std::string& bytes, const std::string& mark) {
@@ -49,6 +22,7 @@ TlsReply exchangeTls(unsigned short port, const std::string& bytes, const std::s
     net::ssl::context tls(net::ssl::context::tls_client);
     net::ssl::stream<net::ip::tcp::socket> stream(io, tls);
     stream.next_layer().connect({net::ip::address_v4::loopback(), port});
+    SSL_set_tlsext_host_name(stream.native_handle(), "localhost"); // Caddy wants to be called so
     stream.handshake(net::ssl::stream_base::client);
     const std::unique_ptr<X509, decltype(&X509_free)> peer(
         SSL_get1_peer_certificate(stream.native_handle()), X509_free);
@@ -59,6 +33,18 @@ TlsReply exchangeTls(unsigned short port, const std::string& bytes, const std::s
     while (!error && reply.text.find(mark) == std::string::npos)
         reply.text.append(buffer, stream.read_some(net::buffer(buffer), error));
     return reply;
+}
+
+std::string tls12Cipher(unsigned short port, const char* offered) {
+    net::io_context io;
+    net::ssl::context tls(net::ssl::context::tlsv12_client);
+    if (SSL_CTX_set_cipher_list(tls.native_handle(), offered) != 1)
+        throw std::runtime_error("no such ciphers");
+    net::ssl::stream<net::ip::tcp::socket> stream(io, tls);
+    stream.next_layer().connect({net::ip::address_v4::loopback(), port});
+    boost::system::error_code error;
+    stream.handshake(net::ssl::stream_base::client, error);
+    return error ? "" : SSL_get_cipher_name(stream.native_handle());
 }
 
 } // namespace sorrelwind::relay::test

@@ -18,4 +18,7 @@ struct TlsReply {
 /// Sends bytes over TLS (any certificate will do) and reads until `mark` has come.
 TlsReply exchangeTls(unsigned short port, const std::string& bytes, const std::string& mark);
 
+/// The cipher that the hub chooses from this list (openssl-ciphers(1)) for TLS 1.2, "" if none.
+std::string tls12Cipher(unsigned short port, const char* offered);
+
 } // namespace sorrelwind::relay::test

@@ -68,6 +68,8 @@ Reply Http::send(const Request& request) {
     message.set(http::field::host, "127.0.0.1");
     if (!request.token.empty())
         message.set(http::field::authorization, "Bearer " + request.token);
+    if (!request.body.empty())
+        message.set(http::field::content_type, "application/json");
     for (const auto& [name, value] : request.headers)
         message.set(name, value);
     message.body() = request.body;
@@ -193,7 +195,10 @@ struct RawConnection::State {
     tcp::socket socket{io};
 };
 
-RawConnection::RawConnection(unsigned short port) : m_state(std::make_unique<State>()) {
+RawConnection::RawConnection(unsigned short port, const std::string& from)
+    : m_state(std::make_unique<State>()) {
+    m_state->socket.open(tcp::v4());
+    m_state->socket.bind({net::ip::make_address(from), 0});
     m_state->socket.connect(loopback(port));
 }
 

@@ -82,7 +82,7 @@ std::string upgradeRequest(const std::string& token);
 /// A plain TCP connection for what no proper client sends.
 class RawConnection {
 public:
-    explicit RawConnection(unsigned short port);
+    explicit RawConnection(unsigned short port, const std::string& from = "127.0.0.1");
     ~RawConnection();
     void write(std::string_view bytes);
     void shutDownSending();

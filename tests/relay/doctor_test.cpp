@@ -82,8 +82,8 @@ TEST(Doctor, findsNothingWrongWithAHubOnLoopback) {
     HubProgram hub(folder.path());
     const auto diagnosis = examine(local(hub.port()), "28", 60s);
     EXPECT_EQ(diagnosis.status, 0);
-    for (const auto* about : {"address", "reachable", "hub", "version", "proxy", "clock", "store",
-                              "large", "websocket", "idle"})
+    for (const auto* about : {"address", "reachable", "hub", "version", "proxy", "page", "clock",
+                              "store", "large", "websocket", "idle"})
         EXPECT_EQ(diagnosis.level(about), "ok") << about << " in " << diagnosis.text;
     expectNothingLeft(hub);
 }
@@ -120,19 +120,29 @@ TEST(Doctor, judgesTheHubsOwnCertificate) {
     }
 }
 
+std::string guidesNginx(unsigned short hub) {
+    return guideSnippet("nginx", {{"listen 443", "listen 127.0.0.1:PORT"},
+                                  {"    listen [::]:443 ssl;\n", ""},
+                                  {"server_name hub.example", "server_name localhost"},
+                                  {"/etc/letsencrypt/live/hub.example/fullchain.pem", "CERT"},
+                                  {"/etc/letsencrypt/live/hub.example/privkey.pem", "KEY"},
+                                  {"127.0.0.1:8787", "127.0.0.1:" + std::to_string(hub)}});
+}
+std::string guidesCaddy(unsigned short hub) {
+    return guideSnippet("caddy", {{"hub.example", "localhost:PORT"},
+                                  {"127.0.0.1:8787", "127.0.0.1:" + std::to_string(hub)}});
+}
+
+/// The head of the answer to a request by the proxy on this port.
+std::string askByProxy(unsigned short port, const std::string& request) {
+    return exchangeTls(port, request + " HTTP/1.1\r\nHost: localhost\r\n\r\n", "\r\n\r\n").text;
+}
+
 TEST(Doctor, findsNothingWrongWithTheGuidesProxies) {
     TemporaryFolder folder;
     HubProgram hub(folder.path(), {"--trusted-proxy", "127.0.0.1"});
-    const auto port = std::to_string(hub.port());
-    const Nginx nginx(
-        guideSnippet("nginx", {{"listen 443", "listen 127.0.0.1:PORT"},
-                               {"    listen [::]:443 ssl;\n", ""},
-                               {"server_name hub.example", "server_name localhost"},
-                               {"/etc/letsencrypt/live/hub.example/fullchain.pem", "CERT"},
-                               {"/etc/letsencrypt/live/hub.example/privkey.pem", "KEY"},
-                               {"127.0.0.1:8787", "127.0.0.1:" + port}}));
-    const Caddy caddy(guideSnippet(
-        "caddy", {{"hub.example", "localhost:PORT"}, {"127.0.0.1:8787", "127.0.0.1:" + port}}));
+    const Nginx nginx(guidesNginx(hub.port()));
+    const Caddy caddy(guidesCaddy(hub.port()));
     const struct {
         const char* name;
         unsigned short port;
@@ -143,15 +153,53 @@ TEST(Doctor, findsNothingWrongWithTheGuidesProxies) {
         const Authority authority(c.trusted);
         const auto diagnosis = examine(localTls(c.port));
         for (const auto* about :
-             {"address", "hub", "version", "proxy", "clock", "store", "large", "websocket"})
+             {"address", "hub", "version", "proxy", "page", "clock", "store", "large", "websocket"})
             EXPECT_EQ(diagnosis.level(about), "ok")
                 << about << " behind " << c.name << " in " << diagnosis.text;
         // The proxies listen on 127.0.0.1; where "localhost" is ::1 as well, that is worth a
         // warning.
         EXPECT_NE(diagnosis.level("reachable"), "fail") << diagnosis.text;
         EXPECT_EQ(diagnosis.status, 0);
+        auto head = askByProxy(c.port, "GET /healthz");
+        std::transform(head.begin(), head.end(), head.begin(), ::tolower);
+        EXPECT_NE(head.find("strict-transport-security: max-age="), std::string::npos) << head;
     }
     expectNothingLeft(hub);
+}
+
+TEST(Doctor, theGuidesProxiesLogNoTokenWhenTheHubDies) {
+    TemporaryFolder folder;
+    HubProgram hub(folder.path(), {"--trusted-proxy", "127.0.0.1"});
+    Nginx nginx(guidesNginx(hub.port()));
+    Caddy caddy(guidesCaddy(hub.port()));
+    {
+        const Authority nobody("/dev/null");
+        const std::vector<std::string> idle{builtHub().string(), "doctor", "--idle", "600"};
+        const auto by = [&](unsigned short port) {
+            auto command = idle;
+            command.push_back(localTls(port));
+            return command;
+        };
+        Program overNginx(by(nginx.port()));
+        Program overCaddy(by(caddy.port()));
+        ASSERT_TRUE(overNginx.waitForLog("websocket"));
+        ASSERT_TRUE(overCaddy.waitForLog("websocket"));
+        hub.signal(SIGKILL);
+        hub.wait();
+        EXPECT_EQ(overNginx.wait(), 1);
+        EXPECT_EQ(overCaddy.wait(), 1);
+    }
+    for (const auto port : {nginx.port(), caddy.port()})
+        for (const auto* head : {"GET /ws?token=a.secret&x=%zz", "GET /crypto"}) {
+            const auto answer = askByProxy(port, head);
+            EXPECT_NE(answer.find(" 502 "), std::string::npos) << answer;
+        }
+    const std::regex token("token=(?!hidden)");
+    for (const auto& log : {nginx.endAndRead(), caddy.endAndRead()}) {
+        EXPECT_NE(log.find("onnection refused"), std::string::npos) << "nothing was logged at all";
+        EXPECT_FALSE(std::regex_search(log, token)) << log;
+        EXPECT_EQ(log.find("secret"), std::string::npos) << log;
+    }
 }
 
 TEST(Doctor, saysWhatAProxyDoesWrong) {
@@ -173,6 +221,7 @@ TEST(Doctor, saysWhatAProxyDoesWrong) {
         {"no forwarding", upstream + upgrade, 0, "proxy", "warn", "passes no X-Forwarded-For"},
         {"not trusted", upstream + upgrade + "proxy_set_header X-Forwarded-For $remote_addr;\n", 0,
          "proxy", "warn", "--trusted-proxy"},
+        {"no Host", upstream + upgrade, 0, "page", "warn", "pass on the browser's Host"},
         {"small bodies", upstream + upgrade, 0, "large", "warn", "client_max_body_size"},
         {"impatient", upstream + upgrade + "proxy_read_timeout 2s;\n", 1, "idle", "fail",
          "closed after 2 seconds", "20"},

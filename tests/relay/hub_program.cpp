@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 
 namespace sorrelwind::relay::test {
@@ -95,6 +96,14 @@ Program::~Program() {
 
 void Program::signal(int number) const {
     ::kill(m_pid, number);
+}
+
+std::size_t Program::residentBytes() const {
+    std::ifstream stream("/proc/" + std::to_string(m_pid) + "/statm");
+    std::size_t whole = 0;
+    std::size_t resident = 0;
+    stream >> whole >> resident;
+    return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
 bool Program::readMore(Clock::time_point deadline) {

@@ -36,11 +36,14 @@ public:
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
+    [[nodiscard]] pid_t pid() const { return m_pid; }
     void signal(int number) const;
     /// Reads on until it has `text`; false when time or the program is over before.
     bool waitForLog(const std::string& text);
     /// Waits for the end; the exit status, 128 + the signal that killed it, or -1 in time.
     int wait(std::chrono::milliseconds time = kPatience);
+    /// Bytes of memory that it has now.
+    [[nodiscard]] std::size_t residentBytes() const;
     /// All of stdout and stderr so far.
     [[nodiscard]] const std::string& log() const { return m_log; }
 

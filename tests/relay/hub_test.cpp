@@ -3,6 +3,7 @@
 #include "relay/api.h"
 #include "relay/hub.h"
 #include "relay/sqlite_store.h"
+#include "tests/relay/hub_program.h"
 
 #include <boost/json.hpp>
 #include <gtest/gtest.h>
@@ -16,12 +17,13 @@ using namespace std::string_literals;
 class Listener : public Outlet {
 public:
     bool send(const Frame& frame) override {
-        last = boost::json::parse(*frame).as_object();
+        last = boost::json::parse(frame.text()).as_object();
         return true;
     }
-    void close(Goodbye) override {}
+    void close(Goodbye why) override { closed = why; }
 
     boost::json::object last;
+    std::optional<Goodbye> closed;
 };
 
 class HubTest : public testing::Test {
@@ -40,7 +42,11 @@ protected:
     }
     /// The head of a publish over REST.
     static Head itemHead(const std::string& authorization) {
-        return {"POST", "/items", authorization, "", "", "", address("192.0.2.1")};
+        return {.method = "POST",
+                .target = "/items",
+                .authorization = authorization,
+                .contentType = "application/json",
+                .client = address("192.0.2.1")};
     }
     static int status(const Answer<Hub::Joined>& answer) {
         return answer ? 200 : answer.error().status;
@@ -118,6 +124,7 @@ TEST_F(HubTest, aRemovedDevicesCodesAreDead) {
 
 TEST_F(HubTest, wrongCodesAreLimitedByAddressAndOverall) {
     const auto first = create();
+    const auto other = create("other");
     const auto code = hub.createCode(member(first), now).code;
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(status(claim("AAAA-AAAA")), 403);
@@ -127,12 +134,25 @@ TEST_F(HubTest, wrongCodesAreLimitedByAddressAndOverall) {
     now = now.after(1min);
     EXPECT_EQ(status(claim(code)), 200);
 
-    const auto next = hub.createCode(member(first), now).code;
-    for (int i = 0; i < 30; ++i)
-        EXPECT_EQ(status(claim("AAAA-AAAA", ("192.0.3." + std::to_string(i)).c_str())), 403);
-    EXPECT_EQ(status(claim(next, "192.0.4.1")), 429);
-    now = now.after(1min);
-    EXPECT_EQ(status(claim(next, "192.0.4.1")), 200);
+    // In all as many as keep a hit unlikely, by the codes alive.
+    int alive = 0;
+    for (const auto& [codes, allowed] : {std::pair(1, 592), {2, 296}, {5, 118}, {8, 100}}) {
+        SCOPED_TRACE(codes);
+        std::string good;
+        for (; alive < codes; ++alive)
+            good = hub.createCode(member(alive < 4 ? first : other), now).code;
+        const auto wrong = [&](int i) {
+            const auto from = "198.51." + std::to_string(i / 200) + '.' + std::to_string(i % 200);
+            return status(claim("AAAA-AAAA", from.c_str()));
+        };
+        for (int i = 0; i < allowed; ++i)
+            ASSERT_EQ(wrong(i), 403) << i;
+        EXPECT_EQ(wrong(allowed), 429);
+        EXPECT_EQ(status(claim(good, "192.0.4.1")), 429);
+        now = now.after(1min);
+        EXPECT_EQ(wrong(0), 403);
+        now = now.after(1min);
+    }
 }
 
 TEST_F(HubTest, newGroupsAreLimitedByAddress) {
@@ -146,6 +166,33 @@ TEST_F(HubTest, newGroupsAreLimitedByAddress) {
     EXPECT_TRUE(hub.createGroup(device, address("192.0.2.2"), now));
     now = now.after(1h);
     EXPECT_TRUE(hub.createGroup(device, address("192.0.2.1"), now));
+}
+
+TEST_F(HubTest, aGroupThatNobodyUsedIsForgottenAfterADay) {
+    const auto unused = create("unused");
+    const auto opened = create("opened");
+    const auto shared = create("shared");
+    joinedTo(shared);
+    {
+        Listener listener;
+        hub.open(member(opened), listener, now);
+        hub.closed(member(opened), listener, now);
+    }
+    const auto isThere = [&](const Hub::Joined& joined) {
+        hub.tick(now);
+        return hub.authenticate(joined.token, now).has_value();
+    };
+    now = now.after(24h - 1min);
+    const auto late = create("late");
+    EXPECT_TRUE(isThere(unused)) << "requests alone are no use";
+    now = now.after(1min);
+    EXPECT_FALSE(isThere(unused));
+    for (const auto& used : {opened, shared, late})
+        EXPECT_TRUE(isThere(used)) << used.device.name;
+    now = now.after(24h);
+    for (const auto& used : {opened, shared})
+        EXPECT_TRUE(isThere(used)) << used.device.name;
+    EXPECT_FALSE(isThere(late));
 }
 
 TEST_F(HubTest, theFirstSaltStands) {
@@ -246,12 +293,84 @@ TEST_F(HubTest, framesAreAnsweredWhereTheyAskForIt) {
         {R"({"type":"publish","item":7})", R"({"type":"ack","status":400})"},
         {R"({"type":"received","id":"A"})", "{}"},
         {"rubbish", "{}"},
+        {R"({"item":{"id":"C","payload":"p","mime":"t","ts":1.0},"type":"publish"})",
+         R"({"type":"ack","status":200,"ref":"C","recipients":0})"},
     };
     for (const auto& [frame, answer] : cases) {
         listener.last = {};
         hub.frame(member(first), listener, frame, now);
         EXPECT_EQ(listener.last, boost::json::parse(answer)) << frame;
     }
+}
+
+TEST_F(HubTest, framesThatAreNotKnownCountAsAttempts) {
+    for (const auto* frame : {"rubbish", R"({"type":"dance"})", R"({"type":"received"})"}) {
+        const auto first = create();
+        Listener listener;
+        hub.open(member(first), listener, now);
+        for (int i = 0; i < 20; ++i)
+            hub.frame(member(first), listener, frame, now);
+        hub.frame(member(first), listener, R"({"type":"publish","item":{"id":"A"}})", now);
+        EXPECT_EQ(listener.last.at("status"), 429) << frame;
+        EXPECT_EQ(listener.last.at("ref"), "A");
+        hub.frame(member(first), listener, "unread" + std::string(kMaxBody, '['), now);
+        EXPECT_EQ(listener.last.at("status"), 429);
+        EXPECT_FALSE(listener.last.contains("ref")) << "it was read";
+        EXPECT_FALSE(listener.closed);
+    }
+}
+
+TEST_F(HubTest, aLargeFrameThatPublishesNothingClosesItsSocket) {
+    const auto first = create();
+    const auto sent = [&](const std::string& begin, std::size_t size, const std::string& end) {
+        Listener listener;
+        hub.open(member(first), listener, now);
+        const auto padding = std::string(size - begin.size() - end.size(), ' ');
+        hub.frame(member(first), listener, begin + padding + end, now);
+        hub.closed(member(first), listener, now);
+        return listener.closed;
+    };
+    EXPECT_EQ(sent("{", kMaxBody + 1, R"("type":"dance"})"), Goodbye::tooLarge);
+    EXPECT_EQ(sent("[1,", kMaxBody + 1, "2]"), Goodbye::tooLarge);
+    EXPECT_EQ(sent(R"({"type":"received","id":"A")", kMaxBody + 1, "}"), Goodbye::tooLarge);
+    EXPECT_EQ(sent("{", kMaxBody, R"("type":"dance"})"), std::nullopt);
+    EXPECT_EQ(sent(R"({"item":{"id":"A"})", kMaxBody + 1, R"(,"type":"publish"})"), std::nullopt);
+}
+
+TEST_F(HubTest, whatMembersWriteIsLimitedByDeviceAndGroup) {
+    const Site site;
+    Api api(hub, site);
+    const auto first = create();
+    const auto second = joinedTo(first);
+    const auto third = joinedTo(first);
+    const auto send = [&](const Hub::Joined& by, const char* method, const std::string& target,
+                          const char* body) {
+        const auto authorization = "Bearer " + by.token;
+        const Head head{.method = method,
+                        .target = target,
+                        .authorization = authorization,
+                        .contentType = "application/json",
+                        .client = address("192.0.2.1")};
+        return api.handle(head, body, now).status;
+    };
+    const auto rename = [&](const Hub::Joined& by) {
+        return send(by, "PATCH", "/devices/" + by.device.id, R"({"name":"x"})");
+    };
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(rename(first), 200);
+    for (const auto* path : {"/pair", "/crypto"})
+        EXPECT_EQ(send(first, "POST", path, ""), 429) << path;
+    EXPECT_EQ(rename(first), 429);
+    EXPECT_EQ(send(first, "DELETE", "/devices/none", ""), 429);
+    EXPECT_EQ(send(first, "GET", "/crypto", ""), 200);
+    EXPECT_EQ(rename(second), 429) << "the group has had enough";
+    EXPECT_EQ(send(third, "DELETE", "/devices/" + second.device.id, ""), 200)
+        << "who floods the group can be removed";
+    now = now.after(1s);
+    EXPECT_EQ(rename(first), 200);
+    EXPECT_EQ(rename(first), 429);
+    EXPECT_EQ(rename(third), 200);
+    EXPECT_EQ(rename(create("stranger")), 200);
 }
 
 TEST_F(HubTest, lastSeenIsKnownAtOnceAndWrittenDownTogether) {
@@ -269,6 +388,26 @@ TEST_F(HubTest, lastSeenIsKnownAtOnceAndWrittenDownTogether) {
     now = now.after(60s);
     hub.tick(now);
     EXPECT_EQ(store.devices(first.group)[1].lastSeen, created + 10'000);
+}
+
+TEST(SqliteStore, takesOverOlderTablesAndKeepsTheirGroups) {
+    const test::TemporaryFolder folder;
+    const auto path = folder.path() / "hub.db";
+    const auto make = [](Store& store, const std::string& name) {
+        store.createGroup(name, {name, "device", "linux", 1, 1}, sha256(name));
+    };
+    {
+        SqliteStore store(path);
+        make(store, "old");
+    }
+    Database(path).run("DROP INDEX unused_groups; DROP INDEX pairing_codes_by_end; "
+                       "ALTER TABLE groups DROP COLUMN unused; PRAGMA user_version = 1");
+    for (const bool again : {false, true}) {
+        SqliteStore store(path);
+        make(store, again ? "newer" : "new");
+        EXPECT_EQ(store.removeUnused(1, 10), 1);
+        EXPECT_EQ(store.memberByToken(sha256("old")), (Member{"old", "old"}));
+    }
 }
 
 } // namespace

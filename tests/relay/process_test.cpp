@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <memory>
 #include <regex>
 
 namespace sorrelwind::relay::test {
@@ -101,12 +102,29 @@ TEST_F(Process, aRequestMustBeWholeIn15Seconds) {
         EXPECT_EQ(connection->readToEnd(), "");
 }
 
+TEST_F(Process, newcomersWaitWhenAllDescriptorsAreInUse) {
+    const HubProgram hub(folder.path(), {"--nofile=80", builtHub(), "--max-connections", "0"},
+                         "prlimit");
+    std::vector<std::unique_ptr<RawConnection>> busy;
+    for (int i = 0; i < 60; ++i) {
+        busy.push_back(std::make_unique<RawConnection>(hub.port()));
+        busy.back()->write("GET /healthz HTTP/1.1\r\nHost: h");
+    }
+    // Only when those have run out of time.
+    EXPECT_EQ(request(hub.port(), {"GET", "/healthz"}).status, 200);
+}
+
 TEST_F(Process, speaksTlsAndRenewsItsCertificate) {
     writeCertificate(cert, key, 1);
     HubProgram hub(folder.path(), tls);
     EXPECT_TRUE(hub.waitForLog("listening on https://127.0.0.1:"));
 
-    const std::string create = "POST /groups HTTP/1.1\r\nHost: h\r\nContent-Length: 27\r\n\r\n"
+    for (const auto* good : {"ECDHE-ECDSA-AES128-GCM-SHA256", "ECDHE-ECDSA-CHACHA20-POLY1305"})
+        EXPECT_EQ(tls12Cipher(hub.port(), good), good);
+    EXPECT_EQ(tls12Cipher(hub.port(), "ALL:!AESGCM:!CHACHA20:@SECLEVEL=0"), "");
+
+    const std::string create = "POST /groups HTTP/1.1\r\nHost: h\r\nContent-Length: 27\r\n"
+                               "Content-Type: application/json\r\n\r\n"
                                R"({"name":"a","platform":"b"})";
     const auto created = exchangeTls(hub.port(), create, "}");
     EXPECT_EQ(created.serial, 1);
@@ -151,6 +169,7 @@ TEST_F(Process, saysInOneSentenceWhyItCannotStart) {
         {{"--publish-burst", "0.5"}, 2, "--publish-burst: must be 0 or at least 1"},
         {{"--publish-burst", "nan"}, 2, "--publish-burst"},
         {{"--publish-rate", "nan"}, 2, "--publish-rate"},
+        {{"--max-memory", "40000000"}, 2, "--max-memory: must be 0 or at least 42205184"},
         {{"--nonsense"}, 2, "--nonsense"},
     };
     for (const auto& [flags, status, says] : cases) {

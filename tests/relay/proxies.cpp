@@ -7,6 +7,7 @@
 
 #include <poll.h>
 
+#include <csignal>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -50,6 +51,17 @@ void awaitPort(unsigned short port, const std::string& who) {
     }
 }
 
+std::string everythingOf(Program& program, const std::filesystem::path& folder) {
+    program.signal(SIGTERM);
+    if (program.wait() != 0)
+        throw std::runtime_error("the proxy did not end: " + program.log());
+    auto text = program.log();
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+        if (entry.is_regular_file())
+            text += contentOf(entry.path());
+    return text;
+}
+
 } // namespace
 
 std::string guideSnippet(const std::string& language, const Replacements& replacements) {
@@ -91,21 +103,33 @@ std::string Nginx::prepare(std::string server) {
     return in("nginx.conf");
 }
 
-Caddy::Caddy(std::string site)
-    : m_port(freePort()),
-      m_program({"/usr/bin/env", "HOME=" + m_folder.path().string(), SORRELWIND_CADDY, "run",
-                 "--adapter", "caddyfile", "--config", prepare(std::move(site))}) {
-    awaitPort(m_port, "Caddy");
+std::string Nginx::endAndRead() {
+    return everythingOf(m_program, m_folder.path());
 }
 
-std::string Caddy::prepare(std::string site) {
-    replaceAll(site, "PORT", std::to_string(m_port));
+Caddy::Caddy(std::string caddyfile)
+    : m_port(freePort()),
+      m_program({"/usr/bin/env", "HOME=" + m_folder.path().string(), SORRELWIND_CADDY, "run",
+                 "--adapter", "caddyfile", "--config", prepare(std::move(caddyfile))}) {
+    awaitPort(m_port, "Caddy");
+    if (!m_program.waitForLog("certificate obtained successfully"))
+        throw std::runtime_error("Caddy made no certificate: " + m_program.log());
+}
+
+std::string Caddy::prepare(std::string caddyfile) {
+    if (!caddyfile.starts_with("{\n"))
+        throw std::runtime_error("the Caddyfile must begin with its options");
+    caddyfile.insert(2, "  admin off\n  auto_https disable_redirects\n  local_certs\n"
+                        "  skip_install_trust\n  default_bind 127.0.0.1\n  storage file_system " +
+                            m_folder.path().string() + '\n');
+    replaceAll(caddyfile, "PORT", std::to_string(m_port));
     const auto path = (m_folder.path() / "Caddyfile").string();
-    std::ofstream(path) << "{\n  admin off\n  auto_https disable_redirects\n  local_certs\n"
-                        << "  skip_install_trust\n  default_bind 127.0.0.1\n  storage file_system "
-                        << m_folder.path().string() << "\n}\n"
-                        << site;
+    std::ofstream(path) << caddyfile;
     return path;
+}
+
+std::string Caddy::endAndRead() {
+    return everythingOf(m_program, m_folder.path());
 }
 
 std::string Caddy::trusted() const {

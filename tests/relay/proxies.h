@@ -25,6 +25,8 @@ public:
 
     [[nodiscard]] unsigned short port() const { return m_port; }
     [[nodiscard]] std::string trusted() const { return (m_folder.path() / "cert.pem").string(); }
+    /// Ends it; all that it said and all the files that it wrote.
+    [[nodiscard]] std::string endAndRead();
 
 private:
     std::string prepare(std::string server);
@@ -34,16 +36,18 @@ private:
     Program m_program;
 };
 
-/// A real Caddy with this site for localhost:PORT, which makes its own certificates.
+/// A real Caddy with this Caddyfile, which has a block of options and a site for localhost:PORT; it
+/// makes its own certificates.
 class Caddy {
 public:
-    explicit Caddy(std::string site);
+    explicit Caddy(std::string caddyfile);
 
     [[nodiscard]] unsigned short port() const { return m_port; }
     [[nodiscard]] std::string trusted() const;
+    [[nodiscard]] std::string endAndRead();
 
 private:
-    std::string prepare(std::string site);
+    std::string prepare(std::string caddyfile);
 
     TemporaryFolder m_folder;
     unsigned short m_port;

@@ -103,6 +103,35 @@ TEST_F(RestTest, refusalsAreSaidInJson) {
     EXPECT_EQ(send({"PUT", "/crypto"}).headers.at("allow"), "GET, POST");
 }
 
+TEST_F(RestTest, pagesOfOtherSitesSpendNothing) {
+    // What a page can have sent without asking first, and what it would have to ask for.
+    const std::string device = R"({"name":"a","platform":"web"})";
+    const auto member = createGroup(hub.port());
+    const auto own = "http://127.0.0.1:" + std::to_string(hub.port());
+    const std::tuple<Request, std::string, std::string, int> cases[] = {
+        {{"POST", "/groups", device}, "text/plain", "", 415},
+        {{"POST", "/groups", device}, "", "", 415},
+        {{"POST", "/groups", device}, "application/json-patch+json", "", 415},
+        {{"POST", "/groups", device}, "Application/JSON ; charset=utf-8", "", 200},
+        {{"POST", "/groups", device}, "application/json", "http://evil.example", 403},
+        {{"POST", "/groups", device}, "application/json", "null", 403},
+        {{"POST", "/groups", device}, "application/json", own, 200},
+        {{"POST", "/pair/claim", kWrongClaim}, "application/json", "http://127.0.0.1:1", 403},
+        {{"POST", "/pair", {}, member.token}, "", "", 200},
+        {{"POST", "/items", json::serialize(item("1")), member.token}, "text/plain", "", 415},
+        {{"PATCH", "/devices/" + member.id, R"({"name":"b"})", member.token}, "a/b", "", 415},
+        {{"GET", "/crypto", {}, member.token}, "", "http://evil.example", 200},
+    };
+    for (auto [wanted, type, origin, status] : cases) {
+        wanted.headers = {{"Content-Type", type},
+                          {"Host", "127.0.0.1:" + std::to_string(hub.port())}};
+        if (!origin.empty())
+            wanted.headers["Origin"] = origin;
+        EXPECT_EQ(send(wanted).status, status) << wanted.path << ' ' << type << ' ' << origin;
+    }
+    EXPECT_EQ(send({"POST", "/pair/claim", kWrongClaim}).status, 403);
+}
+
 TEST_F(RestTest, wrongCodesAreSlowedDown) {
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(send({"POST", "/pair/claim", kWrongClaim}).status, 403);
@@ -140,13 +169,15 @@ TEST_F(RestTest, manyRequestsShareAConnection) {
     const auto body = json::serialize(item("long", std::string(90'000, 'x')));
     RawConnection raw(hub.port());
     raw.write("POST /items HTTP/1.1\r\nHost: h\r\nConnection: close\r\nAuthorization: Bearer " +
-              device.token + "\r\nExpect: 100-continue\r\nContent-Length: " +
+              device.token +
+              "\r\nContent-Type: application/json\r\nExpect: 100-continue\r\nContent-Length: " +
               std::to_string(body.size()) + "\r\n\r\n" + body);
     const auto answer = raw.readToEnd();
     EXPECT_TRUE(answer.starts_with("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\n")) << answer;
 }
 
-TEST_F(RestTest, whatIsNoRequestIsRefused) {
+TEST_F(RestTest, headsAreReadStrictly) {
+    const std::string after = "0\r\n\r\nGET /healthz HTTP/1.1\r\nHost: h\r\n\r\n";
     const std::pair<std::string, std::string> cases[] = {
         {"rubbish\r\n\r\n", "400"},
         {"GET / HTTP/1.1\r\nHost: h\r\nX: " + std::string(9000, 'x') + "\r\n\r\n", "431"},
@@ -154,12 +185,25 @@ TEST_F(RestTest, whatIsNoRequestIsRefused) {
         {"POST /groups HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n11000\r\n" +
              std::string(0x11000, ' ') + "\r\n0\r\n\r\n",
          "413"},
+        {"GET /healthz HTTP/1.1\r\n\r\n", "400"},
+        {"GET /healthz HTTP/1.1\r\nHost: h\r\nHost: h\r\n\r\n", "400"},
+        {"POST /groups HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: gzip\r\n\r\n" + after, "501"},
+        {"POST /groups HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: gzip, chunked\r\n\r\n" + after,
+         "501"},
+        {"POST /groups HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: gzip\r\n"
+         "Transfer-Encoding: chunked\r\n\r\n" +
+             after,
+         "501"},
+        {"GET http://h:1/healthz HTTP/1.1\r\nHost: other\r\nConnection: close\r\n\r\n", "200"},
+        {"GET https://h HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n", "200"},
     };
     for (const auto& [bytes, status] : cases) {
         RawConnection raw(hub.port());
         raw.write(bytes);
         raw.shutDownSending();
-        EXPECT_TRUE(raw.readToEnd().starts_with("HTTP/1.1 " + status)) << status;
+        const auto answer = raw.readToEnd();
+        EXPECT_TRUE(answer.starts_with("HTTP/1.1 " + status)) << bytes << answer;
+        EXPECT_EQ(answer.find("HTTP/1.1", 1), std::string::npos) << "a second answer: " << bytes;
     }
 }
 

@@ -100,6 +100,29 @@ TEST(DeviceName, isTrimmedAndBounded) {
         {"a\u0085b", {}},
         {"a\u2028b", {}},
         {std::string(2000, ' ') + "a", {}},
+        // Bidirectional controls and what has no width, except where emoji are made of it.
+        {"a\u202egpj.exe", {}},
+        {"a\u200fb", {}},
+        {"a\u061cb", {}},
+        {"\u2066a\u2069", {}},
+        {"a\u200b", {}},
+        {"\ufeffa", {}},
+        {"a\u2060b", {}},
+        {"a\u00adb", {}},
+        {"\u3164", {}},
+        {"\ufe0f", {}},
+        {"a\u200db", {}},
+        {"a\u200d\U0001F4BB", {}},
+        {"\U0001F469\u200d", {}},
+        {"a\U000E0067", {}},
+        {"\U0001F469\u200d\u2764\ufe0f\u200d\U0001F468",
+         "\U0001F469\u200d\u2764\ufe0f\u200d\U0001F468"},
+        {"\U0001F468\U0001F3FD\u200d\U0001F4BB x", "\U0001F468\U0001F3FD\u200d\U0001F4BB x"},
+        {"\U0001F3F4\U000E0067\U000E0062\U000E007F", "\U0001F3F4\U000E0067\U000E0062\U000E007F"},
+        {"1\ufe0f\u20e3", "1\ufe0f\u20e3"},
+        {"葛\U000E0100", "葛\U000E0100"},
+        {"e\u0301", "e\u0301"},
+        {"لابتوب", "لابتوب"},
     };
     for (const auto& [text, name] : cases)
         EXPECT_EQ(deviceName(text), name) << text;
@@ -158,6 +181,18 @@ TEST(Target, findsPathQueryAndToken) {
     EXPECT_EQ(pathOf("/ws?token=a?b"), "/ws");
     EXPECT_EQ(pathOf("/"), "/");
     EXPECT_EQ(pathOf(""), "");
+    const std::tuple<const char*, const char*, const char*> absolute[] = {
+        {"http://h:80/ws?token=a/b", "/ws", "h:80"},
+        {"HTTPS://h", "/", "h"},
+        {"http://h?/x", "/", "h"},
+        {"/http://h/x", "/http://h/x", ""},
+        {"ftp://h/x", "ftp://h/x", ""},
+        {"http:/x", "http:/x", ""},
+    };
+    for (const auto& [target, path, authority] : absolute) {
+        EXPECT_EQ(pathOf(target), path);
+        EXPECT_EQ(authorityOf(target), authority) << target;
+    }
     const std::pair<const char*, std::optional<std::string>> queries[] = {
         {"/ws?token=g.abc", "g.abc"},
         {"/ws?x=1&token=g%2Eabc%5f", "g.abc_"},
@@ -180,6 +215,32 @@ TEST(Target, findsPathQueryAndToken) {
     EXPECT_EQ(bearerToken("bearer   abc"), "abc");
     for (const auto* none : {"", "Bearer", "Bearer ", "Basic abc", "abc", "Bearerabc"})
         EXPECT_EQ(bearerToken(none), "") << none;
+}
+
+TEST(Target, knowsTheHubsOwnPages) {
+    const struct {
+        const char* origin;
+        const char* host;
+        bool own;
+        bool ownOverTls;
+    } cases[] = {
+        {"http://127.0.0.1:8787", "127.0.0.1:8787", true, false},
+        {"http://[::1]:8787", "[::1]:8787", true, false},
+        {"https://hub.example", "hub.example", true, true},
+        {"https://hub.example", "Hub.Example:443", true, true},
+        {"http://hub.example", "hub.example:80", true, false},
+        {"https://hub.example:8443", "hub.example", false, false},
+        {"http://hub.example:443", "hub.example:443", true, false},
+        {"https://hub.example", "hub.example:80", false, false},
+        {"https://evil.example", "hub.example", false, false},
+        {"https://hub.example.evil.example", "hub.example", false, false},
+        {"null", "hub.example", false, false},
+        {"hub.example", "hub.example", false, false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(isOwnOrigin(c.origin, c.host, false), c.own) << c.origin << ' ' << c.host;
+        EXPECT_EQ(isOwnOrigin(c.origin, c.host, true), c.ownOverTls) << c.origin << ' ' << c.host;
+    }
 }
 
 /// The refusal of a body, "" if it is good.
@@ -255,6 +316,43 @@ TEST(Requests, itemsAreCheckedFieldByField) {
     };
     for (const auto& [member, value, refusal] : bad)
         EXPECT_TRUE(refusalOf(read(member, value)).starts_with(refusal)) << member << value;
+}
+
+TEST(Requests, costNoMoreThanTheirBytes) {
+    // Whatever else is in it, a message has so many values, of which an item needs five.
+    const auto item = [](int others) {
+        std::string more;
+        for (int i = 0; i < others; ++i)
+            more += "1,";
+        return R"({"id":"A","ts":1,"mime":"t","payload":"p","more":[)" + more + "1]}";
+    };
+    EXPECT_TRUE(readItem(item(1000), 0));
+    EXPECT_EQ(refusalOf(readItem(item(1100), 0)), "400 the body must be a JSON object");
+    const auto frame = R"({"type":"publish","item":)" + item(100'000) + "}";
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(readFrame(frame, 0)));
+}
+
+TEST(Requests, membersAreReadWhereTheyStand) {
+    const std::pair<const char*, const char*> good[] = {
+        {R"({"id":"a","id":"A","ts":1,"mime":"t","payload":"p"})", "the last counts"},
+        {R"({"i\u0064":"A","ts":1,"mime":"t","payload":"p"})", "escapes"},
+        {R"({"id":"A","ts":1,"mime":"t","payload":"p","x":{"id":"B","y":[{"id":"C"}]}})", "deeper"},
+        {R"( {"item":{"id":"B"},"id":"A","ts":1,"mime":"t","payload":"p"} )", "item"},
+    };
+    for (const auto& [text, what] : good) {
+        const auto item = readItem(text, 0);
+        ASSERT_TRUE(item) << what;
+        EXPECT_EQ(item->id, "A") << what;
+    }
+    for (const auto* bad : {R"({"id":"A","id":5,"ts":1,"mime":"t","payload":"p"})",
+                            R"({"id":["A"],"ts":1,"mime":"t","payload":"p"})",
+                            R"([{"id":"A","ts":1,"mime":"t","payload":"p"}])",
+                            R"({"item":{"id":"A"},"ts":1,"mime":"t","payload":"p"})"})
+        EXPECT_FALSE(readItem(bad, 0)) << bad;
+    for (const auto* none : {R"({"type":"publish","item":{"id":"A"},"item":5})",
+                             R"({"type":"publish","item":[{"id":"A"}]})",
+                             R"({"type":"publish","x":{"item":{"id":"A"}}})"})
+        EXPECT_EQ(std::get<PublishFrame>(readFrame(none, 0)).ref, "") << none;
 }
 
 TEST(Requests, framesThatAreNotKnownAreNothing) {

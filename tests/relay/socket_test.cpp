@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <fstream>
+#include <memory>
 #include <set>
 
 namespace sorrelwind::relay::test {
@@ -138,6 +140,8 @@ TEST_F(SocketTest, whatItDoesNotUnderstandIsIgnored) {
     EXPECT_EQ(a.next("ack"), (json::object{{"type", "ack"}, {"ref", "bad"}, {"status", 400}}));
     a.publish(item("good"));
     EXPECT_EQ(a.next("ack").at("status"), 200);
+    a.sendText(R"({"type":"dance"})" + std::string(70'000, ' '));
+    EXPECT_EQ(a.closeCode(), 1009);
 }
 
 TEST_F(SocketTest, aDeadTokenIsRefusedAtTheUpgrade) {
@@ -156,12 +160,46 @@ TEST_F(SocketTest, aRemovedDeviceIsToldAndCutOff) {
     EXPECT_EQ(send({"DELETE", "/devices/" + bert.id, {}, anna.token}).status, 200);
     b.next("removed");
     EXPECT_EQ(b.closeCode(), 1008);
+    EXPECT_TRUE(hub.waitForLog("why=removed"));
     EXPECT_EQ(Socket(hub.port(), bert.token).status(), 401);
     json::object list;
     do {
         list = a.next("devices");
     } while (list.at("devices").as_array().size() != 1);
     EXPECT_EQ(online(list), std::set<std::string>{anna.id});
+}
+
+TEST_F(SocketTest, aDeviceThatIsRemovedWhileItsRequestIsInFlightIsOut) {
+    auto a = open(anna);
+    const auto text = json::serialize(item("from outside"));
+    const auto length = "\r\nContent-Length: " + std::to_string(text.size());
+    for (int i = 0; i < 5; ++i) {
+        const auto gone = joinGroup(hub.port(), anna);
+        const auto authorization = "HTTP/1.1\r\nHost: h\r\nAuthorization: Bearer ";
+        RawConnection socket(hub.port());
+        RawConnection removal(hub.port());
+        for (auto* connection : {&socket, &removal}) {
+            connection->write("GET /healthz HTTP/1.1\r\nHost: h\r\n\r\n");
+            connection->readUntil("}");
+        }
+        RawConnection post(hub.port());
+        post.write("POST /items " + (authorization + gone.token + length) +
+                   "\r\nExpect: 100-continue\r\n\r\n");
+        post.readUntil("100 Continue");
+        // Stopped, the hub finds the upgrade and the removal together: the device is removed
+        // between its admission and the end of the handshake.
+        hub.signal(SIGSTOP);
+        socket.write(upgradeRequest(gone.token));
+        removal.write("DELETE /devices/" + gone.id + ' ' + authorization + anna.token + "\r\n\r\n");
+        hub.signal(SIGCONT);
+        removal.readUntil("true");
+        post.write(text);
+        post.readUntil("401");
+        socket.readUntil(R"({"type":"removed"})");
+    }
+    a.publish(item("mark"));
+    for (auto frame = a.next(); frame && frame->at("type") != "ack"; frame = a.next())
+        EXPECT_NE(frame->at("type"), "item");
 }
 
 TEST_F(SocketTest, whoSaysGoodbyeIsOfflineAtOnce) {
@@ -173,6 +211,7 @@ TEST_F(SocketTest, whoSaysGoodbyeIsOfflineAtOnce) {
     raw.write(std::string("\x88\x82\0\0\0\0\x03\xe8", 8));
     waitForOnline(a, {anna.id});
     raw.readToEnd(); // and is cut off soon after
+    EXPECT_TRUE(hub.waitForLog("why=left"));
 }
 
 TEST_F(SocketTest, aDeviceHoldsFourSockets) {
@@ -185,6 +224,7 @@ TEST_F(SocketTest, aDeviceHoldsFourSockets) {
         socket.next("hello");
     auto fifth = open(anna);
     EXPECT_EQ(oldest.closeCode(), 1008);
+    EXPECT_TRUE(hub.waitForLog("why=too many sockets"));
     b.publish(item("1"));
     EXPECT_EQ(b.next("ack").at("recipients"), 1);
     EXPECT_EQ(idOf(fifth.next("item")), "1");
@@ -200,6 +240,7 @@ TEST_F(SmallPayloadTest, largeItemsAreRefusedAndLargerFramesCloseTheSocket) {
     auto a = open(anna);
     a.publish(item("fits", std::string(300'000, '"'))); // each escaped to two bytes
     EXPECT_EQ(a.closeCode(), 1009);
+    EXPECT_TRUE(hub.waitForLog("why=too large"));
     auto again = open(anna);
     again.publish(item("fits", std::string(300'000, 'x')));
     EXPECT_EQ(again.next("ack").at("status"), 200);
@@ -221,8 +262,96 @@ TEST_F(SmallPayloadTest, aSlowReaderIsClosedAndFindsTheNewestItemLater) {
     }
     EXPECT_LT(last, 400);
     EXPECT_EQ(slow.closeCode(), 1013);
+    EXPECT_TRUE(hub.waitForLog("why=too slow"));
     auto back = open(bert);
     EXPECT_EQ(idOf(back.next("hello")), std::to_string(last));
+}
+
+class LittleMemoryTest : public SocketTest {
+protected:
+    LittleMemoryTest()
+        : SocketTest(
+              {"--max-payload", "1000000", "--max-memory", "8000000", "--max-connections", "20"}) {}
+
+    static constexpr std::size_t kLarge = 900'000;
+};
+
+TEST_F(LittleMemoryTest, theGreediestGroupLosesItsSocketsAndNobodyElseNotices) {
+    auto a = open(anna);
+    auto b = open(bert);
+    waitForOnline(a, {anna.id, bert.id});
+    const auto greedy = createGroup(hub.port());
+    const Device devices[] = {greedy, joinGroup(hub.port(), greedy), joinGroup(hub.port(), greedy)};
+    // Each sends the most of a message and never its end.
+    const auto part =
+        std::string("\x81\xff\0\0\0\0\0\x0f\x42\x40\0\0\0\0", 14) + std::string(kLarge, 'x');
+    std::vector<std::unique_ptr<RawConnection>> sockets;
+    for (int i = 0; i < 12; ++i) {
+        sockets.push_back(std::make_unique<RawConnection>(hub.port()));
+        sockets.back()->write(upgradeRequest(devices[i % 3].token));
+        sockets.back()->readUntil("hello");
+        sockets.back()->write(part);
+    }
+    EXPECT_TRUE(hub.waitForLog("why=out of memory"));
+    const auto large = item("large", std::string(kLarge, 'x'));
+    const auto refused = send({"POST", "/items", json::serialize(large), greedy.token});
+    EXPECT_EQ(refused.status, 503) << refused.body;
+    EXPECT_TRUE(refused.headers.contains("retry-after"));
+
+    a.publish(large);
+    EXPECT_EQ(a.next("ack").at("recipients"), 1);
+    EXPECT_EQ(idOf(b.next("item")), "large");
+    EXPECT_EQ(post(item("by REST", std::string(kLarge, 'x'))).status, 200);
+    EXPECT_EQ(idOf(b.next("item")), "by REST");
+}
+
+TEST_F(LittleMemoryTest, anItemIsInMemoryOnceForAllWhoAreGreetedWithIt) {
+    std::vector<Device> devices;
+    for (int i = 0; i < 4; ++i)
+        devices.push_back(joinGroup(hub.port(), anna));
+    EXPECT_EQ(post(item("large", std::string(kLarge, 'x'))).status, 200);
+    const auto before = hub.residentBytes();
+    std::vector<std::unique_ptr<RawConnection>> sockets; // 14.4 MB of greetings, and nobody reads
+    for (int i = 0; i < 16; ++i) {
+        sockets.push_back(std::make_unique<RawConnection>(hub.port()));
+        sockets.back()->write(upgradeRequest(devices[i % 4].token));
+        sockets.back()->readUntil("hello");
+    }
+    EXPECT_EQ(hub.log().find("out of memory"), std::string::npos);
+    EXPECT_LT(hub.residentBytes(), before + sockets.size() * kLarge / 2);
+}
+
+TEST_F(LittleMemoryTest, anAddressHasSoManyConnections) {
+    std::vector<Socket> open;
+    for (int i = 0; i < 4; ++i)
+        for (const auto& device : {anna, bert})
+            open.push_back(this->open(device));
+    RawConnection oldest(hub.port());
+    std::vector<std::unique_ptr<RawConnection>> others;
+    const std::string health = "GET /healthz HTTP/1.1\r\nHost: h\r\n\r\n";
+    const auto another = [&] {
+        auto connection = std::make_unique<RawConnection>(hub.port());
+        try {
+            connection->write(health + "GET"); // and has work
+            connection->readUntil("}");
+        } catch (const std::exception&) {
+            return false;
+        }
+        others.push_back(std::move(connection));
+        return true;
+    };
+    for (int i = 0; i < 11; ++i)
+        EXPECT_TRUE(another());
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (!another() && std::chrono::steady_clock::now() < deadline) {
+    }
+    EXPECT_EQ(oldest.readToEnd(), "") << "the idle one goes after a moment";
+    EXPECT_FALSE(another()) << "no room beside those with work";
+    RawConnection elsewhere(hub.port(), "127.0.0.2");
+    elsewhere.write(health);
+    elsewhere.readUntil("}");
+    open[0].publish(item("1"));
+    EXPECT_EQ(idOf(open[1].next("item")), "1") << "open sockets stay";
 }
 
 } // namespace

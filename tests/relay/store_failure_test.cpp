@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 class Listener : public Outlet {
 public:
     bool send(const Frame& frame) override {
-        frames.push_back(boost::json::parse(*frame).as_object());
+        frames.push_back(boost::json::parse(frame.text()).as_object());
         return true;
     }
     void close(Goodbye) override {}
@@ -29,8 +29,11 @@ protected:
         return api.handle(head(method, target), body, now);
     }
     [[nodiscard]] Head head(std::string_view method, std::string_view target) const {
-        return {
-            method, target, authorization, "", "", "", boost::asio::ip::make_address("192.0.2.1")};
+        return {.method = method,
+                .target = target,
+                .authorization = authorization,
+                .contentType = "application/json",
+                .client = boost::asio::ip::make_address("192.0.2.1")};
     }
     static std::string retryAfter(const Response& response) {
         for (const auto& [name, value] : response.headers)
@@ -83,13 +86,26 @@ TEST_F(StoreFailureTest, requestsAreAnswered503AndWorkAgainLater) {
         EXPECT_EQ(retryAfter(response), "5") << path;
     }
     EXPECT_EQ(send("GET", "/healthz").status, 200) << "the process itself is well";
-    EXPECT_EQ(api.bodyLimit(head("POST", "/items"), now), kMaxBody);
+    EXPECT_EQ(api.bodyLimit(head("POST", "/items"), now).bytes, kMaxBody);
     EXPECT_EQ(api.tooLarge(head("POST", "/items"), now).status, 503);
     const auto target = "/ws?token=" + first.token;
     EXPECT_EQ(api.admitSocket(head("GET", target), now).error().status, 503);
     setBroken(false);
     for (const auto& [method, path, body, later] : cases)
         EXPECT_EQ(send(method, path, body).status, later) << path;
+}
+
+TEST_F(StoreFailureTest, aLockOfAnotherProgramHoldsNobodyUp) {
+    other.run("BEGIN IMMEDIATE");
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 10; ++i) {
+        const auto response = send("POST", "/pair");
+        EXPECT_EQ(response.status, 503);
+        EXPECT_EQ(retryAfter(response), "5");
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s) << "each waits anew";
+    other.run("COMMIT");
+    EXPECT_EQ(send("POST", "/pair").status, 200);
 }
 
 TEST_F(StoreFailureTest, aPublishOverTheSocketIsAnsweredAndCanBeTriedAgain) {
