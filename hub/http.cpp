@@ -1,9 +1,15 @@
 #include "hub/http.h"
 
-#include <QNetworkReply>
-#include <QTimer>
-
 namespace sorrelwind {
+
+namespace {
+
+// A token comes from outside and must not become a line of its own.
+QByteArray headerValue(QByteArray text) {
+    return text.replace('\r', "").replace('\n', "");
+}
+
+} // namespace
 
 QUrl hubUrl(const QString& base, const QString& path) {
     QUrl url(base);
@@ -14,54 +20,76 @@ QUrl hubUrl(const QString& base, const QString& path) {
     return url;
 }
 
-HttpExchange::HttpExchange(QNetworkAccessManager& network, const HttpRequest& request)
-    : m_reply(nullptr, [](QNetworkReply* reply) {
-          reply->abort();
-          reply->deleteLater();
-      }) {
-    QNetworkRequest outgoing(request.url);
-    outgoing.setTransferTimeout(static_cast<int>(request.timeout.count()));
-    outgoing.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                          QNetworkRequest::ManualRedirectPolicy);
-    // Requests are rare, and a kept connection may have died with the hub: the next request on it
-    // is then sent again by Qt, or waits for its time-out.
-    outgoing.setRawHeader("Connection", "close");
+QByteArray requestHead(const QByteArray& method, const QUrl& url) {
+    QByteArray target = url.path(QUrl::FullyEncoded).toLatin1();
+    if (url.hasQuery())
+        target += '?' + url.query(QUrl::FullyEncoded).toLatin1();
+    const QString host = url.adjusted(QUrl::RemoveUserInfo).authority(QUrl::FullyEncoded);
+    return method + ' ' + target + " HTTP/1.1\r\nHost: " + host.toLatin1() +
+           "\r\nUser-Agent: Sorrelwind/" SORRELWIND_VERSION "\r\n";
+}
+
+HttpExchange::HttpExchange(const Network& network, const HttpRequest& request)
+    : m_url(request.url), m_line(network, request.url) {
+    QByteArray head = requestHead(request.method, request.url) + "Connection: close\r\n";
     if (!request.token.isEmpty())
-        outgoing.setRawHeader("Authorization", "Bearer " + request.token);
+        head += "Authorization: Bearer " + headerValue(request.token) + "\r\n";
     if (!request.body.isEmpty())
-        outgoing.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    m_reply.reset(request.body.isEmpty()
-                      ? network.sendCustomRequest(outgoing, request.method)
-                      : network.sendCustomRequest(outgoing, request.method, request.body));
-    // A hub that sends a byte now and then never runs into the time-out without progress.
-    QTimer::singleShot(request.timeout * 6, m_reply.get(), &QNetworkReply::abort);
+        head += "Content-Type: application/json\r\n";
+    if (!request.body.isEmpty() || request.method == "POST")
+        head += "Content-Length: " + QByteArray::number(request.body.size()) + "\r\n";
+    m_line.write(head + "\r\n");
+    if (!request.body.isEmpty())
+        m_line.write(request.body);
+    m_patience.setSingleShot(true);
+    m_patience.setInterval(request.timeout);
 }
 
 void HttpExchange::await_suspend(std::coroutine_handle<> waiting) {
     m_waiting = waiting;
-    QObject::connect(m_reply.get(), &QNetworkReply::readyRead, &m_context, [this] {
-        if (m_reply->bytesAvailable() > kMaxReplyBytes) {
-            m_tooLong = true;
-            m_reply->abort();
-        }
+    const auto moved = [this] { m_patience.start(); };
+    QObject::connect(&m_line, &Line::opened, &m_context, moved);
+    QObject::connect(&m_line, &Line::wrote, &m_context, moved);
+    QObject::connect(&m_line, &Line::received, &m_context, [this] {
+        m_patience.start();
+        take(m_reader.add(m_line.read()));
     });
-    QObject::connect(m_reply.get(), &QNetworkReply::finished, &m_context, [this] { finish(); });
-    if (m_reply->isFinished()) // it failed before anyone waited for it
-        QMetaObject::invokeMethod(
-            &m_context, [this] { finish(); }, Qt::QueuedConnection);
+    QObject::connect(&m_line, &Line::failed, &m_context, [this](const Unreachable& reason) {
+        if (m_finished)
+            return;
+        m_result.trouble = reason;
+        take(m_reader.end());
+        finish();
+    });
+    QObject::connect(&m_patience, &QTimer::timeout, &m_context, [this] {
+        m_result.trouble = m_line.because(Unreachable::Why::timedOut);
+        finish();
+    });
+    m_patience.start();
+    m_line.open();
 }
 
-void HttpExchange::finish() {
-    if (!m_waiting)
+void HttpExchange::take(HttpReader::State state) {
+    if (m_finished || state == HttpReader::State::reading)
         return;
-    m_result.status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    // Qt's codes below 200 are failures of the network and of proxies, those above are the server's
-    // answers. A reply that broke off in its body has a status all the same.
-    const auto error = m_reply->error();
-    m_result.completed = m_tooLong || error == QNetworkReply::NoError || error > 199;
-    if (!m_tooLong && m_reply->isOpen()) // an aborted reply is not
-        m_result.body = m_reply->read(kMaxReplyBytes);
-    std::exchange(m_waiting, {}).resume();
+    m_result.trouble.reset();
+    if (state != HttpReader::State::notHttp) {
+        m_result.status = m_reader.status();
+        m_result.body = m_reader.body();
+        const QByteArray location = m_reader.header("location");
+        if (m_result.status / 100 == 3 && !location.isEmpty())
+            m_result.location = m_url.resolved(QUrl::fromEncoded(location));
+    }
+    finish();
+}
+
+// Later, as the flow may end this object while the line is still speaking.
+void HttpExchange::finish() {
+    if (std::exchange(m_finished, true))
+        return;
+    m_patience.stop();
+    QMetaObject::invokeMethod(
+        &m_context, [this] { std::exchange(m_waiting, {}).resume(); }, Qt::QueuedConnection);
 }
 
 } // namespace sorrelwind

@@ -1,5 +1,6 @@
 #include "hub/hub_api.h"
 
+#include "base/printable.h"
 #include "hub/http.h"
 
 #include <QJsonDocument>
@@ -11,6 +12,22 @@ namespace {
 
 // What the hub knows this program as.
 const QString kPlatform = QStringLiteral("macos");
+
+// Where the hub that was asked for `path` over plain http says that it is to be found over https.
+QString safeAddress(const QUrl& asked, const QString& path, const QUrl& location) {
+    if (asked.scheme() != QLatin1StringView("http") ||
+        location.scheme() != QLatin1StringView("https") || location.host().isEmpty())
+        return {};
+    const QString target = location.path();
+    const QString prefix =
+        target.endsWith(u'/' + path) ? target.chopped(path.size() + 1) : QString();
+    QUrl address;
+    address.setScheme(location.scheme());
+    address.setHost(location.host());
+    address.setPort(location.port());
+    address.setPath(prefix);
+    return printable(address.toString());
+}
 
 // The API is taken by value: the caller's may be gone when the reply comes.
 template <class T>
@@ -24,10 +41,14 @@ HubAPI::Reply<T> send(HubAPI api, QByteArray method, QString path,
         request.body = QJsonDocument(*body).toJson(QJsonDocument::Compact);
     HttpExchange exchange(*api.network, request);
     const HttpReply reply = co_await exchange;
-    if (!reply.completed)
-        co_return failure(HubError{HubError::Kind::network, 0, {}});
+    if (reply.trouble)
+        co_return failure(HubError{HubError::Kind::network, 0, {}, reply.trouble});
     if (reply.status != 200)
-        co_return failure(HubError{HubError::Kind::status, reply.status, errorText(reply.body)});
+        co_return failure(HubError{HubError::Kind::status,
+                                   reply.status,
+                                   errorText(reply.body),
+                                   {},
+                                   safeAddress(request.url, path, reply.location)});
     const QJsonDocument document = QJsonDocument::fromJson(reply.body);
     auto record = document.isObject() ? T::fromJson(document.object()) : std::nullopt;
     if (!record)

@@ -7,14 +7,14 @@
 
 #include <QString>
 
-class QNetworkAccessManager;
-
 namespace sorrelwind {
+
+class Network;
 
 /// The hub's REST interface (docs/protocol.md). A plain value, made where a request is needed and
 /// not kept; `network` is the process-wide one and outlives every request.
 struct HubAPI {
-    QNetworkAccessManager* network;
+    const Network* network;
     QString base;                 // the account's server, maybe with a path prefix
     std::optional<QString> token; // none while creating or joining a group
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/l10n.h"
+#include "hub/unreachable.h"
 
 #include <QString>
 
@@ -17,13 +18,18 @@ struct HubError {
     };
 
     Kind kind = Kind::network;
-    int code = 0;                      // status only
-    std::optional<QString> hubMessage; // status only: the hub's own words
+    int code = 0;                           // status only
+    std::optional<QString> hubMessage;      // status only: the hub's own words
+    std::optional<Unreachable> reason = {}; // network only, where it is known
+    QString movedTo = {};                   // status only: the https address to use instead
 
     bool operator==(const HubError&) const = default;
 
     /// One sentence for the user.
     [[nodiscard]] QString message(Lang lang) const;
+    /// That sentence, and where there is more to say a second one: why the hub is out of reach and
+    /// what to do.
+    [[nodiscard]] QString explained(Lang lang) const;
 };
 
 } // namespace sorrelwind

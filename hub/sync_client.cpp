@@ -2,21 +2,20 @@
 
 #include "hub/http.h"
 #include "hub/hub_api.h"
+#include "hub/web_socket.h"
 
 #include <QDateTime>
 #include <QJsonDocument>
-#include <QStringDecoder>
 #include <QUrlQuery>
 #include <QUuid>
-#include <QWebSocket>
 
 namespace sorrelwind {
 
 namespace {
 
-// Above the largest item that a hub relays (8 MiB unless its owner allows more).
-constexpr quint64 kMaxFrameBytes = 64ULL * 1024 * 1024;
-constexpr std::chrono::milliseconds kRestPublishTimeout{15'000};
+QByteArray textOf(const QJsonObject& frame) {
+    return QJsonDocument(frame).toJson(QJsonDocument::Compact);
+}
 
 } // namespace
 
@@ -25,7 +24,7 @@ void SyncClient::DeleteLater::operator()(QObject* object) const {
     object->deleteLater();
 }
 
-SyncClient::SyncClient(QNetworkAccessManager& network, Account account, SyncIntervals intervals)
+SyncClient::SyncClient(const Network& network, Account account, SyncIntervals intervals)
     : m_network(network), m_account(std::move(account)), m_intervals(intervals) {
     m_heartbeat.setInterval(intervals.heartbeat);
     m_reconnect.setSingleShot(true);
@@ -86,27 +85,21 @@ void SyncClient::run(SyncMachine::Actions actions) {
 }
 
 void SyncClient::perform(const SyncMachine::OpenSocket& action) {
-    m_socket.reset(new QWebSocket);
-    QWebSocket* socket = m_socket.get();
-    socket->setMaxAllowedIncomingMessageSize(kMaxFrameBytes);
-    socket->setMaxAllowedIncomingFrameSize(kMaxFrameBytes);
+    m_leaving.clear();
+    m_socket.reset(new WebSocket(m_network, socketUrl(m_account.server, m_account.token)));
+    const WebSocket* socket = m_socket.get();
     const quint64 id = action.connection;
-    QObject::connect(socket, &QWebSocket::connected, this,
-                     [this, id] { run(m_machine.opened(id)); });
-    QObject::connect(socket, &QWebSocket::disconnected, this,
-                     [this, id] { run(m_machine.lost(id)); });
-    QObject::connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), this,
-                     [this, id, socket] {
-                         qWarning("receive failed: %s", qPrintable(socket->errorString()));
-                         run(m_machine.lost(id));
-                     });
-    QObject::connect(socket, &QWebSocket::pong, this, [this, id] { run(m_machine.ponged(id)); });
-    QObject::connect(
-        socket, &QWebSocket::textMessageReceived, this,
-        [this, id](const QString& text) { run(m_machine.received(id, text.toUtf8())); });
-    QObject::connect(socket, &QWebSocket::binaryMessageReceived, this,
-                     [this, id](const QByteArray& bytes) { run(m_machine.received(id, bytes)); });
-    socket->open(socketUrl(m_account.server, m_account.token));
+    QObject::connect(socket, &WebSocket::opened, this, [this, id] { run(m_machine.opened(id)); });
+    QObject::connect(socket, &WebSocket::heard, this, [this, id] { run(m_machine.heard(id)); });
+    QObject::connect(socket, &WebSocket::wrote, this, [this, id] { wrote(id); });
+    QObject::connect(socket, &WebSocket::received, this, [this, id](const QByteArray& message) {
+        run(m_machine.received(id, message));
+    });
+    QObject::connect(socket, &WebSocket::lost, this,
+                     [this, id](const QString& why) { run(m_machine.lost(id, why)); });
+    QObject::connect(socket, &WebSocket::overstepped, this,
+                     [this, id](const QString& what) { run(m_machine.overstepped(id, what)); });
+    m_socket->open();
 }
 
 void SyncClient::perform(const SyncMachine::ReleaseSocket&) {
@@ -116,26 +109,34 @@ void SyncClient::perform(const SyncMachine::ReleaseSocket&) {
 void SyncClient::perform(const SyncMachine::CloseSocket&) {
     if (!m_socket)
         return;
-    m_socket->close(QWebSocketProtocol::CloseCodeNormal);
+    m_socket->close();
     m_socket.reset();
 }
 
-bool SyncClient::send(const QJsonObject& frame) {
-    if (!m_socket)
-        return false;
-    const QByteArray text = QJsonDocument(frame).toJson(QJsonDocument::Compact);
-    return m_socket->sendTextMessage(QString::fromUtf8(text)) > 0;
+void SyncClient::wrote(quint64 connection) {
+    const qint64 left = m_socket->left();
+    run(m_machine.wrote(connection, left < m_socket->sent()));
+    while (!m_leaving.empty() && m_leaving.front().end <= left) {
+        const QString id = m_leaving.front().itemId;
+        m_leaving.pop_front();
+        run(m_machine.left(id));
+    }
 }
 
 void SyncClient::perform(const SyncMachine::SendReceipt& action) {
-    send({{QStringLiteral("type"), QStringLiteral("received")},
-          {QStringLiteral("id"), action.itemId}});
+    if (m_socket)
+        m_socket->answer(textOf({{QStringLiteral("type"), QStringLiteral("received")},
+                                 {QStringLiteral("id"), action.itemId}}));
 }
 
 void SyncClient::perform(const SyncMachine::SendPublish& action) {
-    if (!send({{QStringLiteral("type"), QStringLiteral("publish")},
-               {QStringLiteral("item"), action.item.toJson()}}))
+    if (!m_socket) {
         run(m_machine.fallBack(action.item.id));
+        return;
+    }
+    m_socket->sendText(textOf({{QStringLiteral("type"), QStringLiteral("publish")},
+                               {QStringLiteral("item"), action.item.toJson()}}));
+    m_leaving.push_back({action.item.id, m_socket->sent()});
 }
 
 void SyncClient::perform(const SyncMachine::SendPing&) {
@@ -182,12 +183,14 @@ void SyncClient::perform(const SyncMachine::CancelReconnect&) {
 
 void SyncClient::perform(const SyncMachine::StartAckTimer& action) {
     auto& timer = m_ackTimers[action.itemId];
-    timer = std::make_unique<QTimer>();
-    timer->setSingleShot(true);
-    timer->setTimerType(Qt::PreciseTimer);
-    QObject::connect(timer.get(), &QTimer::timeout, this,
-                     [this, id = action.itemId] { run(m_machine.fallBack(id)); });
-    timer->start(m_intervals.ackTimeout);
+    if (!timer) {
+        timer = std::make_unique<QTimer>();
+        timer->setSingleShot(true);
+        timer->setTimerType(Qt::PreciseTimer);
+        QObject::connect(timer.get(), &QTimer::timeout, this,
+                         [this, id = action.itemId] { run(m_machine.fallBack(id)); });
+    }
+    timer->start(action.left ? m_intervals.ackTimeout : m_intervals.stallTimeout);
 }
 
 void SyncClient::perform(const SyncMachine::CancelAckTimer& action) {
@@ -206,12 +209,16 @@ Task<> SyncClient::restPublish(OutgoingItem item) {
     request.url = hubUrl(m_account.server, QStringLiteral("items"));
     request.token = m_account.token.toUtf8();
     request.body = QJsonDocument(item.toJson()).toJson(QJsonDocument::Compact);
-    request.timeout = kRestPublishTimeout;
+    request.timeout = m_intervals.stallTimeout;
     HttpExchange exchange(m_network, request);
     const HttpReply reply = co_await exchange;
     const auto body = PublishReply::fromJson(QJsonDocument::fromJson(reply.body).object());
-    run({SyncMachine::Complete{item.id, reply.completed && reply.status == 200,
+    run({SyncMachine::Complete{item.id, reply.trouble ? 0 : reply.status,
                                body ? body->recipients : std::nullopt}});
+}
+
+void SyncClient::perform(const SyncMachine::ReportLoss& action) {
+    qWarning("receive failed: %s", qUtf8Printable(action.why));
 }
 
 void SyncClient::perform(const SyncMachine::ReportState& action) {
@@ -232,7 +239,7 @@ void SyncClient::perform(const SyncMachine::ReportItem& action) {
 
 void SyncClient::perform(const SyncMachine::Complete& action) {
     if (const auto completion = m_completions.take(action.itemId))
-        completion(action.accepted, action.recipients);
+        completion(action.status, action.recipients);
 }
 
 } // namespace sorrelwind

@@ -9,18 +9,20 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <deque>
 #include <functional>
 #include <memory>
 
-class QNetworkAccessManager;
-class QWebSocket;
-
 namespace sorrelwind {
+
+class Network;
+class WebSocket;
 
 /// How long the hub is given to answer; only a test is less patient.
 struct SyncIntervals {
     std::chrono::milliseconds heartbeat = SyncMachine::kHeartbeat;
     std::chrono::milliseconds ackTimeout = SyncMachine::kAckTimeout;
+    std::chrono::milliseconds stallTimeout = SyncMachine::kStallTimeout; // of REST as well
     std::chrono::milliseconds checkTimeout = SyncMachine::kCheckTimeout;
 };
 
@@ -32,9 +34,10 @@ class SyncClient : public QObject {
     Q_OBJECT
 public:
     using State = SyncState;
-    using Completion = std::function<void(bool accepted, std::optional<qint64> recipients)>;
+    /// The hub's status, exactly 200 when it took the text, 0 without an answer.
+    using Completion = std::function<void(int status, std::optional<qint64> recipients)>;
 
-    SyncClient(QNetworkAccessManager& network, Account account, SyncIntervals intervals = {});
+    SyncClient(const Network& network, Account account, SyncIntervals intervals = {});
     ~SyncClient() override;
 
     // Set by the owner before connect().
@@ -77,12 +80,13 @@ private:
     void perform(const SyncMachine::StartAckTimer& action);
     void perform(const SyncMachine::CancelAckTimer& action);
     void perform(const SyncMachine::PostItem& action);
+    void perform(const SyncMachine::ReportLoss& action);
     void perform(const SyncMachine::ReportState& action);
     void perform(const SyncMachine::ReportDevices& action);
     void perform(const SyncMachine::ReportItem& action);
     void perform(const SyncMachine::Complete& action);
 
-    bool send(const QJsonObject& frame);
+    void wrote(quint64 connection);
     Task<> probe();
     Task<> restPublish(OutgoingItem item);
 
@@ -90,13 +94,18 @@ private:
         void operator()(QObject* object) const;
     };
 
-    QNetworkAccessManager& m_network;
+    const Network& m_network;
     const Account m_account;
     const SyncIntervals m_intervals;
     SyncMachine m_machine;
     SyncMachine::Actions m_queue; // actions not yet carried out, while one of them runs
     bool m_running = false;
-    std::unique_ptr<QWebSocket, DeleteLater> m_socket;
+    std::unique_ptr<WebSocket, DeleteLater> m_socket;
+    struct Leaving {
+        QString itemId;
+        qint64 end; // its frame has left when the socket has sent this far
+    };
+    std::deque<Leaving> m_leaving;
     QTimer m_heartbeat;
     QTimer m_reconnect;
     QHash<QString, Completion> m_completions; // by item id

@@ -4,6 +4,12 @@
 
 namespace sorrelwind {
 
+namespace {
+
+constexpr int kLongestDelay = 6; // attempts after which the delay grows no more
+
+} // namespace
+
 const char* syncStateName(SyncState state) {
     switch (state) {
     case SyncState::disconnected:
@@ -28,10 +34,10 @@ void SyncMachine::setState(SyncState state, Actions& actions) {
 SyncMachine::Actions SyncMachine::connect() {
     Actions actions;
     m_closed = false;
+    giveUpSending(actions);
     setState(SyncState::connecting, actions);
     m_connection = ++m_lastConnection;
-    m_awaitingPong = false;
-    m_check.reset();
+    signOfLife();
     actions.push_back(OpenSocket{*m_connection});
     actions.push_back(StartHeartbeat{});
     return actions;
@@ -40,9 +46,9 @@ SyncMachine::Actions SyncMachine::connect() {
 SyncMachine::Actions SyncMachine::publish(OutgoingItem item) {
     if (m_state != SyncState::connected || !m_connection)
         return {PostItem{std::move(item)}};
-    m_pending.push_back(item);
+    m_pending.push_back({item});
     const QString id = item.id;
-    return {StartAckTimer{id}, SendPublish{std::move(item)}};
+    return {StartAckTimer{id, false}, SendPublish{std::move(item)}};
 }
 
 SyncMachine::Actions SyncMachine::nudge() {
@@ -64,7 +70,9 @@ SyncMachine::Actions SyncMachine::check() {
 SyncMachine::Actions SyncMachine::checkDue(quint64 check) {
     if (check != m_check || !m_connection)
         return {};
-    return connect();
+    Actions actions{ReportLoss{QStringLiteral("no sign of life when asked for one")}};
+    std::ranges::move(connect(), std::back_inserter(actions));
+    return actions;
 }
 
 void SyncMachine::close(Actions& actions) {
@@ -74,6 +82,7 @@ void SyncMachine::close(Actions& actions) {
     if (m_connection)
         actions.push_back(CloseSocket{});
     m_connection.reset();
+    giveUpSending(actions);
 }
 
 SyncMachine::Actions SyncMachine::shutdown() {
@@ -91,20 +100,39 @@ SyncMachine::Actions SyncMachine::opened(quint64 connection) {
     return actions;
 }
 
-void SyncMachine::drop(Actions& actions) {
+void SyncMachine::drop(const QString& why, Actions& actions) {
     if (m_closed)
         return;
     m_connection.reset();
+    actions.push_back(ReportLoss{why});
     actions.push_back(ReleaseSocket{});
     actions.push_back(StopHeartbeat{});
+    giveUpSending(actions);
     setState(SyncState::disconnected, actions);
     actions.push_back(Probe{});
 }
 
-SyncMachine::Actions SyncMachine::lost(quint64 connection) {
+// What had not left goes with its connection; the hub may have it all the same.
+void SyncMachine::giveUpSending(Actions& actions) {
+    for (Pending& pending : m_pending) {
+        if (!std::exchange(pending.left, true))
+            actions.push_back(StartAckTimer{pending.item.id, true});
+    }
+}
+
+SyncMachine::Actions SyncMachine::lost(quint64 connection, const QString& why) {
     Actions actions;
     if (connection == m_connection)
-        drop(actions);
+        drop(why, actions);
+    return actions;
+}
+
+SyncMachine::Actions SyncMachine::overstepped(quint64 connection, const QString& what) {
+    if (connection != m_connection)
+        return {};
+    Actions actions;
+    drop(QStringLiteral("left the hub, as it goes too far: ") + what, actions);
+    m_attempts = kLongestDelay;
     return actions;
 }
 
@@ -112,22 +140,49 @@ SyncMachine::Actions SyncMachine::heartbeatDue() {
     Actions actions;
     if (!m_connection)
         return actions;
-    // No pong since the last tick, or still not open after a whole interval: the peer is gone.
-    if (m_awaitingPong || m_state != SyncState::connected) {
-        drop(actions);
+    if (m_state != SyncState::connected) {
+        drop(QStringLiteral("the connection did not come up in time"), actions);
         return actions;
     }
-    m_awaitingPong = true;
+    if (m_awaitingLife) {
+        drop(QStringLiteral("no sign of life"), actions);
+        return actions;
+    }
+    m_awaitingLife = true;
     actions.push_back(SendPing{});
     return actions;
 }
 
-SyncMachine::Actions SyncMachine::ponged(quint64 connection) {
-    if (connection == m_connection) {
-        m_awaitingPong = false;
-        m_check.reset();
-    }
+void SyncMachine::signOfLife() {
+    m_awaitingLife = false;
+    m_check.reset();
+}
+
+SyncMachine::Actions SyncMachine::heard(quint64 connection) {
+    if (connection == m_connection)
+        signOfLife();
     return {};
+}
+
+SyncMachine::Actions SyncMachine::wrote(quint64 connection, bool moreWaits) {
+    Actions actions;
+    if (connection != m_connection)
+        return actions;
+    if (moreWaits)
+        signOfLife();
+    for (const Pending& pending : m_pending) {
+        if (!pending.left)
+            actions.push_back(StartAckTimer{pending.item.id, false});
+    }
+    return actions;
+}
+
+SyncMachine::Actions SyncMachine::left(const QString& itemId) {
+    const auto found = find(itemId);
+    if (found == m_pending.end() || found->left)
+        return {};
+    found->left = true;
+    return {StartAckTimer{itemId, true}};
 }
 
 SyncMachine::Actions SyncMachine::probed(ProbeResult result) {
@@ -141,7 +196,7 @@ SyncMachine::Actions SyncMachine::probed(ProbeResult result) {
     }
     ++m_attempts;
     // 1, 2, 4, 8, 16 seconds, then 30 for every further attempt.
-    const auto delay = Milliseconds(500) * (1 << std::min(m_attempts, 10));
+    const auto delay = Milliseconds(500) * (1 << std::min(m_attempts, kLongestDelay));
     actions.push_back(ScheduleReconnect{std::min(delay, kMaxReconnectDelay)});
     return actions;
 }
@@ -150,11 +205,16 @@ SyncMachine::Actions SyncMachine::reconnectDue() {
     return m_closed ? Actions{} : connect();
 }
 
+std::vector<SyncMachine::Pending>::iterator SyncMachine::find(const QString& itemId) {
+    return std::ranges::find(m_pending, itemId,
+                             [](const Pending& pending) { return pending.item.id; });
+}
+
 SyncMachine::Actions SyncMachine::fallBack(const QString& itemId) {
-    const auto found = std::ranges::find(m_pending, itemId, &OutgoingItem::id);
+    const auto found = find(itemId);
     if (found == m_pending.end())
         return {};
-    Actions actions{CancelAckTimer{itemId}, PostItem{std::move(*found)}};
+    Actions actions{CancelAckTimer{itemId}, PostItem{std::move(found->item)}};
     m_pending.erase(found);
     return actions;
 }
@@ -162,15 +222,16 @@ SyncMachine::Actions SyncMachine::fallBack(const QString& itemId) {
 void SyncMachine::resolveAck(const Envelope& ack, Actions& actions) {
     auto found = m_pending.end();
     if (ack.ref)
-        found = std::ranges::find(m_pending, *ack.ref, &OutgoingItem::id);
+        found = find(*ack.ref);
     // Acknowledgements come in the order of the publishes, so one that names none of ours speaks of
     // the oldest.
     if (found == m_pending.end())
         found = m_pending.begin();
     if (found == m_pending.end())
         return;
-    actions.push_back(CancelAckTimer{found->id});
-    actions.push_back(Complete{found->id, ack.status == 200, ack.recipients});
+    actions.push_back(CancelAckTimer{found->item.id});
+    actions.push_back(
+        Complete{found->item.id, static_cast<int>(ack.status.value_or(0)), ack.recipients});
     m_pending.erase(found);
 }
 
@@ -179,6 +240,8 @@ SyncMachine::Actions SyncMachine::received(quint64 connection, const QByteArray&
     if (connection != m_connection)
         return actions;
     auto envelope = Envelope::fromText(utf8);
+    if (!envelope && envelope.error() == EnvelopeFault::excessive)
+        return overstepped(connection, QStringLiteral("more in one frame than a group can have"));
     if (!envelope)
         return actions;
     const QString& type = envelope->type;

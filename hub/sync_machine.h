@@ -18,7 +18,8 @@ class SyncMachine {
 public:
     using Milliseconds = std::chrono::milliseconds;
     static constexpr Milliseconds kHeartbeat{20'000};
-    static constexpr Milliseconds kAckTimeout{4'000};
+    static constexpr Milliseconds kAckTimeout{4'000};    // once the frame has left
+    static constexpr Milliseconds kStallTimeout{15'000}; // while nothing of what waits leaves
     static constexpr Milliseconds kCheckTimeout{1'000};
     static constexpr Milliseconds kMaxReconnectDelay{30'000};
 
@@ -47,13 +48,17 @@ public:
     struct CancelReconnect {};
     struct StartAckTimer {
         QString itemId;
-    };
+        bool left;
+    }; // of kAckTimeout if it has left, else kStallTimeout; replaces its previous one
     struct CancelAckTimer {
         QString itemId;
     };
     struct PostItem {
         OutgoingItem item;
     }; // over REST; its outcome completes the publish
+    struct ReportLoss {
+        QString why;
+    }; // in English, for the log
     struct ReportState {
         SyncState state;
     };
@@ -65,13 +70,14 @@ public:
     };
     struct Complete {
         QString itemId;
-        bool accepted;
+        int status; // the hub's; 0 without an answer
         std::optional<qint64> recipients;
     };
-    using Action = std::variant<OpenSocket, ReleaseSocket, CloseSocket, SendReceipt, SendPublish,
-                                SendPing, StartCheckTimer, StartHeartbeat, StopHeartbeat, Probe,
-                                ScheduleReconnect, CancelReconnect, StartAckTimer, CancelAckTimer,
-                                PostItem, ReportState, ReportDevices, ReportItem, Complete>;
+    using Action =
+        std::variant<OpenSocket, ReleaseSocket, CloseSocket, SendReceipt, SendPublish, SendPing,
+                     StartCheckTimer, StartHeartbeat, StopHeartbeat, Probe, ScheduleReconnect,
+                     CancelReconnect, StartAckTimer, CancelAckTimer, PostItem, ReportLoss,
+                     ReportState, ReportDevices, ReportItem, Complete>;
     using Actions = std::vector<Action>;
     enum class ProbeResult { accepted, unauthorized, otherFailure };
 
@@ -87,11 +93,17 @@ public:
 
     // What happened.
     [[nodiscard]] Actions opened(quint64 connection);
-    [[nodiscard]] Actions lost(quint64 connection); // closed, failed, or never came up
+    [[nodiscard]] Actions lost(quint64 connection,
+                               const QString& why); // closed, failed, or never came up
+    /// The hub made this side hold more than any honest one does: left for the longest delay.
+    [[nodiscard]] Actions overstepped(quint64 connection, const QString& what);
     [[nodiscard]] Actions received(quint64 connection, const QByteArray& utf8);
+    [[nodiscard]] Actions heard(quint64 connection); // any byte: a sign of life
+    /// Bytes left for the hub. As long as others wait behind them, that is a sign of life as well.
+    [[nodiscard]] Actions wrote(quint64 connection, bool moreWaits);
+    [[nodiscard]] Actions left(const QString& itemId); // the whole frame
     [[nodiscard]] Actions heartbeatDue();
     [[nodiscard]] Actions checkDue(quint64 check);
-    [[nodiscard]] Actions ponged(quint64 connection);
     [[nodiscard]] Actions probed(ProbeResult result);
     [[nodiscard]] Actions reconnectDue();
     [[nodiscard]] Actions
@@ -100,18 +112,25 @@ public:
 private:
     void setState(SyncState state, Actions& actions);
     void close(Actions& actions);
-    void drop(Actions& actions);
+    void drop(const QString& why, Actions& actions);
+    void signOfLife();
+    void giveUpSending(Actions& actions);
     void resolveAck(const Envelope& ack, Actions& actions);
+    struct Pending {
+        OutgoingItem item;
+        bool left = false; // for the hub, or lost with its connection
+    };
+    [[nodiscard]] std::vector<Pending>::iterator find(const QString& itemId);
 
     SyncState m_state = SyncState::disconnected;
     std::optional<quint64> m_connection;
     quint64 m_lastConnection = 0;
     int m_attempts = 0; // reconnects since the last successful open
     bool m_closed = false;
-    bool m_awaitingPong = false;    // of the heartbeat
+    bool m_awaitingLife = false;    // asked for by the heartbeat
     std::optional<quint64> m_check; // not answered yet
     quint64 m_lastCheck = 0;
-    std::vector<OutgoingItem> m_pending; // published, not yet acknowledged, oldest first
+    std::vector<Pending> m_pending; // published, not yet acknowledged, oldest first
 };
 
 } // namespace sorrelwind

@@ -3,6 +3,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <algorithm>
+
 namespace sorrelwind {
 
 namespace {
@@ -98,6 +100,55 @@ std::optional<Record> whole(const Reader& reader, Record& record) {
     return reader.ok() ? std::optional(std::move(record)) : std::nullopt;
 }
 
+constexpr qsizetype kMaxToken = 4096; // characters, as is the next
+constexpr qsizetype kMaxError = 1000;
+
+bool isLong(const QString& word) {
+    return word.size() > Envelope::kMaxWord;
+}
+
+bool isExcessive(const Envelope& envelope) {
+    const auto isExcessiveDevice = [](const DeviceInfo& device) {
+        return isLong(device.id) || isLong(device.name) || isLong(device.platform);
+    };
+    if (envelope.devices && (envelope.devices->size() > Envelope::kMaxDevices ||
+                             std::ranges::any_of(*envelope.devices, isExcessiveDevice)))
+        return true;
+    const auto& item = envelope.item;
+    return isLong(envelope.type) || isLong(envelope.ref.value_or(QString())) ||
+           (item && (isLong(item->id) || isLong(item->from.value_or(QString())) ||
+                     isLong(item->device) || isLong(item->mime)));
+}
+
+/// The text fit for QJsonDocument, which swallows a byte order mark at the start of a string, but
+/// not an escaped one, and holds each value in several times its bytes: none when there are more
+/// of them than a frame can need.
+std::optional<QByteArray> prepared(const QByteArray& utf8) {
+    constexpr qsizetype kMaxTokens = 64 * Envelope::kMaxDevices;
+    constexpr QByteArrayView kMark = "\xEF\xBB\xBF";
+    const QByteArrayView text(utf8);
+    qsizetype tokens = 0;
+    QByteArray json;
+    qsizetype copied = 0;
+    bool inString = false;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            inString = c != '"';
+            i += c == '\\' ? 1 : 0;
+            continue;
+        }
+        inString = c == '"';
+        if ((inString || c == ',' || c == '[' || c == '{') && ++tokens > kMaxTokens)
+            return std::nullopt;
+        if (inString && text.sliced(i + 1).startsWith(kMark)) {
+            json.append(text.sliced(copied, i + 1 - copied)).append("\\ufeff");
+            copied = i + 1 + kMark.size();
+        }
+    }
+    return copied == 0 ? utf8 : json.append(text.sliced(copied));
+}
+
 /// The `device` object of a Joined reply.
 struct Dev {
     QString id;
@@ -152,21 +203,27 @@ std::optional<CryptoRecord> CryptoRecord::fromJson(const QJsonValue& json) {
                  record);
 }
 
-std::optional<Envelope> Envelope::fromText(const QByteArray& utf8) {
-    Envelope envelope;
-    // Qt swallows a byte order mark at the start of a string, but not an escaped one.
-    const QByteArray json = QByteArray(utf8).replace("\xEF\xBB\xBF", "\\ufeff");
-    const QJsonDocument document = QJsonDocument::fromJson(json);
+Result<Envelope, EnvelopeFault> Envelope::fromText(const QByteArray& utf8) {
+    const auto json = prepared(utf8);
+    if (!json)
+        return failure(EnvelopeFault::excessive);
+    const QJsonDocument document = QJsonDocument::fromJson(*json);
     if (!document.isObject())
-        return std::nullopt;
-    return whole(Reader(document.object())
-                     .required("type", envelope.type)
-                     .optional("item", envelope.item)
-                     .optional("devices", envelope.devices)
-                     .optional("ref", envelope.ref)
-                     .optional("status", envelope.status)
-                     .optional("recipients", envelope.recipients),
-                 envelope);
+        return failure(EnvelopeFault::unreadable);
+    Envelope envelope;
+    const bool ok = Reader(document.object())
+                        .required("type", envelope.type)
+                        .optional("item", envelope.item)
+                        .optional("devices", envelope.devices)
+                        .optional("ref", envelope.ref)
+                        .optional("status", envelope.status)
+                        .optional("recipients", envelope.recipients)
+                        .ok();
+    if (!ok)
+        return failure(EnvelopeFault::unreadable);
+    if (isExcessive(envelope))
+        return failure(EnvelopeFault::excessive);
+    return envelope;
 }
 
 std::optional<Joined> Joined::fromJson(const QJsonValue& json) {
@@ -176,7 +233,8 @@ std::optional<Joined> Joined::fromJson(const QJsonValue& json) {
                               .optional("device", device)
                               .required("token", joined.token)
                               .optional("groupId", joined.groupId);
-    if (!device)
+    if (!device || isLong(device->id) || isLong(device->name) ||
+        isLong(joined.groupId.value_or(QString())) || joined.token.size() > kMaxToken)
         return std::nullopt;
     joined.deviceId = device->id;
     joined.deviceName = device->name;
@@ -209,7 +267,7 @@ std::optional<QString> errorText(const QByteArray& body) {
     std::optional<QString> error;
     const QJsonDocument document = QJsonDocument::fromJson(body);
     const bool ok = Reader(document.object()).optional("error", error).ok();
-    return ok && error && !error->isEmpty() ? error : std::nullopt;
+    return ok && error && !error->isEmpty() ? std::optional(error->left(kMaxError)) : std::nullopt;
 }
 
 } // namespace sorrelwind

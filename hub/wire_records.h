@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/result.h"
+
 #include <QJsonObject>
 #include <QList>
 #include <QString>
@@ -59,6 +61,11 @@ struct CryptoRecord {
     [[nodiscard]] static std::optional<CryptoRecord> fromJson(const QJsonValue& json);
 };
 
+enum class EnvelopeFault {
+    unreadable, // no JSON, or not the record
+    excessive,  // more devices or longer names than the bounds below allow
+};
+
 /// A frame of the WebSocket, as the hub sends it.
 struct Envelope {
     QString type;
@@ -68,7 +75,10 @@ struct Envelope {
     std::optional<qint64> status;
     std::optional<qint64> recipients;
 
-    [[nodiscard]] static std::optional<Envelope> fromText(const QByteArray& utf8);
+    static constexpr qsizetype kMaxDevices = 256;
+    static constexpr qsizetype kMaxWord = 256; // UTF-16 units of any text but the payload
+
+    [[nodiscard]] static Result<Envelope, EnvelopeFault> fromText(const QByteArray& utf8);
 };
 
 /// Reply of creating a group and of claiming a pairing code.
@@ -108,7 +118,7 @@ struct OkReply {
     [[nodiscard]] static std::optional<OkReply> fromJson(const QJsonValue& json);
 };
 
-/// The hub's own words in a reply other than 200, if there are any.
+/// The hub's own words in a reply other than 200, if there are any; cut if they are many.
 [[nodiscard]] std::optional<QString> errorText(const QByteArray& body);
 
 } // namespace sorrelwind

@@ -1,12 +1,13 @@
+#include "hub/network.h"
 #include "hub/sync_client.h"
 #include "tests/support/print_qt.h"
 #include "tests/support/scripted_hub.h"
+#include "tests/support/throttle.h"
 
 #include <gtest/gtest.h>
 
 #include <QElapsedTimer>
 #include <QJsonDocument>
-#include <QNetworkAccessManager>
 #include <QTcpSocket>
 #include <QUuid>
 
@@ -51,9 +52,9 @@ protected:
             EXPECT_FALSE(g_log.contains(secret)) << g_log.toStdString();
     }
 
-    void start(SyncIntervals intervals) {
+    void start(SyncIntervals intervals, const QString& base = {}) {
         Account account;
-        account.server = m_hub.base() + u"/prefix"_qs;
+        account.server = (base.isEmpty() ? m_hub.base() : base) + u"/prefix"_qs;
         account.token = kToken;
         m_client = std::make_unique<SyncClient>(m_network, account, intervals);
         m_client->onState = [this](State state) {
@@ -76,10 +77,14 @@ protected:
         ASSERT_TRUE(reaches(State::connected));
         ASSERT_TRUE(waitFor([&] { return m_hub.socket() != nullptr; }));
     }
+    /// Whether the log says that a connection came to nothing, and why.
+    [[nodiscard]] bool logs(const QByteArray& why) {
+        return waitFor([&] { return g_log.contains("receive failed: " + why); });
+    }
     /// Publishes; the outcome lands in m_outcomes as "true 2" or "false -".
     void publish(const QString& payload = kPayload) {
-        m_client->publish(payload, [this](bool accepted, std::optional<qint64> recipients) {
-            m_outcomes << (accepted ? u"true "_qs : u"false "_qs) +
+        m_client->publish(payload, [this](int status, std::optional<qint64> recipients) {
+            m_outcomes << (status == 200 ? u"true "_qs : u"false "_qs) +
                               (recipients ? QString::number(*recipients) : u"-"_qs);
         });
     }
@@ -97,7 +102,7 @@ protected:
     }
 
     ScriptedHub m_hub;
-    QNetworkAccessManager m_network;
+    Network m_network;
     std::unique_ptr<SyncClient> m_client;
     QStringList m_events;
     QStringList m_payloads;
@@ -134,7 +139,7 @@ TEST_F(Sync, GreetsWithItsTokenAndDeliversInOrder) {
 
 TEST_F(Sync, BinaryFramesCountRubbishDoesNot) {
     connect();
-    const QByteArray deep = R"({"type":"item","x":)" + QByteArray(200'000, '[');
+    const QByteArray deep = R"({"type":"item","x":)" + QByteArray(10'000, '[');
     for (const QByteArray& rubbish :
          {QByteArray("rubbish"), QByteArray(), deep, QByteArray(R"({"type":"ack","status":1e999})"),
           QByteArray(R"({"type":"ack","status":99999999999999999999})"),
@@ -225,7 +230,7 @@ TEST_F(Sync, RestPublishIsAcceptedOnlyWith200) {
         {{.status = 413, .body = R"({"error":"too large"})"}, u"false -"_qs},
         {{.raw = "", .ending = Answer::close}, u"false -"_qs},
         {{.raw = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n" + two, .ending = Answer::close},
-         u"false 2"_qs},
+         u"false -"_qs},
     };
     QStringList expected;
     for (const auto& [answer, outcome] : kTable) {
@@ -258,6 +263,10 @@ TEST_F(Sync, ComesBackWhenTheHubDoes) {
     clock.start();
     m_hub.die();
     ASSERT_TRUE(reaches(State::disconnected));
+    EXPECT_TRUE(logs("127.0.0.1:" + m_hub.port() + " ended the connection"));
+    m_client->nudge();
+    EXPECT_TRUE(logs("127.0.0.1:" + m_hub.port() + " refuses connections"));
+    ASSERT_TRUE(reaches(State::disconnected));
     m_hub.revive();
     ASSERT_TRUE(reaches(State::connected));
     EXPECT_GE(clock.elapsed(), 1'000);
@@ -266,7 +275,7 @@ TEST_F(Sync, ComesBackWhenTheHubDoes) {
     ASSERT_TRUE(reaches(State::disconnected));
     m_client->nudge();
     ASSERT_TRUE(reaches(State::connected));
-    EXPECT_TRUE(g_log.contains("receive failed: "));
+    EXPECT_TRUE(logs("closed by the hub (4001 removed)"));
 }
 
 TEST_F(Sync, TheProbeDecidesBetweenComingBackAndRevoked) {
@@ -302,23 +311,94 @@ TEST_F(Sync, ARefusedHandshakeIsProbedToo) {
 
 TEST_F(Sync, BrokenHandshakesEndInAnotherAttempt) {
     start({.heartbeat = 300ms});
-    const Answer kTable[] = {
-        {.status = 200, .body = "<html>"},
-        {.status = 302, .headers = "Location: " + m_hub.base().toLatin1() + "/elsewhere\r\n"},
-        {.raw = "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-                "Sec-WebSocket-Accept: wrong\r\n\r\n"},
-        {.raw = "", .ending = Answer::close},
-        {.raw = "\xff\xfe\0\r\n\r\n", .ending = Answer::close},
-        {.raw = ""},                            // never answers
-        {.raw = "", .ending = Answer::dribble}, // never ends
+    const QByteArray head = "HTTP/1.1 101 Switching Protocols\r\n";
+    const std::pair<Answer, QByteArray> kTable[] = {
+        {{.status = 200, .body = "<html>"}, "the upgrade was answered with 200"},
+        {{.status = 302, .headers = "Location: " + m_hub.base().toLatin1() + "/elsewhere\r\n"},
+         "the upgrade was answered with 302"},
+        {{.raw = head + "Upgrade: websocket\r\nConnection: Upgrade\r\n"
+                        "Sec-WebSocket-Accept: wrong\r\n\r\n"},
+         "the answer to the upgrade is not that of a WebSocket"},
+        {{.raw = "", .ending = Answer::close}, "127.0.0.1:"},
+        {{.raw = "\xff\xfe\0\r\n\r\n", .ending = Answer::close},
+         "the answer to the upgrade is no HTTP"},
+        {{.raw = ""}, "the connection did not come up in time"},
+        {{.raw = head + "a: ", .ending = Answer::dribble},
+         "the connection did not come up in time"},
     };
-    for (const Answer& answer : kTable) {
+    for (const auto& [answer, why] : kTable) {
+        g_log.clear();
         m_hub.on("GET /ws", {answer});
         m_client->connect();
         EXPECT_TRUE(reaches(State::disconnected));
+        EXPECT_TRUE(logs(why)) << why.toStdString() << g_log.toStdString();
     }
     EXPECT_EQ(m_hub.count("GET /elsewhere"), 0);
     EXPECT_FALSE(m_events.contains(u"connected"_qs));
+}
+
+TEST_F(Sync, OnASlowLineEachByteCounts) {
+    // Several heartbeats and checks long, and longer than an ack or a reply may take.
+    constexpr qint64 kBytesPerSecond = 200'000;
+    const QString large(1'200'000, u'x');
+    const test::Throttle line(m_hub.port().toUShort(), kBytesPerSecond);
+    m_hub.on("POST /prefix/items", {{.body = R"({"recipients":3})"}});
+    start({.heartbeat = 1500ms, .ackTimeout = 3s, .stallTimeout = 3s, .checkTimeout = 500ms},
+          line.base());
+    publish(large); // not connected yet
+    EXPECT_TRUE(outcomesAre({u"true 3"_qs})) << "up, over REST";
+    connect();
+    m_hub.send(itemFrame(u"I1"_qs, large));
+    m_client->check();
+    ASSERT_TRUE(waitFor([&] { return !m_payloads.isEmpty(); })) << "down";
+    ackWith(R"({"type":"ack","ref":"$ref","status":200,"recipients":1})");
+    publish(large);
+    m_client->check();
+    EXPECT_TRUE(outcomesAre({u"true 3"_qs, u"true 1"_qs})) << "up";
+    EXPECT_EQ(m_hub.count("POST /prefix/items"), 1);
+    EXPECT_EQ(m_hub.sockets, 1) << g_log.toStdString();
+}
+
+TEST_F(Sync, AHubThatMakesItHoldTooMuchIsLeft) {
+    const QByteArray more = QByteArray("x: y\r\n").repeated(1 << 20);
+    for (const QByteArray& answer : {QByteArray(8 << 20, '1'), " OK\r\n" + more}) {
+        m_hub.on("GET /ws", {{.raw = "HTTP/1.1 101" + answer}});
+        m_client->connect();
+        ASSERT_TRUE(logs("left the hub, as it goes too far: an answer to the upgrade"));
+        g_log.clear();
+    }
+    m_hub.forget("GET /ws");
+
+    const QByteArray ping("\x89\x00", 2);
+    QByteArray device =
+        R"({"id":"$","name":"n","platform":"p","createdAt":1,"lastSeen":2,"online":true})";
+    const QByteArray list = R"({"type":"devices","devices":[)";
+    QByteArray devices;
+    for (int i = 0; i < 257; ++i)
+        devices += (i == 0 ? "" : ",") + device;
+    const std::pair<const char*, std::function<void()>> kTable[] = {
+        {"it asks and does not read the answers",
+         [&] {
+             m_hub.socket()->setReadBufferSize(1);
+             m_hub.socket()->write(ping.repeated(8 << 20));
+         }},
+        {"a frame of more than 64 MiB",
+         [&] {
+             m_hub.socket()->write(QByteArray("\x82\x7f\x00\x00\x00\x01\x00\x00\x00\x00", 10));
+         }},
+        {"more in one frame", [&] { m_hub.send(list + devices + "]}"); }},
+        {"more in one frame",
+         [&] { m_hub.send(list + device.replace("$", QByteArray(300, 'i')) + "]}"); }},
+        {"more in one frame", [&] { m_hub.send(itemFrame(QString(300, u'i'))); }},
+    };
+    for (const auto& [what, attack] : kTable) {
+        connect();
+        attack();
+        ASSERT_TRUE(logs(QByteArray("left the hub, as it goes too far: ") + what)) << what;
+        g_log.clear();
+        ASSERT_TRUE(reaches(State::disconnected));
+    }
+    EXPECT_TRUE(m_payloads.isEmpty());
 }
 
 TEST_F(Sync, APeerThatGoesSilentIsLeft) {
@@ -328,6 +408,7 @@ TEST_F(Sync, APeerThatGoesSilentIsLeft) {
     EXPECT_EQ(m_hub.sockets, 1) << "pongs keep it";
     m_hub.answersPings = false;
     ASSERT_TRUE(reaches(State::disconnected));
+    EXPECT_TRUE(logs("no sign of life"));
 }
 
 TEST_F(Sync, ACheckKeepsWhoAnswersAndReplacesWhoDoesNot) {

@@ -31,16 +31,19 @@ struct Describe {
         return "reconnect in " + std::to_string(a.delay.count());
     }
     Text operator()(const Machine::CancelReconnect&) const { return "no reconnect"; }
-    Text operator()(const Machine::StartAckTimer& a) const { return "timer " + text(a.itemId); }
+    Text operator()(const Machine::StartAckTimer& a) const {
+        return (a.left ? "timer " : "patience ") + text(a.itemId);
+    }
     Text operator()(const Machine::CancelAckTimer& a) const { return "untimer " + text(a.itemId); }
     Text operator()(const Machine::PostItem& a) const { return "post " + text(a.item.id); }
+    Text operator()(const Machine::ReportLoss& a) const { return "loss: " + text(a.why); }
     Text operator()(const Machine::ReportState& a) const { return syncStateName(a.state); }
     Text operator()(const Machine::ReportDevices& a) const {
         return "devices " + std::to_string(a.devices.size());
     }
     Text operator()(const Machine::ReportItem& a) const { return "item " + text(a.item.id); }
     Text operator()(const Machine::Complete& a) const {
-        return "complete " + text(a.itemId) + (a.accepted ? " yes " : " no ") +
+        return "complete " + text(a.itemId) + (a.status == 200 ? " yes " : " no ") +
                (a.recipients ? std::to_string(*a.recipients) : "-");
     }
     static Text text(const QString& s) { return s.toStdString(); }
@@ -70,9 +73,12 @@ Machine::Actions happen(Machine& machine, const std::string& event) {
         {"unchecked", [&] { return machine.checkDue(connection); }},
         {"shutdown", [&] { return machine.shutdown(); }},
         {"opened", [&] { return machine.opened(connection); }},
-        {"lost", [&] { return machine.lost(connection); }},
+        {"lost", [&] { return machine.lost(connection, u"x"_qs); }},
+        {"too_far", [&] { return machine.overstepped(connection, u"x"_qs); }},
         {"tick", [&] { return machine.heartbeatDue(); }},
-        {"ponged", [&] { return machine.ponged(connection); }},
+        {"heard", [&] { return machine.heard(connection); }},
+        {"wrote", [&] { return machine.wrote(connection, words.value(2) == "more"); }},
+        {"left", [&] { return machine.left(id); }},
         {"due", [&] { return machine.reconnectDue(); }},
         {"publish",
          [&] {
@@ -94,12 +100,21 @@ struct Story {
 
 const Step kConnect{"connect", "connecting, open 1, heart on"};
 const Step kOpened{"opened 1", "connected"};
-const Step kLost{"lost 1", "release, heart off, disconnected, probe"};
+const std::string kGone = ", release, heart off, disconnected, probe";
+const std::string kLoss = "loss: x" + kGone;
+const Step kLost{"lost 1", kLoss};
+const Step kSilent{"tick", "loss: no sign of life" + kGone};
 const std::string kItemA = R"({"id":"A","ts":1,"device":"n","mime":"text/plain","payload":"p"})";
 const std::string kDevices =
     R"([{"id":"d","name":"n","platform":"macos","createdAt":1,"lastSeen":2,"online":true}])";
+std::string many(const std::string& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i)
+        all += text;
+    return all;
+}
 const Step publish(const std::string& id) {
-    return {"publish " + id, "timer " + id + ", send " + id};
+    return {"publish " + id, "patience " + id + ", send " + id};
 }
 
 const Story kStories[] = {
@@ -115,10 +130,10 @@ const Story kStories[] = {
       kLost,
       {"probed fail", "reconnect in 1000"},
       {"due", "connecting, open 2, heart on"},
-      {"lost 2", "release, heart off, disconnected, probe"},
+      {"lost 2", kLoss},
       {"probed ok", "reconnect in 2000"},
       {"due", "connecting, open 3, heart on"},
-      {"lost 3", "release, heart off, disconnected, probe"},
+      {"lost 3", kLoss},
       {"probed fail", "reconnect in 4000"},
       {"probed fail", "reconnect in 8000"},
       {"probed fail", "reconnect in 16000"},
@@ -126,7 +141,7 @@ const Story kStories[] = {
       {"probed fail", "reconnect in 30000"},
       {"due", "connecting, open 4, heart on"},
       {"opened 4", "connected"},
-      {"lost 4", "release, heart off, disconnected, probe"},
+      {"lost 4", kLoss},
       {"probed ok", "reconnect in 1000"}}},
     {"AProbeThatSays401Revokes",
      {kConnect,
@@ -144,8 +159,8 @@ const Story kStories[] = {
       {"lost 1", ""},
       {"opened 2", "connected"},
       {"tick", "ping"},
-      {"ponged 1", ""},
-      {"tick", "release, heart off, disconnected, probe"},
+      {"heard 1", ""},
+      kSilent,
       {"lost 2", ""},
       {"opened 2", ""},
       {"frame 2 {\"type\":\"removed\"}", ""},
@@ -154,24 +169,26 @@ const Story kStories[] = {
      {kConnect,
       kOpened,
       {"tick", "ping"},
-      {"ponged 1", ""},
+      {"heard 1", ""},
       {"tick", "ping"},
-      {"tick", "release, heart off, disconnected, probe"},
+      kSilent,
       {"tick", ""},
       {"probed ok", "reconnect in 1000"},
       {"due", "connecting, open 2, heart on"},
       {"opened 2", "connected"},
       {"tick", "ping"}}}, // the pong that never came was another connection's
     {"AConnectionThatNeverOpensIsALoss",
-     {kConnect, {"tick", "release, heart off, disconnected, probe"}, {"opened 1", ""}}},
+     {kConnect,
+      {"tick", "loss: the connection did not come up in time" + kGone},
+      {"opened 1", ""}}},
     {"NudgeReconnectsNowAndForgetsTheDelays",
      {{"nudge", "no reconnect, connecting, open 1, heart on"},
       {"nudge", "no reconnect, open 2, heart on"},
-      {"lost 2", "release, heart off, disconnected, probe"},
+      {"lost 2", kLoss},
       {"probed fail", "reconnect in 1000"},
       {"probed fail", "reconnect in 2000"},
       {"nudge", "no reconnect, connecting, open 3, heart on"},
-      {"lost 3", "release, heart off, disconnected, probe"},
+      {"lost 3", kLoss},
       {"probed fail", "reconnect in 1000"},
       {"due", "connecting, open 4, heart on"},
       {"opened 4", "connected"},
@@ -182,12 +199,12 @@ const Story kStories[] = {
       {"check", ""},
       kOpened,
       {"check", "ping, check 1"},
-      {"ponged 1", ""},
+      {"heard 1", ""},
       {"unchecked 1", ""},
       {"check", "ping, check 2"},
       {"unchecked 1", ""}, // the time of an earlier check is not that of this one
       {"tick", "ping"},    // nor is its pong late for the heartbeat
-      {"unchecked 2", "connecting, open 2, heart on"},
+      {"unchecked 2", "loss: no sign of life when asked for one, connecting, open 2, heart on"},
       {"unchecked 2", ""},
       {"opened 2", "connected"},
       {"tick", "ping"}, // what the old one owed is not asked of the new one
@@ -195,6 +212,49 @@ const Story kStories[] = {
       {"shutdown", "no reconnect, heart off, close"},
       {"unchecked 3", ""},
       {"check", ""}}},
+    {"AnyByteIsASignOfLifeAndSoIsOneThatLeavesBeforeOthers",
+     {kConnect,
+      kOpened,
+      {"tick", "ping"},
+      {"heard 1", ""},
+      {"tick", "ping"},
+      {"wrote 1 more", ""}, // the ping waits behind them
+      {"tick", "ping"},
+      {"check", "ping, check 1"},
+      {"wrote 1 more", ""},
+      {"unchecked 1", ""},
+      {"tick", "ping"},
+      {"wrote 1 last", ""}, // the ping itself
+      {"wrote 2 more", ""},
+      kSilent}},
+    {"AnAckIsAwaitedFromWhenTheFrameHasLeft",
+     {kConnect,
+      kOpened,
+      publish("A"),
+      publish("B"),
+      {"wrote 1 more", "patience A, patience B"},
+      {"left A", "timer A"},
+      {"wrote 1 more", "patience B"},
+      {"left A", ""},
+      {"left C", ""},
+      {"wrote 2 more", ""},
+      {"late B", "untimer B, post B"},
+      {"left B", ""}}},
+    {"AHubThatGoesTooFarIsLeftForTheLongestDelay",
+     {kConnect,
+      kOpened,
+      {"too_far 2", ""},
+      {"too_far 1", "loss: left the hub, as it goes too far: x" + kGone},
+      {"probed ok", "reconnect in 30000"},
+      {"due", "connecting, open 2, heart on"},
+      {"opened 2", "connected"},
+      {"frame 2 {\"type\":\"devices\",\"devices\":[" + many("{},", 20'000) + "{}]}",
+       "loss: left the hub, as it goes too far: more in one frame than a group can have" + kGone},
+      {"probed ok", "reconnect in 30000"},
+      {"due", "connecting, open 3, heart on"},
+      {"opened 3", "connected"},
+      {"lost 3", kLoss},
+      {"probed ok", "reconnect in 1000"}}},
     {"AProbeThatEndsAfterANudgeStillReplacesTheConnection",
      {kConnect,
       kLost,
@@ -208,7 +268,7 @@ const Story kStories[] = {
      {kConnect,
       kOpened,
       publish("A"),
-      {"shutdown", "no reconnect, heart off, close"},
+      {"shutdown", "no reconnect, heart off, close, timer A"},
       {"lost 1", ""},
       {"frame 1 {\"type\":\"hello\",\"item\":" + kItemA + "}", ""},
       {"tick", ""},
@@ -220,7 +280,7 @@ const Story kStories[] = {
       {"late A", "untimer A, post A"},
       {"shutdown", "no reconnect, heart off"},
       {"connect", "connecting, open 2, heart on"},
-      {"lost 2", "release, heart off, disconnected, probe"}}},
+      {"lost 2", kLoss}}},
     {"ShutdownWhileTheProbeRuns",
      {kConnect, kLost, {"shutdown", "no reconnect, heart off"}, {"probed ok", ""}}},
     {"RemovedRevokesForGood",
@@ -283,7 +343,7 @@ const Story kStories[] = {
       {"publish B", "post B"},
       kOpened,
       publish("C"),
-      kLost,
+      {"lost 1", "loss: x, release, heart off, timer C, disconnected, probe"},
       {"publish D", "post D"},
       {"late C", "untimer C, post C"},
       {"late A", ""}}},
@@ -291,7 +351,7 @@ const Story kStories[] = {
      {kConnect,
       kOpened,
       publish("A"),
-      kLost,
+      {"lost 1", "loss: x, release, heart off, timer A, disconnected, probe"},
       {"nudge", "no reconnect, connecting, open 2, heart on"},
       {"opened 2", "connected"},
       {"frame 2 {\"type\":\"ack\",\"ref\":\"A\",\"status\":200}", "untimer A, complete A yes -"}}},

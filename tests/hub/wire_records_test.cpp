@@ -139,6 +139,17 @@ TEST(WireRecords, RubbishFramesAreNoEnvelopes) {
         EXPECT_FALSE(Envelope::fromText(text)) << text.first(qMin(text.size(), 60)).toStdString();
 }
 
+TEST(WireRecords, ByteOrderMarksCostNothingMore) {
+    const QByteArray mark = "\xEF\xBB\xBF";
+    const QByteArray kTable[] = {
+        R"({"type":")" + mark.repeated(1 << 20) + "\"}",
+        R"({"type":"hello","x":[)" + ("\"" + mark + "\"").repeated(1 << 20),
+        R"({"type":"hello","x":[)" + ("\"" + mark + "\",").repeated(1 << 20),
+    };
+    for (const QByteArray& text : kTable)
+        EXPECT_EQ(Envelope::fromText(text).error(), EnvelopeFault::excessive);
+}
+
 TEST(ErrorText, IsTheErrorMemberIfItIsAText) {
     const std::pair<const char*, std::optional<QString>> kTable[] = {
         {R"({"error":"No such group","code":7})", u"No such group"_qs},
@@ -160,7 +171,7 @@ TEST(HubError, SaysOneSentenceInEachLanguage) {
         EXPECT_EQ(error.message(Lang::en), en.toString());
         EXPECT_EQ(error.message(Lang::zh), zh.toString());
     };
-    expect({Kind::status, 401, u"x"_qs}, u"This Mac is no longer in the group",
+    expect({Kind::status, 401, u"x"_qs}, u"This computer is no longer in the group",
            u"本机已不在设备组中");
     expect({Kind::status, 403, u"x"_qs}, u"Invalid or expired pairing code", u"配对码无效或已过期");
     expect({Kind::status, 429, u"x"_qs}, u"Too many attempts — try again later",

@@ -16,6 +16,11 @@ public:
     void copyConcealed(const QString& text) {
         copy({u"text/plain"_qs, QString(kConcealedType)}, text);
     }
+    void copyTooLarge() {
+        m_tooLarge = true;
+        copy({u"text/plain"_qs}, std::nullopt);
+        m_tooLarge = false;
+    }
     void copyImage() { copy({u"image/png"_qs}, std::nullopt); }
     void copy(const QStringList& types, const std::optional<QString>& text) {
         ++m_count;
@@ -36,6 +41,7 @@ public:
     [[nodiscard]] qint64 changeCount() const override { return m_count; }
     [[nodiscard]] QStringList types() const override { return m_types; }
     [[nodiscard]] std::optional<QString> string() const override { return m_text; }
+    [[nodiscard]] bool tooLarge() const override { return m_tooLarge; }
     void setString(const QString& text) override {
         if (!m_available)
             return;
@@ -50,14 +56,15 @@ public:
     }
     [[nodiscard]] QString backend() const override { return u"fake"_qs; }
     [[nodiscard]] bool available() const override { return m_available; }
-    [[nodiscard]] QString unavailableReason() const override {
-        return m_available ? QString() : u"switched off"_qs;
+    [[nodiscard]] Sentence unavailableReason() const override {
+        return m_available ? Sentence() : Sentence::of(u"已关闭", u"switched off");
     }
 
 private:
     qint64 m_count = 1;
     QStringList m_types;
     std::optional<QString> m_text;
+    bool m_tooLarge = false;
     bool m_available = true;
 };
 

@@ -54,6 +54,8 @@ public:
 
     /// The answers to a request such as "GET /crypto", in turn; the last one stays.
     void on(const QByteArray& request, QList<Answer> answers) { m_scripts[request] = answers; }
+    /// It has no script any more.
+    void forget(const QByteArray& request) { m_scripts.remove(request); }
     /// Every request, handshakes too.
     QList<SeenRequest> requests;
     [[nodiscard]] qsizetype count(const QByteArray& request) const;
