@@ -33,6 +33,9 @@ void ClipboardMonitor::poll() {
     if (m_paused || m_pasteboard.types().contains(kConcealedType)) {
         return;
     }
+    if (m_pasteboard.tooLarge() && onTooLarge) {
+        onTooLarge();
+    }
     const std::optional<QString> text = m_pasteboard.string();
     if (!text || text->isEmpty()) {
         return;

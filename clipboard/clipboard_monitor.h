@@ -1,6 +1,7 @@
 #pragma once
 
 #include "clipboard/pasteboard.h"
+#include "clipboard/recent_hashes.h"
 
 #include <QSet>
 #include <QString>
@@ -21,6 +22,9 @@ public:
 
     /// Called for each new local text with the text and its sha256Hex.
     std::function<void(const QString& text, const QString& hash)> onLocalText;
+
+    /// Called for each new local text that is larger than kMaxClipboardBytes.
+    std::function<void()> onTooLarge;
 
     /// Called every half second, with the poll; for what else is to be looked at now and then.
     std::function<void()> onTick;
@@ -43,8 +47,8 @@ private:
     Pasteboard& m_pasteboard;
     qint64 m_lastChangeCount;
     QTimer m_timer;
-    /// Hashes of received texts; each keeps the first local copy of its text from being sent back.
-    QSet<QString> m_suppressed;
+    /// Of received texts; each keeps the first local copy of its text from being sent back.
+    RecentHashes m_suppressed;
     /// Hashes of secrets, for the rest of the run.
     QSet<QString> m_secrets;
     /// Of the last text that was reported or received; null before the first.

@@ -11,6 +11,20 @@ namespace {
 
 constexpr QLatin1StringView kLatin1Type = kTextTypes.back();
 
+// Not text/uri-list: browsers offer it with the text of a link.
+constexpr std::array kFileTypes{
+    QLatin1StringView("application/x-kde4-urilist"),
+    QLatin1StringView("application/x-kde-cutselection"),
+    QLatin1StringView("application/vnd.portal.filetransfer"),
+    QLatin1StringView("application/vnd.portal.files"),
+};
+/// gnome-copied-files, mate-copied-files, nautilus-clipboard.
+constexpr QLatin1StringView kFileTypePrefix{"x-special/"};
+
+bool isFileType(const QString& type) {
+    return type.startsWith(kFileTypePrefix) || std::ranges::count(kFileTypes, type) > 0;
+}
+
 QByteArray withoutFinalNul(const QByteArray& bytes) {
     return bytes.endsWith('\0') ? bytes.chopped(1) : bytes;
 }
@@ -18,6 +32,9 @@ QByteArray withoutFinalNul(const QByteArray& bytes) {
 } // namespace
 
 qsizetype bestTextType(const QStringList& offered) {
+    if (std::ranges::any_of(offered, isFileType)) {
+        return -1;
+    }
     for (const QLatin1StringView type : kTextTypes) {
         if (const qsizetype index = offered.indexOf(type); index >= 0) {
             return index;

@@ -11,12 +11,14 @@
 namespace sorrelwind {
 
 // What every back-end must know of text on a clipboard: the types it goes by, in which bytes, and
-// how a secret is marked. Pure functions; the bytes come from any program of the desktop.
+// how a secret or copied files are told from it. Pure functions; the bytes come from any program of
+// the desktop.
 
 /// What is known of a copy.
 struct ClipboardSnapshot {
     QStringList types;
     std::optional<QString> text;
+    bool tooLarge = false; // there is a text, but of more than kMaxClipboardBytes
 };
 
 /// The types of plain text that are read and offered, best first.
@@ -29,7 +31,11 @@ inline constexpr QLatin1StringView kPasswordHintType{"x-kde-passwordManagerHint"
 /// Taken of its value at most.
 inline constexpr qint64 kMaxHintBytes = 64;
 
-/// Index in `offered` of the best type to read text as; -1 when none is text.
+/// Longest name of a type that is looked at, in bytes; every one of interest is far shorter.
+inline constexpr qsizetype kLongestTypeName = 255;
+
+/// Index in `offered` of the best type to read text as; -1 when none is text, and when it is files
+/// that were copied: file managers offer their paths as text too, beside types of their own.
 [[nodiscard]] qsizetype bestTextType(const QStringList& offered);
 
 /// Whether the value of a kPasswordHintType says that the content is no secret.

@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 /// For a compositor that is busy with the start of its session.
 constexpr auto kCompositorPatience = 5s;
 
-using Made = Result<std::unique_ptr<Pasteboard>, QString>;
+using Made = Result<std::unique_ptr<Pasteboard>, Sentence>;
 
 Made makeWayland(const QByteArray& display, std::chrono::milliseconds patience) {
     auto connection = WaylandConnection::open(display, QDeadlineTimer(kCompositorPatience));
@@ -38,22 +38,27 @@ Made makeX11(const QByteArray& display, std::chrono::milliseconds patience) {
 
 std::unique_ptr<Pasteboard> makePasteboard(ClipboardChoice choice, const ClipboardServers& servers,
                                            std::chrono::milliseconds patience) {
-    QStringList reasons;
+    Sentence reasons;
     if (choice != ClipboardChoice::x11) {
         auto wayland = makeWayland(servers.waylandDisplay, patience);
         if (wayland) {
             return *std::move(wayland);
         }
-        reasons.append(wayland.error());
+        reasons = wayland.error();
     }
     if (choice != ClipboardChoice::wayland) {
         auto x11 = makeX11(servers.display, patience);
         if (x11) {
             return *std::move(x11);
         }
-        reasons.append(x11.error());
+        if (!reasons.en.isEmpty()) {
+            reasons.zh += u'，';
+            reasons.en += QLatin1StringView(", and ");
+        }
+        reasons.zh += x11.error().zh;
+        reasons.en += x11.error().en;
     }
-    return std::make_unique<NullPasteboard>(reasons.join(QStringLiteral(", and ")));
+    return std::make_unique<NullPasteboard>(reasons);
 }
 
 } // namespace sorrelwind

@@ -9,7 +9,7 @@ namespace sorrelwind {
 /// Stands in where no desktop clipboard can be reached: always empty, takes no text.
 class NullPasteboard final : public Pasteboard {
 public:
-    explicit NullPasteboard(QString reason) : m_reason(std::move(reason)) {}
+    explicit NullPasteboard(Sentence reason) : m_reason(std::move(reason)) {}
 
     [[nodiscard]] qint64 changeCount() const override { return 0; }
     [[nodiscard]] QStringList types() const override { return {}; }
@@ -17,10 +17,10 @@ public:
     void setString(const QString&) override {}
     [[nodiscard]] QString backend() const override { return QStringLiteral("none"); }
     [[nodiscard]] bool available() const override { return false; }
-    [[nodiscard]] QString unavailableReason() const override { return m_reason; }
+    [[nodiscard]] Sentence unavailableReason() const override { return m_reason; }
 
 private:
-    QString m_reason;
+    Sentence m_reason;
 };
 
 } // namespace sorrelwind

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/l10n.h"
+
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -26,6 +28,8 @@ public:
     /// The newest plain text; none when there is no text (an image, files, an owner that went
     /// away), or it is concealed.
     [[nodiscard]] virtual std::optional<QString> string() const = 0;
+    /// Whether the newest change is a text that is larger than kMaxClipboardBytes.
+    [[nodiscard]] virtual bool tooLarge() const { return false; }
     /// Clears the pasteboard and puts `text` on it as plain text. Raises the count once, before it
     /// returns; the back-end's own echo never raises it again. Does nothing when the pasteboard is
     /// not available or the text is larger than kMaxClipboardBytes.
@@ -43,8 +47,8 @@ public:
     [[nodiscard]] virtual QString backend() const = 0;
     /// Whether copies can be seen and written now.
     [[nodiscard]] virtual bool available() const = 0;
-    /// Why not, in a few English words for the log; empty while available.
-    [[nodiscard]] virtual QString unavailableReason() const = 0;
+    /// Why not, in a few words; empty while available.
+    [[nodiscard]] virtual Sentence unavailableReason() const = 0;
 
 Q_SIGNALS:
     /// The count was raised by a foreign change; its snapshot is whole.

@@ -83,7 +83,7 @@ void PipeRead::read() {
         }
         m_stalled.start();
         if (m_bytes.size() > m_limit) {
-            fail(QStringLiteral("it is too large"));
+            fail(QStringLiteral("it is too large"), true);
             return;
         }
         if (m_end.hasExpired()) {
@@ -93,9 +93,9 @@ void PipeRead::read() {
     }
 }
 
-void PipeRead::fail(const QString& problem) {
+void PipeRead::fail(const QString& problem, bool tooLarge) {
     cancel();
-    Q_EMIT failed(problem);
+    Q_EMIT failed(problem, tooLarge);
 }
 
 } // namespace sorrelwind

@@ -34,11 +34,11 @@ Q_SIGNALS:
     /// All was read.
     void finished(const QByteArray& bytes);
     /// In English.
-    void failed(const QString& problem);
+    void failed(const QString& problem, bool tooLarge);
 
 private:
     void read();
-    void fail(const QString& problem);
+    void fail(const QString& problem, bool tooLarge = false);
 
     FileDescriptor m_pipe;
     std::unique_ptr<QSocketNotifier> m_readable;

@@ -52,25 +52,27 @@ std::unique_ptr<WaylandConnection> WaylandConnection::begin(const QByteArray& di
                      : nullptr;
 }
 
-Result<std::unique_ptr<WaylandConnection>, QString>
+Result<std::unique_ptr<WaylandConnection>, Sentence>
 WaylandConnection::open(const QByteArray& display, QDeadlineTimer deadline) {
     if (display.isEmpty()) {
-        return failure(QStringLiteral("WAYLAND_DISPLAY is not set"));
+        return failure(Sentence::of(u"没有设置 WAYLAND_DISPLAY", u"WAYLAND_DISPLAY is not set"));
     }
     auto connection = begin(display);
     if (!connection) {
-        return failure(QStringLiteral("no Wayland compositor answers"));
+        return failure(Sentence::of(u"连不上 Wayland 合成器", u"no Wayland compositor answers"));
     }
     while (connection->m_settling && !connection->m_lost) {
         pollfd socket{wl_display_get_fd(connection->m_display), POLLIN, 0};
         ::poll(&socket, 1, static_cast<int>(deadline.remainingTime()));
         connection->dispatch();
         if (connection->m_settling && deadline.hasExpired()) {
-            return failure(QStringLiteral("the Wayland compositor does not answer"));
+            return failure(
+                Sentence::of(u"Wayland 合成器没有回应", u"the Wayland compositor does not answer"));
         }
     }
     if (!connection->manager()) {
-        return failure(QStringLiteral("the Wayland compositor offers no data-control"));
+        return failure(Sentence::of(u"Wayland 合成器不提供 data-control",
+                                    u"the Wayland compositor offers no data-control"));
     }
     return connection;
 }

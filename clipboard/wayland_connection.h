@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/l10n.h"
 #include "base/result.h"
 
 #include <QByteArray>
@@ -47,8 +48,8 @@ public:
     /// Begins to connect, see settled(). Null when nobody listens at `display`, a name as in
     /// WAYLAND_DISPLAY.
     [[nodiscard]] static std::unique_ptr<WaylandConnection> begin(const QByteArray& display);
-    /// Connects and waits for what the compositor has to offer. Fails with the reason in English.
-    [[nodiscard]] static Result<std::unique_ptr<WaylandConnection>, QString>
+    /// Connects and waits for what the compositor has to offer. Fails with the reason.
+    [[nodiscard]] static Result<std::unique_ptr<WaylandConnection>, Sentence>
     open(const QByteArray& display, QDeadlineTimer deadline);
     ~WaylandConnection() override;
 

@@ -1,9 +1,11 @@
 #include "clipboard/wayland_device.h"
 
+#include "clipboard/clipboard_text.h"
 #include "clipboard/wayland_source.h"
 
 #include <ext-data-control-v1-client-protocol.h>
 
+#include <cstring>
 #include <utility>
 
 namespace sorrelwind {
@@ -17,7 +19,8 @@ constexpr qsizetype kMaxTypes = 1024;
 WaylandOffer::WaylandOffer(ext_data_control_offer_v1* proxy) : m_proxy(proxy) {
     static constexpr ext_data_control_offer_v1_listener kEvents{
         .offer = [](void* self, ext_data_control_offer_v1*, const char* type) {
-            if (auto& types = static_cast<WaylandOffer*>(self)->m_types; types.size() < kMaxTypes) {
+            auto& types = static_cast<WaylandOffer*>(self)->m_types;
+            if (types.size() < kMaxTypes && std::strlen(type) <= kLongestTypeName) {
                 types.append(QString::fromUtf8(type));
             }
         }};

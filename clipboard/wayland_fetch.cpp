@@ -12,7 +12,10 @@ WaylandFetch::WaylandFetch(std::chrono::milliseconds patience) : m_read(patience
         // its copy is known to be gone.
         m_stillThere.raise(*m_connection, [this, bytes] { take(bytes); });
     });
-    connect(&m_read, &PipeRead::failed, this, [this](const QString& problem) { end(problem); });
+    connect(&m_read, &PipeRead::failed, this, [this](const QString& problem, bool tooLarge) {
+        m_snapshot.tooLarge = tooLarge && !m_hintAsked;
+        end(problem);
+    });
 }
 
 void WaylandFetch::start(WaylandConnection& connection, const WaylandOffer& offer) {
@@ -56,6 +59,7 @@ void WaylandFetch::ask(qsizetype type, qint64 limit) {
 void WaylandFetch::take(const QByteArray& bytes) {
     if (!m_hintAsked) {
         m_snapshot.text = decodeText(m_snapshot.types[m_textType], bytes);
+        m_snapshot.tooLarge = !m_snapshot.text;
         end(m_snapshot.text ? QString() : QStringLiteral("it is too large"));
     } else if (isPublicHint(bytes)) {
         m_hintAsked = false;

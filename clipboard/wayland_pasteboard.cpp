@@ -55,9 +55,10 @@ void WaylandPasteboard::useSeat() {
     }
     const bool before = available();
     letGo();
-    m_reason = QStringLiteral("the Wayland session has no seat");
+    m_reason =
+        Sentence::of(u"Wayland 会话没有输入设备（seat）", u"the Wayland session has no seat");
     if (m_connection->seat()) {
-        m_reason.clear();
+        m_reason = {};
         m_device = std::make_unique<WaylandDevice>(
             *m_connection,
             [this](std::unique_ptr<WaylandOffer> offer) { selected(std::move(offer)); });
@@ -120,8 +121,8 @@ void WaylandPasteboard::fetched(const ClipboardSnapshot& snapshot, const QString
 void WaylandPasteboard::connectionLost() {
     const bool before = available();
     letGo();
-    m_reason = QStringLiteral("the Wayland compositor went away");
-    qWarning("clipboard: %s", qUtf8Printable(m_reason));
+    m_reason = Sentence::of(u"Wayland 合成器已退出", u"the Wayland compositor went away");
+    qWarning("clipboard: %s", qUtf8Printable(m_reason.en));
     m_retryUntil.setRemainingTime(kRetryFor);
     m_retry.start();
     if (before) {

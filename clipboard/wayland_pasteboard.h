@@ -28,12 +28,13 @@ public:
     [[nodiscard]] qint64 changeCount() const override { return m_count; }
     [[nodiscard]] QStringList types() const override { return m_snapshot.types; }
     [[nodiscard]] std::optional<QString> string() const override { return m_snapshot.text; }
+    [[nodiscard]] bool tooLarge() const override { return m_snapshot.tooLarge; }
     void setString(const QString& text) override { offer(text, false); }
     void setSecret(const QString& text) override { offer(text, true); }
     void overlookChangeUnderWay() override { m_overlook = true; }
     [[nodiscard]] QString backend() const override { return QStringLiteral("wayland"); }
     [[nodiscard]] bool available() const override { return m_device != nullptr; }
-    [[nodiscard]] QString unavailableReason() const override { return m_reason; }
+    [[nodiscard]] Sentence unavailableReason() const override { return m_reason; }
 
 private:
     void offer(const QString& text, bool secret);
@@ -51,7 +52,7 @@ private:
     std::unique_ptr<WaylandConnection> m_attempt; ///< to replace a lost one
     QTimer m_retry;
     QDeadlineTimer m_retryUntil;
-    QString m_reason;
+    Sentence m_reason; ///< empty while available
 
     // All that belongs to the connection, hence below it.
     PipeWrites m_writes;

@@ -18,6 +18,8 @@ namespace {
 
 /// Names kept at most; programs of a desktop use a few hundred.
 constexpr qsizetype kMaxNames = 4096;
+/// Names asked for before an answer is read: each may be as long as 64 KiB.
+constexpr size_t kNamesAtOnce = 16;
 /// Events dispatched before the rest of the program gets its turn.
 constexpr int kMaxEventsAtOnce = 256;
 
@@ -31,17 +33,17 @@ xcb_screen_t* screenOf(xcb_connection_t* xcb, int number) {
 
 } // namespace
 
-Result<std::unique_ptr<X11Connection>, QString> X11Connection::open(const QByteArray& display) {
+Result<std::unique_ptr<X11Connection>, Sentence> X11Connection::open(const QByteArray& display) {
     if (display.isEmpty()) {
-        return failure(QStringLiteral("DISPLAY is not set"));
+        return failure(Sentence::of(u"没有设置 DISPLAY", u"DISPLAY is not set"));
     }
     // As Qt's own sockets do: a server that dies must be an error of a write, not our end.
     std::signal(SIGPIPE, SIG_IGN);
     int screen = 0;
     std::unique_ptr<X11Connection> connection(
         new X11Connection(xcb_connect(display.constData(), &screen)));
-    if (QString problem = connection->setUp(screen); !problem.isEmpty()) {
-        return failure(std::move(problem));
+    if (const auto problem = connection->setUp(screen)) {
+        return failure(*problem);
     }
     return connection;
 }
@@ -53,42 +55,39 @@ X11Connection::~X11Connection() {
     xcb_disconnect(m_xcb);
 }
 
-QString X11Connection::setUp(int screenNumber) {
+std::optional<Sentence> X11Connection::setUp(int screenNumber) {
     if (xcb_connection_has_error(m_xcb) != 0) {
-        return QStringLiteral("the X server does not accept the connection");
+        return Sentence::of(u"X 服务器不接受连接", u"the X server does not accept the connection");
     }
     xcb_prefetch_extension_data(m_xcb, &xcb_xfixes_id);
     const xcb_screen_t* screen = screenOf(m_xcb, screenNumber);
     if (screen == nullptr || !internAtoms()) {
-        return QStringLiteral("the X server gives no screen or atoms");
+        return Sentence::of(u"X 服务器没有屏幕或原子", u"the X server gives no screen or atoms");
     }
     const xcb_query_extension_reply_t* xfixes = xcb_get_extension_data(m_xcb, &xcb_xfixes_id);
     if (xfixes == nullptr || xfixes->present == 0) {
-        return QStringLiteral("the X server has no XFixes");
+        return Sentence::of(u"X 服务器没有 XFixes", u"the X server has no XFixes");
     }
     m_selectionEvent = static_cast<uint8_t>(xfixes->first_event + XCB_XFIXES_SELECTION_NOTIFY);
     // The server answers XFixes requests only after a version was agreed on.
     const auto version = xcb_xfixes_query_version(m_xcb, 5, 0);
 
-    m_window = xcb_generate_id(m_xcb);
-    const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_create_window(m_xcb, 0, m_window, screen->root, -1, -1, 1, 1, 0,
-                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK,
-                      &events);
+    m_root = screen->root;
+    m_window = makeWindow();
     xcb_xfixes_select_selection_input(m_xcb, m_window, m_atoms.clipboard,
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
     if (!XcbPtr<xcb_xfixes_query_version_reply_t>(
             xcb_xfixes_query_version_reply(m_xcb, version, nullptr))) {
-        return QStringLiteral("the X server refuses XFixes");
+        return Sentence::of(u"X 服务器拒绝 XFixes", u"the X server refuses XFixes");
     }
 
     m_notifier =
         std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_xcb), QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &X11Connection::dispatch);
     flush();
-    return {};
+    return std::nullopt;
 }
 
 bool X11Connection::internAtoms() {
@@ -108,6 +107,7 @@ bool X11Connection::internAtoms() {
         {&m_atoms.null, "NULL"},
         {&m_atoms.stamp, "SORRELWIND_STAMP"},
         {&m_atoms.handOver, "SORRELWIND_HAND_OVER"},
+        {&m_atoms.transfer, "SORRELWIND_TRANSFER"},
         {&m_atoms.concealed, QByteArray(kConcealedType.data(), kConcealedType.size())},
         {&m_atoms.passwordHint, QByteArray(kPasswordHintType.data(), kPasswordHintType.size())},
     };
@@ -115,9 +115,6 @@ bool X11Connection::internAtoms() {
     for (size_t i = 0; i < kTextTypes.size(); ++i) {
         wanted.push_back(
             {&m_atoms.text[i], QByteArray(kTextTypes[i].data(), kTextTypes[i].size())});
-    }
-    for (size_t i = 0; i < m_atoms.transfers.size(); ++i) {
-        wanted.push_back({&m_atoms.transfers[i], "SORRELWIND_TRANSFER_" + QByteArray::number(i)});
     }
 
     // All questions first, then all answers: one round trip to the server.
@@ -141,24 +138,24 @@ bool X11Connection::internAtoms() {
 }
 
 QStringList X11Connection::names(std::span<const xcb_atom_t> atoms) {
-    struct Question {
-        xcb_atom_t atom;
-        xcb_get_atom_name_cookie_t cookie;
-    };
-    std::vector<Question> questions;
-    for (const xcb_atom_t atom : atoms) {
-        if (!m_names.contains(atom)) {
-            questions.push_back({atom, xcb_get_atom_name(m_xcb, atom)});
-        }
-    }
     QHash<xcb_atom_t, QString> fresh;
-    for (const Question& question : questions) {
-        const XcbPtr<xcb_get_atom_name_reply_t> reply(
-            xcb_get_atom_name_reply(m_xcb, question.cookie, nullptr));
-        if (reply) {
-            fresh.insert(question.atom,
-                         QString::fromLatin1(xcb_get_atom_name_name(reply.get()),
-                                             xcb_get_atom_name_name_length(reply.get())));
+    for (size_t i = 0; i < atoms.size(); i += kNamesAtOnce) {
+        const auto some = atoms.subspan(i, std::min(kNamesAtOnce, atoms.size() - i));
+        std::vector<std::pair<xcb_atom_t, xcb_get_atom_name_cookie_t>> questions;
+        for (const xcb_atom_t atom : some) {
+            if (!m_names.contains(atom) && !fresh.contains(atom)) {
+                questions.emplace_back(atom, xcb_get_atom_name(m_xcb, atom));
+            }
+        }
+        for (const auto& [atom, cookie] : questions) {
+            const XcbPtr<xcb_get_atom_name_reply_t> reply(
+                xcb_get_atom_name_reply(m_xcb, cookie, nullptr));
+            if (reply) {
+                const int size = xcb_get_atom_name_name_length(reply.get());
+                const char* const name = xcb_get_atom_name_name(reply.get());
+                fresh.insert(atom,
+                             size > kLongestTypeName ? QString() : QString::fromLatin1(name, size));
+            }
         }
     }
     QStringList names;
@@ -170,6 +167,19 @@ QStringList X11Connection::names(std::span<const xcb_atom_t> atoms) {
         m_names.insert(fresh);
     }
     return names;
+}
+
+xcb_window_t X11Connection::makeWindow() {
+    const xcb_window_t window = xcb_generate_id(m_xcb);
+    const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(m_xcb, 0, window, m_root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &events);
+    return window;
+}
+
+bool X11Connection::owns(xcb_window_t window) const {
+    const xcb_setup_t* setup = xcb_get_setup(m_xcb);
+    return (window & ~setup->resource_id_mask) == setup->resource_id_base;
 }
 
 void X11Connection::flush() {

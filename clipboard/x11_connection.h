@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/l10n.h"
 #include "base/result.h"
 
 #include <QByteArray>
@@ -38,8 +39,8 @@ struct X11Atoms {
     std::array<xcb_atom_t, 4> text; ///< parallel to kTextTypes
     /// The marks of a secret: kConcealedType and kPasswordHintType.
     xcb_atom_t concealed, passwordHint;
-    /// Properties on our window that take other programs' data, used in turn.
-    std::array<xcb_atom_t, 16> transfers;
+    /// The property that takes other programs' data.
+    xcb_atom_t transfer;
 };
 
 /// A connection to the X server with one unmapped window of its own, driven by the main loop. Every
@@ -49,8 +50,8 @@ struct X11Atoms {
 class X11Connection final : public QObject {
     Q_OBJECT
 public:
-    /// Fails with the reason in English.
-    [[nodiscard]] static Result<std::unique_ptr<X11Connection>, QString>
+    /// Fails with the reason.
+    [[nodiscard]] static Result<std::unique_ptr<X11Connection>, Sentence>
     open(const QByteArray& display);
     ~X11Connection() override;
 
@@ -59,8 +60,12 @@ public:
     [[nodiscard]] const X11Atoms& atoms() const { return m_atoms; }
     /// The event code of XFixes selection events.
     [[nodiscard]] uint8_t selectionEvent() const { return m_selectionEvent; }
-    /// The names of atoms; one round trip to the server for those not met before.
+    /// The names of atoms, empty in place of long ones. Asks the server for those not met before.
     [[nodiscard]] QStringList names(std::span<const xcb_atom_t> atoms);
+    /// One more unmapped window, which hears of changes of its properties.
+    [[nodiscard]] xcb_window_t makeWindow();
+    /// Whether the window is one of this connection.
+    [[nodiscard]] bool owns(xcb_window_t window) const;
 
     /// Sends the buffered requests. To be called after every batch of them that is not the answer
     /// to one received().
@@ -77,11 +82,12 @@ Q_SIGNALS:
 
 private:
     explicit X11Connection(xcb_connection_t* xcb);
-    [[nodiscard]] QString setUp(int screen);
+    [[nodiscard]] std::optional<Sentence> setUp(int screen);
     [[nodiscard]] bool internAtoms();
     void dispatchSoon();
 
     xcb_connection_t* m_xcb;
+    xcb_window_t m_root = XCB_NONE;
     xcb_window_t m_window = XCB_NONE;
     X11Atoms m_atoms{};
     uint8_t m_selectionEvent = 0;

@@ -14,6 +14,9 @@ using namespace std::chrono_literals;
 /// An owner that sends ever so little before each deadline is given up after this time.
 constexpr auto kLongestFetch = 60s;
 constexpr qint64 kMaxTargets = 1024;
+constexpr size_t kMaxQuestions = 16;
+/// Pieces of a transfer that was given up; more than any text has.
+constexpr int kMaxUnwanted = 4096;
 
 std::vector<xcb_atom_t> atomsOf(const QByteArray& bytes) {
     std::vector<xcb_atom_t> atoms(static_cast<size_t>(bytes.size()) / sizeof(xcb_atom_t));
@@ -62,13 +65,26 @@ void X11Fetch::cancel() {
     leaveTransfer();
 }
 
-/// A late answer to what was asked for must never be taken for one to the next question.
 void X11Fetch::leaveTransfer() {
     // Deleting a piece makes an owner send the next one, which is deleted in turn below: its
     // transfer ends, where some programs would wait for us forever.
-    xcb_delete_property(m_connection.xcb(), m_connection.window(), property());
+    xcb_delete_property(m_connection.xcb(), m_questions.back().window,
+                        m_connection.atoms().transfer);
     m_connection.flush();
-    m_transfer = (m_transfer + 1) % m_connection.atoms().transfers.size();
+}
+
+void X11Fetch::dropUnwanted(const xcb_property_notify_event_t& event) {
+    const auto question = std::ranges::find(m_questions, event.window, &Question::window);
+    if (question == m_questions.end()) {
+        return;
+    }
+    if (++question->unwanted <= kMaxUnwanted) {
+        xcb_delete_property(m_connection.xcb(), event.window, event.atom);
+    } else {
+        // It never ends. Without the window nothing more is heard, however its owner goes on.
+        xcb_destroy_window(m_connection.xcb(), event.window);
+        m_questions.erase(question);
+    }
 }
 
 void X11Fetch::ask(Stage stage, xcb_atom_t target) {
@@ -77,23 +93,27 @@ void X11Fetch::ask(Stage stage, xcb_atom_t target) {
     m_answered = false;
     m_incremental = false;
     m_bytes.clear();
-    xcb_convert_selection(m_connection.xcb(), m_connection.window(), m_connection.atoms().clipboard,
-                          target, property(), m_time);
+    if (m_questions.size() == kMaxQuestions) {
+        xcb_destroy_window(m_connection.xcb(), m_questions.front().window);
+        m_questions.pop_front();
+    }
+    m_questions.push_back({m_connection.makeWindow()});
+    xcb_convert_selection(m_connection.xcb(), m_questions.back().window,
+                          m_connection.atoms().clipboard, target, m_connection.atoms().transfer,
+                          m_time);
     m_connection.flush();
     m_stalled.start();
 }
 
 void X11Fetch::handle(const xcb_selection_notify_event_t& event) {
-    // An answer bears the time of its request, so one of another time is to an earlier fetch.
-    const bool ours =
-        event.time == m_time || event.time == XCB_CURRENT_TIME || m_time == XCB_CURRENT_TIME;
-    if (!active() || m_answered || !ours || event.target != m_target) {
+    if (!active() || m_answered || event.requestor != m_questions.back().window ||
+        event.target != m_target) {
         return;
     }
-    if (event.property == property()) {
+    if (event.property == m_connection.atoms().transfer) {
         m_answered = true;
         takePiece();
-    } else if (event.property == XCB_NONE && event.time == m_time) {
+    } else if (event.property == XCB_NONE) {
         m_answered = true;
         if (m_stage == Stage::hint) {
             complete();
@@ -107,20 +127,18 @@ void X11Fetch::handle(const xcb_property_notify_event_t& event) {
     if (event.state != XCB_PROPERTY_NEW_VALUE) {
         return;
     }
-    if (active() && event.atom == property()) {
-        if (m_incremental) {
-            takePiece();
-        }
-    } else if (std::ranges::count(m_connection.atoms().transfers, event.atom) > 0) {
-        xcb_delete_property(m_connection.xcb(), m_connection.window(), event.atom);
+    if (!active() || event.window != m_questions.back().window) {
+        dropUnwanted(event);
+    } else if (m_incremental && event.atom == m_connection.atoms().transfer) {
+        takePiece();
     }
 }
 
 /// Reads and removes what the owner has put into the property.
 void X11Fetch::takePiece() {
-    const auto cookie =
-        xcb_get_property(m_connection.xcb(), 1, m_connection.window(), property(),
-                         XCB_GET_PROPERTY_TYPE_ANY, 0, static_cast<uint32_t>(limit() / 4 + 1));
+    const auto cookie = xcb_get_property(m_connection.xcb(), 1, m_questions.back().window,
+                                         m_connection.atoms().transfer, XCB_GET_PROPERTY_TYPE_ANY,
+                                         0, static_cast<uint32_t>(limit() / 4 + 1));
     const XcbPtr<xcb_get_property_reply_t> reply(
         xcb_get_property_reply(m_connection.xcb(), cookie, nullptr));
     if (!reply || reply->type == XCB_NONE) {
@@ -138,6 +156,7 @@ void X11Fetch::takePiece() {
     const int size = xcb_get_property_value_length(reply.get());
     const bool last = !m_incremental || size == 0;
     if (reply->bytes_after > 0 || m_bytes.size() + size > limit()) {
+        m_snapshot.tooLarge = m_stage == Stage::text;
         end(QStringLiteral("it is too large"));
         return;
     }
@@ -176,6 +195,7 @@ void X11Fetch::complete() {
         return;
     case Stage::text:
         m_snapshot.text = decodeText(m_snapshot.types[m_textType], m_bytes);
+        m_snapshot.tooLarge = !m_snapshot.text;
         end(m_snapshot.text ? QString() : QStringLiteral("it is too large"));
         return;
     }
@@ -215,10 +235,6 @@ qint64 X11Fetch::limit() const {
     }
     // One more for a NUL at the end.
     return kMaxClipboardBytes + 1;
-}
-
-xcb_atom_t X11Fetch::property() const {
-    return m_connection.atoms().transfers[m_transfer];
 }
 
 } // namespace sorrelwind

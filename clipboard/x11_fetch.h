@@ -7,6 +7,7 @@
 #include <QTimer>
 
 #include <chrono>
+#include <deque>
 #include <vector>
 
 namespace sorrelwind {
@@ -27,7 +28,6 @@ public:
     [[nodiscard]] bool active() const { return m_stage != Stage::idle; }
 
     void handle(const xcb_selection_notify_event_t& event);
-    /// Takes the property events of our window.
     void handle(const xcb_property_notify_event_t& event);
 
 Q_SIGNALS:
@@ -37,15 +37,22 @@ Q_SIGNALS:
 private:
     /// What the owner was asked for last.
     enum class Stage { idle, targets, hint, text };
+    /// Each question has a window of its own for the answer, so that a late one to an earlier
+    /// question is never taken for one to the next. It stays for a while, since an owner that
+    /// writes to a window that is gone may die of the error.
+    struct Question {
+        xcb_window_t window;
+        int unwanted = 0; ///< pieces that came after it was given up
+    };
 
     void ask(Stage stage, xcb_atom_t target);
     void takePiece();
     void leaveTransfer();
+    void dropUnwanted(const xcb_property_notify_event_t& event);
     void complete();
     void completeTargets();
     void end(const QString& problem = {});
     [[nodiscard]] qint64 limit() const;
-    [[nodiscard]] xcb_atom_t property() const;
 
     X11Connection& m_connection;
     QTimer m_stalled;
@@ -53,11 +60,11 @@ private:
     Stage m_stage = Stage::idle;
     xcb_timestamp_t m_time = XCB_CURRENT_TIME;
     xcb_atom_t m_target = XCB_NONE;
-    size_t m_transfer = 0;      ///< index of the property in use
-    bool m_askedAgain = false;  ///< for the text, in vain so far
-    bool m_answered = false;    ///< the owner has answered the question
-    bool m_incremental = false; ///< and sends the data piece by piece
-    uint8_t m_format = 0;       ///< bits of a unit of the data
+    std::deque<Question> m_questions; ///< oldest first; the last is the present one
+    bool m_askedAgain = false;        ///< for the text, in vain so far
+    bool m_answered = false;          ///< the owner has answered the question
+    bool m_incremental = false;       ///< and sends the data piece by piece
+    uint8_t m_format = 0;             ///< bits of a unit of the data
     QByteArray m_bytes;
     std::vector<xcb_atom_t> m_targets; ///< parallel to the snapshot's types
     qsizetype m_textType = -1;

@@ -81,9 +81,9 @@ void X11Offer::answer(const xcb_selection_request_event_t& request) {
     bool done = false;
     // A request from before our time is answered as well: whoever pastes while a text from
     // elsewhere arrives wants that text rather than nothing.
-    // Any program may name our own window as the requestor, whose event mask is not to be changed.
-    if (m_owned && request.selection == atoms.clipboard &&
-        request.requestor != m_connection.window()) {
+    // Any program may name one of our windows as the requestor, whose event mask is not to be
+    // changed.
+    if (m_owned && request.selection == atoms.clipboard && !m_connection.owns(request.requestor)) {
         done = request.target == atoms.multiple
                    ? convertMultiple(request.requestor, property)
                    : convert(request.requestor, request.target, property);

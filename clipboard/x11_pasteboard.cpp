@@ -51,8 +51,10 @@ void X11Pasteboard::handOver() {
     }
 }
 
-QString X11Pasteboard::unavailableReason() const {
-    return m_available ? QString() : QStringLiteral("the connection to the X server is lost");
+Sentence X11Pasteboard::unavailableReason() const {
+    return m_available ? Sentence()
+                       : Sentence::of(u"与 X 服务器的连接已断开",
+                                      u"the connection to the X server is lost");
 }
 
 void X11Pasteboard::handle(const xcb_generic_event_t& event) {
@@ -109,12 +111,12 @@ void X11Pasteboard::ownerChanged(const xcb_xfixes_selection_notify_event_t& even
 }
 
 void X11Pasteboard::propertyChanged(const xcb_property_notify_event_t& event) {
-    if (event.window != m_connection->window()) {
-        if (event.state == XCB_PROPERTY_DELETE) {
-            m_offer.propertyDeleted(event.window, event.atom);
+    if (event.window == m_connection->window()) {
+        if (event.atom == m_connection->atoms().stamp) {
+            m_offer.stamped(event.time);
         }
-    } else if (event.atom == m_connection->atoms().stamp) {
-        m_offer.stamped(event.time);
+    } else if (event.state == XCB_PROPERTY_DELETE) {
+        m_offer.propertyDeleted(event.window, event.atom);
     } else {
         m_fetch.handle(event);
     }
@@ -135,7 +137,7 @@ void X11Pasteboard::fetched(const ClipboardSnapshot& snapshot, const QString& pr
 
 void X11Pasteboard::connectionLost() {
     m_available = false;
-    qWarning("clipboard: %s", qUtf8Printable(unavailableReason()));
+    qWarning("clipboard: %s", qUtf8Printable(unavailableReason().en));
     m_fetch.cancel();
     m_offer.withdraw();
     m_snapshot = {};

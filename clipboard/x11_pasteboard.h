@@ -26,13 +26,14 @@ public:
     [[nodiscard]] qint64 changeCount() const override { return m_count; }
     [[nodiscard]] QStringList types() const override { return m_snapshot.types; }
     [[nodiscard]] std::optional<QString> string() const override { return m_snapshot.text; }
+    [[nodiscard]] bool tooLarge() const override { return m_snapshot.tooLarge; }
     void setString(const QString& text) override { offer(text, false); }
     void setSecret(const QString& text) override { offer(text, true); }
     void overlookChangeUnderWay() override { m_overlook = true; }
     void handOver() override;
     [[nodiscard]] QString backend() const override { return QStringLiteral("x11"); }
     [[nodiscard]] bool available() const override { return m_available; }
-    [[nodiscard]] QString unavailableReason() const override;
+    [[nodiscard]] Sentence unavailableReason() const override;
 
 private:
     void offer(const QString& text, bool secret);

@@ -145,6 +145,18 @@ TEST_F(Monitor, PollsAtOnceOnlyAfterStart) {
     EXPECT_EQ(sent, QStringList({b}));
 }
 
+TEST_F(Monitor, RemembersManyReceivedTextsButNotAllForEver) {
+    const auto text = [](qsizetype i) { return QString::number(i); };
+    const qsizetype all = 2 * RecentHashes::kKept + 1;
+    for (qsizetype i = 0; i < all; ++i)
+        monitor.writeRemote(text(i));
+    for (const qsizetype i : {all - 1, all - 2, all - RecentHashes::kKept, qsizetype{0}}) {
+        pasteboard.copyText(text(i));
+        monitor.poll();
+    }
+    EXPECT_EQ(sent, QStringList({text(0)}));
+}
+
 TEST_F(Monitor, TimerFindsAChangeThatNobodyAnnounced) {
     monitor.start();
     pasteboard.blockSignals(true);

@@ -98,7 +98,7 @@ protected:
         monitor.reset();
         pasteboard = makePasteboard(ClipboardChoice::automatic, desktop->servers(), patience);
         ASSERT_EQ(pasteboard->backend(), QLatin1StringView(GetParam().backend))
-            << pasteboard->unavailableReason().toStdString();
+            << pasteboard->unavailableReason().en.toStdString();
         QObject::connect(pasteboard.get(), &Pasteboard::changed, [this] { ++changes; });
         monitor = std::make_unique<ClipboardMonitor>(*pasteboard);
         monitor->onLocalText = [this](const QString& text, const QString&) { sent.append(text); };

@@ -55,7 +55,7 @@ protected:
     void open(TestCompositor& compositor, std::chrono::milliseconds patience = test::kPatience) {
         auto connection =
             WaylandConnection::open(compositor.display(), QDeadlineTimer(test::kPatience));
-        ASSERT_TRUE(connection) << connection.error().toStdString();
+        ASSERT_TRUE(connection) << connection.error().en.toStdString();
         pasteboard = std::make_unique<WaylandPasteboard>(*std::move(connection),
                                                          compositor.display(), patience);
         QObject::connect(pasteboard.get(), &Pasteboard::changed, [this] { ++changes; });
@@ -101,6 +101,8 @@ const CopyCase kCopies[] = {
     {"Latin1Only", {{"STRING"}, "Gr\xfc\xdf"}, QStringLiteral("Grüß"), false, {"STRING"}},
     {"MalformedUtf8", {{kUtf8}, "a\xff"}, QStringLiteral("a\ufffd")},
     {"Empty", {{kUtf8}, ""}, QString()},
+    {"Files", {{kUtf8, "x-special/gnome-copied-files"}, "/a"}, std::nullopt, false, {}},
+    {"LinkInABrowser", {{"text/uri-list", kUtf8}, "link"}, QStringLiteral("link")},
     {"Image", {{"image/png"}, "PNG"}, std::nullopt, false, {}},
     {"NoTypes", {{}, ""}, std::nullopt, false, {}},
     {"Secret", {{kUtf8, kHint}, "s", Copied::whole, "secret"}, std::nullopt, true, {kHint}},
@@ -142,8 +144,12 @@ TEST_P(CopyInWayland, EndsInOneChange) {
     ASSERT_TRUE(waitFor([&] { return changes == 2; }));
     EXPECT_EQ(pasteboard->changeCount(), 2);
     EXPECT_EQ(pasteboard->string(), test.text);
+    EXPECT_EQ(pasteboard->tooLarge(), test.copied.answer == Copied::endless);
     EXPECT_EQ(pasteboard->types().contains(kConcealedType), test.concealed);
     EXPECT_LE(pasteboard->types().size(), 1024);
+    for (const QString& type : pasteboard->types()) {
+        EXPECT_LE(type.size(), kLongestTypeName);
+    }
     EXPECT_EQ(compositor.asked(), test.asked);
     compositor.copy({{kUtf8}, "next text"});
     EXPECT_TRUE(holds(QStringLiteral("next text")));
@@ -319,7 +325,7 @@ TEST_F(WaylandPasteboardTest, GoesOverToAnotherSeatAndWaitsForOne) {
     EXPECT_TRUE(pasteboard->available());
     compositor.removeFirstSeat();
     EXPECT_TRUE(waitFor([&] { return !pasteboard->available(); }));
-    EXPECT_FALSE(pasteboard->unavailableReason().isEmpty());
+    EXPECT_FALSE(pasteboard->unavailableReason().en.isEmpty());
     pasteboard->setString(QStringLiteral("nowhere"));
     compositor.addSeat();
     EXPECT_TRUE(waitFor([&] { return pasteboard->available(); }));
@@ -337,7 +343,7 @@ TEST_F(WaylandPasteboardTest, FindsACompositorThatCameBack) {
     settle(*compositor);
     compositor->complain(); // which ends the connection; the compositor goes on
     ASSERT_TRUE(waitFor([&] { return !pasteboard->available(); }));
-    EXPECT_FALSE(pasteboard->unavailableReason().isEmpty());
+    EXPECT_FALSE(pasteboard->unavailableReason().en.isEmpty());
     const qint64 count = pasteboard->changeCount();
     pasteboard->setString(QStringLiteral("a"));
     EXPECT_EQ(pasteboard->changeCount(), count);
@@ -375,7 +381,7 @@ TEST(MakePasteboard, TakesWhatTheSessionOffersAndSaysWhyNot) {
         const auto pasteboard = made(one.choice, one.wayland);
         EXPECT_FALSE(pasteboard->available());
         EXPECT_EQ(pasteboard->backend(), QStringLiteral("none"));
-        const QString reason = pasteboard->unavailableReason();
+        const QString reason = pasteboard->unavailableReason().en;
         EXPECT_TRUE(reason.contains(QLatin1StringView(one.says))) << reason.toStdString();
         EXPECT_EQ(reason.contains(QStringLiteral("X server")), one.saysX11) << reason.toStdString();
     }
@@ -388,7 +394,7 @@ TEST(MakePasteboard, GivesUpACompositorThatHangs) {
     const auto connection =
         WaylandConnection::open(hung.fullServerName().toLocal8Bit(), QDeadlineTimer(200ms));
     ASSERT_FALSE(connection);
-    EXPECT_TRUE(connection.error().contains(QStringLiteral("does not answer")));
+    EXPECT_TRUE(connection.error().en.contains(QStringLiteral("does not answer")));
 }
 
 } // namespace

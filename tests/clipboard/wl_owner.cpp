@@ -14,7 +14,7 @@ WlOwner::WlOwner(const QByteArray& display, QMap<QByteArray, QByteArray> bytes)
     : m_bytes(std::move(bytes)) {
     auto connection = WaylandConnection::open(display, QDeadlineTimer(kPatience));
     if (!connection) {
-        ADD_FAILURE() << connection.error().toStdString();
+        ADD_FAILURE() << connection.error().en.toStdString();
         return;
     }
     m_connection = *std::move(connection);

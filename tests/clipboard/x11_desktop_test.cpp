@@ -13,7 +13,7 @@ TEST(MakePasteboard, WithoutAServerIsNotAvailableAndSaysWhy) {
     for (const QByteArray& display : {QByteArray(), QByteArray(":60000"), QByteArray("rubbish")}) {
         const auto pasteboard = makePasteboard(ClipboardChoice::automatic, {{}, display});
         EXPECT_FALSE(pasteboard->available());
-        EXPECT_FALSE(pasteboard->unavailableReason().isEmpty());
+        EXPECT_FALSE(pasteboard->unavailableReason().en.isEmpty());
         pasteboard->setString(u"a"_qs);
         EXPECT_EQ(pasteboard->string(), std::nullopt);
         pasteboard->handOver();
@@ -31,7 +31,7 @@ TEST(MakePasteboard, OutlivesItsServer) {
     server.kill();
     EXPECT_TRUE(waitFor([&] { return !pasteboard->available(); }));
     EXPECT_EQ(announced, 1);
-    EXPECT_FALSE(pasteboard->unavailableReason().isEmpty());
+    EXPECT_FALSE(pasteboard->unavailableReason().en.isEmpty());
     const qint64 count = pasteboard->changeCount();
     pasteboard->setString(u"a"_qs);
     EXPECT_EQ(pasteboard->changeCount(), count);

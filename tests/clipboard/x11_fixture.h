@@ -40,7 +40,7 @@ protected:
     /// of silence, as the machine may be busy.
     void open(std::chrono::milliseconds patience) {
         auto connection = X11Connection::open(display());
-        ASSERT_TRUE(connection) << connection.error().toStdString();
+        ASSERT_TRUE(connection) << connection.error().en.toStdString();
         m_window = (*connection)->window();
         pasteboard = std::make_unique<X11Pasteboard>(*std::move(connection), patience);
         QObject::connect(pasteboard.get(), &Pasteboard::changed, [this] { ++changes; });
@@ -50,14 +50,11 @@ protected:
     [[nodiscard]] bool holds(const QString& text) {
         return waitFor([&] { return pasteboard->string() == text; });
     }
-    /// Whether no property of a transfer lies about on our window, eating the server's memory.
+    /// Whether no property of a transfer lies about on our windows, eating the server's memory.
     [[nodiscard]] bool tidy() {
         XRequestor probe(display());
-        return waitFor([&] {
-            return std::ranges::none_of(probe.propertiesOf(m_window), [](const QByteArray& name) {
-                return name.startsWith("SORRELWIND_TRANSFER");
-            });
-        });
+        return waitFor(
+            [&] { return !probe.propertiesOfAllLike(m_window).contains("SORRELWIND_TRANSFER"); });
     }
     /// Whether the selection comes to be ours.
     [[nodiscard]] bool owned() {

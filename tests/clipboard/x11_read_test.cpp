@@ -18,6 +18,7 @@ using test::X11PasteboardTest;
 using test::XOwner;
 
 constexpr const char* kHint = "x-kde-passwordManagerHint";
+constexpr const char* kGnomeFiles = "x-special/gnome-copied-files";
 constexpr const char* kUtf8 = "UTF8_STRING";
 constexpr const char* kPlain = "text/plain";
 constexpr const char* kUtf8Mime = "text/plain;charset=utf-8";
@@ -67,6 +68,17 @@ const CopyCase kCopies[] = {
     {"TooLargeInOnePiece", {{kUtf8, kTooLarge}}, {}, {kUtf8}},
     {"TooLargeInIncrements", {{kUtf8, kTooLarge, Answer::incremental}}, {}, {kUtf8}},
     {"TooLargeAsUtf8", {{"STRING", kHalf + "\xfc"}}, {}, {"STRING"}},
+    {"Files", {{kUtf8, "/a"}, {"text/uri-list", "file:///a"}, {kGnomeFiles, "copy"}}, {}, {}},
+    {"FilesOfMate", {{kUtf8, "/a"}, {"x-special/mate-copied-files", "copy"}}, {}, {}},
+    {"FilesOfNautilus", {{kUtf8, "/a"}, {"x-special/nautilus-clipboard", "copy"}}, {}, {}},
+    {"FilesOfKde", {{kUtf8, "/a"}, {"application/x-kde4-urilist", "file:///a"}}, {}, {}},
+    {"CutFilesOfKde", {{kUtf8, "/a"}, {"application/x-kde-cutselection", "1"}}, {}, {}},
+    {"FilesOfAPortal", {{kUtf8, "/a"}, {"application/vnd.portal.filetransfer", "k"}}, {}, {}},
+    {"LinkInABrowser",
+     {{"text/x-moz-url", "l"}, {"text/uri-list", "l"}, {kUtf8, "link"}},
+     u"link"_qs,
+     {kUtf8}},
+    {"NamesAtLength", {{QByteArray(60'000, 'n'), ""}, {kUtf8, "a"}}, u"a"_qs, {kUtf8}},
     {"TargetsRefused", {{"TARGETS", "", Answer::refusal}}, {}, {}},
     {"TargetsUnanswered", {{"TARGETS", "", Answer::silence}}, {}, {}},
     {"TargetsInAWrongFormat", {{"TARGETS", kUtf8, Answer::whole, "ATOM", 8}}, {}, {}},
@@ -102,8 +114,11 @@ TEST_P(CopyByAnother, EndsInOneChange) {
     ASSERT_TRUE(waitFor([&] { return changes == 2; }));
     EXPECT_EQ(pasteboard->changeCount(), count + 1);
     EXPECT_EQ(pasteboard->string(), test.text);
+    EXPECT_EQ(pasteboard->tooLarge(), std::string_view(test.name).starts_with("TooLarge"));
     EXPECT_EQ(pasteboard->types().contains(kConcealedType), test.concealed);
     EXPECT_EQ(owner.asked, QByteArrayList{"TARGETS"} + test.asked);
+    for (const QString& type : pasteboard->types())
+        EXPECT_LE(type.size(), kLongestTypeName);
 
     before.copyText("next");
     EXPECT_TRUE(holds(u"next"_qs));
@@ -180,6 +195,16 @@ TEST_F(X11PasteboardTest, NewerCopyEndsATransferUnderWay) {
     // The first owner gets rid of the rest: 16 pieces and the empty one.
     EXPECT_TRUE(waitFor([&] { return slow.piecesSent == 17; }));
     EXPECT_EQ(pasteboard->string(), u"newer"_qs);
+}
+
+TEST_F(X11PasteboardTest, HearsNoMoreOfATextThatNeverEnds) {
+    XOwner owner(display());
+    owner.copy({{"UTF8_STRING", QByteArray(4096, 'x'), Answer::endless}});
+    ASSERT_TRUE(waitFor([&] { return changes == 1; }));
+    EXPECT_EQ(pasteboard->string(), std::nullopt);
+    EXPECT_TRUE(waitFor([&] { return !owner.requestorExists(); }));
+    owner.copyText("next");
+    EXPECT_TRUE(holds(u"next"_qs));
 }
 
 TEST_F(X11PasteboardTest, WaitsForASlowOwnerAsLongAsItGetsOn) {

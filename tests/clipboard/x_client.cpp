@@ -83,12 +83,21 @@ xcb_window_t XClient::owner(const QByteArray& selection) {
         ->owner;
 }
 
-QByteArrayList XClient::propertiesOf(xcb_window_t window) {
-    const XcbPtr<xcb_list_properties_reply_t> reply(
-        xcb_list_properties_reply(m_xcb, xcb_list_properties(m_xcb, window), nullptr));
+QByteArrayList XClient::propertiesOfAllLike(xcb_window_t window) {
+    const xcb_setup_t* setup = xcb_get_setup(m_xcb);
+    const xcb_window_t root = xcb_setup_roots_iterator(setup).data->root;
+    const XcbPtr<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(m_xcb, xcb_query_tree(m_xcb, root), nullptr));
     QByteArrayList names;
-    for (int i = 0; i < xcb_list_properties_atoms_length(reply.get()); ++i)
-        names.append(name(xcb_list_properties_atoms(reply.get())[i]));
+    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
+        const xcb_window_t child = xcb_query_tree_children(tree.get())[i];
+        if (((child ^ window) & ~setup->resource_id_mask) != 0)
+            continue;
+        const XcbPtr<xcb_list_properties_reply_t> reply(
+            xcb_list_properties_reply(m_xcb, xcb_list_properties(m_xcb, child), nullptr));
+        for (int j = 0; reply && j < xcb_list_properties_atoms_length(reply.get()); ++j)
+            names.append(name(xcb_list_properties_atoms(reply.get())[j]));
+    }
     return names;
 }
 
@@ -129,6 +138,7 @@ void XOwner::handle(const xcb_generic_event_t& event) {
     if (codeOf(event) == XCB_SELECTION_REQUEST) {
         const auto& request = as<xcb_selection_request_event_t>(event);
         asked.append(name(request.target));
+        m_requestor = request.requestor;
         if (hanging)
             m_held.push_back(request);
         else
@@ -145,6 +155,14 @@ void XOwner::handle(const xcb_generic_event_t& event) {
         else
             QTimer::singleShot(pieceTime, &m_clock, send);
     }
+}
+
+bool XOwner::requestorExists() {
+    const auto cookie = xcb_get_window_attributes(m_xcb, m_requestor);
+    const XcbPtr<xcb_get_window_attributes_reply_t> reply(
+        xcb_get_window_attributes_reply(m_xcb, cookie, nullptr));
+    processSoon();
+    return reply != nullptr;
 }
 
 void XOwner::release() {
@@ -222,7 +240,8 @@ void XOwner::sendPiece(xcb_window_t requestor, xcb_atom_t property) {
     xcb_change_property(m_xcb, XCB_PROP_MODE_REPLACE, sending.requestor, sending.property,
                         atom(answer.type.isEmpty() ? answer.target : answer.type), answer.format,
                         static_cast<uint32_t>(size), answer.bytes.constData() + sending.sent);
-    sending.sent += size;
+    if (answer.kind != Answer::endless)
+        sending.sent += size;
     ++piecesSent;
     if (size == 0)
         m_sending.erase(found);

@@ -35,7 +35,8 @@ public:
     [[nodiscard]] xcb_atom_t atom(const QByteArray& name);
     [[nodiscard]] QByteArray name(xcb_atom_t atom);
     [[nodiscard]] xcb_window_t owner(const QByteArray& selection);
-    [[nodiscard]] QByteArrayList propertiesOf(xcb_window_t window);
+    /// Of all windows of the program that has made this one.
+    [[nodiscard]] QByteArrayList propertiesOfAllLike(xcb_window_t window);
 
 protected:
     virtual void handle(const xcb_generic_event_t& event) = 0;
@@ -58,6 +59,7 @@ struct Answer {
         whole,       ///< in one property
         incremental, ///< in pieces
         stalling,    ///< in pieces, of which only the first is sent
+        endless,     ///< in pieces, for ever
         refusal,
         silence,
         silentOnce,     ///< then whole
@@ -85,6 +87,8 @@ public:
     bool hanging = false;
     void release();
     int piecesSent = 0;
+    /// Whether the window that asked last is there.
+    [[nodiscard]] bool requestorExists();
     /// Time it takes for each piece.
     std::chrono::milliseconds pieceTime{0};
     /// Called after each piece.
@@ -102,6 +106,7 @@ private:
     void sendPiece(xcb_window_t requestor, xcb_atom_t property);
 
     std::vector<Answer> m_answers;
+    xcb_window_t m_requestor = XCB_NONE;
     std::vector<xcb_selection_request_event_t> m_held;
     std::vector<Sending> m_sending;
     QObject m_clock; ///< whose timers end with this object
