@@ -1,5 +1,7 @@
 #include "account/account_store.h"
 
+#include "base/system_reason.h"
+
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
@@ -7,6 +9,7 @@
 #include <QSaveFile>
 #include <QTemporaryFile>
 
+#include <cerrno>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -59,7 +62,7 @@ std::optional<Account> AccountStore::load() const {
     return account;
 }
 
-Result<void, QString> AccountStore::save(const Account& account) const {
+Result<void, Sentence> AccountStore::save(const Account& account) const {
     QDir().mkpath(m_dir);
     QSaveFile file(fileUrl());
     // An earlier file passes its mode on, so it is set before the first byte is written. The flush
@@ -67,8 +70,9 @@ Result<void, QString> AccountStore::save(const Account& account) const {
     if (file.open(QIODevice::WriteOnly) && file.setPermissions(kOwnerOnly) &&
         file.write(account.toJson()) >= 0 && file.flush() && file.commit())
         return {};
-    qWarning("the account file could not be written: %s", qPrintable(file.errorString()));
-    return failure(file.errorString());
+    const Sentence reason = systemReason(errno);
+    qWarning("the account file could not be written: %s", qPrintable(reason.en));
+    return failure(reason);
 }
 
 void AccountStore::clear() const {
@@ -86,13 +90,18 @@ std::optional<QString> AccountStore::legacyPassphrase() const {
     return passphrase;
 }
 
-Result<void, QString> AccountStore::prepare() const {
+Result<void, Sentence> AccountStore::prepare() const {
     QDir().mkpath(m_dir);
     QTemporaryFile probe(m_dir + QStringLiteral("/.probe-XXXXXX"));
     // A page of bytes, so that a full disk shows before a membership is made that cannot be kept.
     if (probe.open() && probe.write(QByteArray(4096, ' ')) == 4096 && probe.flush())
         return {};
-    return failure(probe.errorString());
+    return failure(
+        Sentence::of(
+            u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间，或用 --config-dir 另选一个。",
+            u"The config directory %1 cannot be used: %2. Check its permissions and the disk, or "
+            u"name another with --config-dir.")
+            .arg(m_dir, systemReason(errno)));
 }
 
 } // namespace sorrelwind

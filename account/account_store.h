@@ -1,6 +1,7 @@
 #pragma once
 
 #include "account/account.h"
+#include "base/l10n.h"
 #include "base/result.h"
 
 #include <QString>
@@ -23,14 +24,14 @@ public:
     [[nodiscard]] std::optional<Account> load() const;
     /// Replaces the file whole, mode 0600 from its first byte. The error is the system's reason;
     /// the earlier file is then untouched.
-    [[nodiscard]] Result<void, QString> save(const Account& account) const;
+    [[nodiscard]] Result<void, Sentence> save(const Account& account) const;
     /// Deletes the account file if there is one, and nothing else.
     void clear() const;
     /// A passphrase left by an earlier configuration file, config.json, if it has a non-empty one.
     [[nodiscard]] std::optional<QString> legacyPassphrase() const;
 
-    /// Makes the directory and proves that a file can be written in it; else the system's reason.
-    [[nodiscard]] Result<void, QString> prepare() const;
+    /// Makes the directory and proves that a file can be written in it; else what to tell the user.
+    [[nodiscard]] Result<void, Sentence> prepare() const;
 
 private:
     QString m_dir;

@@ -1,5 +1,7 @@
 #include "account/file_lock.h"
 
+#include "base/system_reason.h"
+
 #include <QFile>
 
 #include <fcntl.h>
@@ -28,10 +30,10 @@ FileLock::~FileLock() {
         ::close(m_fd);
 }
 
-QString lockSentence(const QString& dir, int error, Lang lang) {
-    return pick(lang, u"%1 中的文件无法锁定：%2。请检查它们属于谁。",
-                u"The files in %1 cannot be locked: %2. Check whom they belong to.")
-        .arg(dir, qt_error_string(error));
+Sentence lockSentence(const QString& dir, int error) {
+    return Sentence::of(u"%1 中的文件无法锁定：%2。请检查它们属于谁。",
+                        u"The files in %1 cannot be locked: %2. Check whom they belong to.")
+        .arg(dir, systemReason(error));
 }
 
 } // namespace sorrelwind

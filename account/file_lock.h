@@ -24,6 +24,6 @@ private:
 };
 
 /// What to tell the user when a lock in `dir` failed with another error than EWOULDBLOCK.
-[[nodiscard]] QString lockSentence(const QString& dir, int error, Lang lang);
+[[nodiscard]] Sentence lockSentence(const QString& dir, int error);
 
 } // namespace sorrelwind

@@ -10,6 +10,7 @@
 #include "base/prefs.h"
 #include "clipboard/make_pasteboard.h"
 #include "core/app_model.h"
+#include "hub/network.h"
 #include "ui/appearance.h"
 #include "ui/hub_host.h"
 #include "ui/launch_at_login.h"
@@ -17,7 +18,6 @@
 
 #include <QApplication>
 #include <QFileInfo>
-#include <QNetworkAccessManager>
 
 #include <cerrno>
 #include <cstdio>
@@ -31,8 +31,25 @@ void say(const QString& sentence) {
     std::fprintf(stderr, "%s\n", qPrintable(sentence));
 }
 
-bool shown(const ControlReply& reply) {
-    return !reply.error;
+int sayRunning(const CommandLine& line, const L10n& l10n) {
+    say(l10n.text(u"Sorrelwind 已经在使用 %1 运行。用 sorrelwind status 查看它，或用 "
+                  u"--config-dir 另选一个文件夹。",
+                  u"Sorrelwind is running on %1 already — see it with: sorrelwind status, or name "
+                  u"another directory with --config-dir.")
+            .arg(line.configDir));
+    return kExitRunning;
+}
+
+// Lets the agent that runs on this directory show itself. The exit code, unless none answers.
+std::optional<int> showRunningAgent(const CommandLine& line, const L10n& l10n) {
+    const auto reply = askAgent(line.configDir, {QStringLiteral("show"), {}});
+    if (!reply)
+        return std::nullopt;
+    if (reply->error)
+        return sayRunning(line, l10n);
+    say(l10n.text(u"Sorrelwind 已经在运行，正在显示它的窗口。",
+                  u"Sorrelwind is running already and shows itself now."));
+    return kExitDone;
 }
 
 // What starts this program again on the same directory.
@@ -47,6 +64,15 @@ QStringList startCommand(const CommandLine& line) {
 
 } // namespace
 
+int failWithoutDesktop(const CommandLine& line, const L10n& l10n) {
+    if (const auto code = showRunningAgent(line, l10n))
+        return *code;
+    say(l10n.text(u"这里没有桌面可以显示图标和窗口。只在后台运行：sorrelwind --headless",
+                  u"There is no desktop here to show the icon and the windows on — to run without "
+                  u"them: sorrelwind --headless"));
+    return kExitFailed;
+}
+
 int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     const auto fail = [](const QString& sentence) {
         say(sentence);
@@ -54,30 +80,14 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     };
     const bool hasFace = !line.headless;
     const AccountStore store(line.configDir);
-    if (const auto prepared = store.prepare(); !prepared) {
-        return fail(
-            l10n.text(
-                    u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间，或用 --config-dir 另选一个。",
-                    u"The config directory %1 cannot be used: %2. Check its permissions and "
-                    u"the disk, or name another with --config-dir.")
-                .arg(store.dir(), prepared.error()));
-    }
+    if (const auto prepared = store.prepare(); !prepared)
+        return fail(prepared.error().in(l10n.lang()));
     const auto lock = FileLock::tryLock(store.dir() + QStringLiteral("/agent.lock"));
     if (!lock && lock.error() != EWOULDBLOCK)
-        return fail(lockSentence(store.dir(), lock.error(), l10n.lang()));
-    if (!lock && hasFace &&
-        askAgent(store.dir(), {QStringLiteral("show"), {}}).map(shown) == true) {
-        say(l10n.text(u"Sorrelwind 已经在运行，正在显示它的窗口。",
-                      u"Sorrelwind is running already and shows itself now."));
-        return kExitDone;
-    }
+        return fail(lockSentence(store.dir(), lock.error()).in(l10n.lang()));
     if (!lock) {
-        say(l10n.text(u"Sorrelwind 已经在使用 %1 运行。用 sorrelwind status 查看它，或用 "
-                      u"--config-dir 另选一个文件夹。",
-                      u"Sorrelwind is running on %1 already — see it with: sorrelwind status, "
-                      u"or name another directory with --config-dir.")
-                .arg(store.dir()));
-        return kExitRunning;
+        const auto shown = hasFace ? showRunningAgent(line, l10n) : std::nullopt;
+        return shown ? *shown : sayRunning(line, l10n);
     }
 
     // A large copy passes through several buffers; their memory goes back to the system with them
@@ -86,7 +96,7 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     mallopt(M_TRIM_THRESHOLD, 1024 * 1024);
 
     const QuitOnSignal quitOnSignal;
-    QNetworkAccessManager network;
+    Network network;
     std::optional<Appearance> appearance;
     if (hasFace)
         appearance.emplace();
@@ -94,23 +104,19 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     prefs.applyAppearance();
     const auto pasteboard = makePasteboard(line.clipboard);
     qInfo("clipboard: %s", qUtf8Printable(pasteboard->backend()));
-    if (!pasteboard->available()) {
-        qWarning("no clipboard: %s", qUtf8Printable(pasteboard->unavailableReason()));
-        say(l10n.text(u"这里没有可用的剪贴板，复制的内容不会同步：%1。",
-                      u"There is no clipboard here, so nothing you copy is synced: %1.")
-                .arg(pasteboard->unavailableReason()));
-    }
+    if (!pasteboard->available())
+        qWarning("no clipboard: %s", qUtf8Printable(pasteboard->unavailableReason().en));
     // The desktop has ended; the next one starts an agent of its own on this directory.
     QObject::connect(pasteboard.get(), &Pasteboard::ended, QCoreApplication::instance(),
                      [] { QCoreApplication::exit(kExitFailed); });
     AppModel model({store, *pasteboard, network, l10n, prefs});
     ControlServer control(model, store, l10n);
-    if (const auto listening = control.listen(controlSocketPath(store.dir())); !listening) {
+    if (!control.listen(controlSocketPath(store.dir()))) {
         return fail(
-            l10n.text(u"无法在 %1 中建立控制接口：%2。请用 --config-dir 换一个路径较短的文件夹。",
-                      u"No control socket can be made in %1: %2. Name a directory with a "
-                      u"shorter path with --config-dir.")
-                .arg(store.dir(), listening.error()));
+            l10n.text(u"无法在 %1 中建立控制接口。请用 --config-dir 换一个路径较短的文件夹。",
+                      u"No control socket can be made in %1. Name a directory with a shorter path "
+                      u"with --config-dir.")
+                .arg(store.dir()));
     }
     WakeNotifier wake;
     QObject::connect(&wake, &WakeNotifier::woke, &model, &AppModel::nudge);

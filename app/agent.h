@@ -12,4 +12,8 @@ class L10n;
 /// Returns the program's exit code.
 [[nodiscard]] int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n);
 
+/// Where there is no desktop: lets the agent that runs on this directory show itself, else says
+/// that windows need a desktop. Needs a QCoreApplication. Returns the program's exit code.
+[[nodiscard]] int failWithoutDesktop(const CommandLine& line, const L10n& l10n);
+
 } // namespace sorrelwind

@@ -31,6 +31,11 @@ QString when(const QJsonValue& milliseconds, Lang lang) {
                         QDateTime::currentDateTime(), lang);
 }
 
+// A terminal may give a line the direction of a name in it; a script has no use for the marks.
+QString shown(const QString& name) {
+    return isatty(STDOUT_FILENO) != 0 ? isolated(name) : printable(name);
+}
+
 void printStatus(const QJsonObject& status, Lang lang) {
     const auto row = [](const QString& name, const QString& value) {
         if (!value.isEmpty())
@@ -62,10 +67,12 @@ void printStatus(const QJsonObject& status, Lang lang) {
     }
     const QJsonObject received = status.value(QLatin1StringView("lastReceived")).toObject();
     if (!received.isEmpty())
-        row(pick(lang, u"最近收到", u"Last received"),
-            pick(lang, u"%1，来自“%2”", u"%1 from “%2”")
-                .arg(when(received.value(QLatin1StringView("at")), lang),
-                     textOf(received, "device")));
+        print(pick(lang, u"最近收到", u"Last received") + QStringLiteral(": ") +
+              (received.value(QLatin1StringView("unsealed")).toBool()
+                   ? pick(lang, u"%1，来自“%2”，未加密", u"%1 from “%2”, not encrypted")
+                   : pick(lang, u"%1，来自“%2”", u"%1 from “%2”"))
+                  .arg(when(received.value(QLatin1StringView("at")), lang),
+                       shown(textOf(received, "device"))));
 }
 
 void printDevices(const QJsonArray& devices, Lang lang) {
@@ -79,8 +86,9 @@ void printDevices(const QJsonArray& devices, Lang lang) {
                 : pick(lang, u"%1在线", u"seen %1").arg(when(qint64(device->lastSeen), lang));
         if (entry.toObject().value(QLatin1StringView("self")).toBool())
             state += pick(lang, u" · 本机", u" · this device");
-        print(printable(device->id + QStringLiteral("  ") + device->name + QStringLiteral("  (") +
-                        kindLabel(*device, lang) + QStringLiteral(")  ") + state));
+        print(printable(device->id) + QStringLiteral("  ") + shown(device->name) +
+              QStringLiteral("  (") + shown(kindLabel(*device, lang)) + QStringLiteral(")  ") +
+              state);
     }
 }
 
@@ -140,8 +148,13 @@ int readText(QString& text, Lang lang) {
 
 // One text alone is written as it is, for files and pipes; several need an end each. False when
 // nobody takes them any more.
-bool printText(const QString& text, const CommandLine& line, bool endLine) {
-    const QByteArray bytes = text.toUtf8();
+bool printText(const QJsonObject& received, const CommandLine& line, bool endLine, Lang lang) {
+    if (received.value(QLatin1StringView("unsealed")).toBool())
+        (void)fail(pick(
+            lang, u"注意：这段文字到达时未加密，而这个设备组是加密的；它可能不是你的设备发出的。",
+            u"Careful: this text came unencrypted although the group encrypts, so it "
+            u"may be from none of your devices."));
+    const QByteArray bytes = textOf(received, "text").toUtf8();
     std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stdout);
     if (line.nullEnded)
         std::fputc('\0', stdout);
@@ -167,7 +180,7 @@ int follow(const CommandLine& line, Lang lang) {
     const ControlFailure reason = followAgent(
         line.configDir, {line.command, QStringLiteral("follow")}, [&](const ControlReply& reply) {
             refused = reply.error;
-            return !refused && printText(textOf(reply.result, "text"), line, true);
+            return !refused && printText(reply.result, line, true, lang);
         });
     if (refused)
         return fail(*refused);
@@ -208,7 +221,7 @@ int runAgentCommand(const CommandLine& line, const L10n& l10n) {
     } else if (line.command == QLatin1StringView("pair")) {
         printPairing(result, lang);
     } else if (line.command == QLatin1StringView("receive")) {
-        printText(textOf(result, "text"), line, isatty(STDOUT_FILENO) != 0);
+        printText(result, line, isatty(STDOUT_FILENO) != 0, lang);
     } else if (line.command == QLatin1StringView("send")) {
         printSent(result, lang);
     }

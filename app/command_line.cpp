@@ -2,8 +2,10 @@
 
 #include "account/account_store.h"
 #include "account/server_defaults.h"
+#include "clipboard/clipboard_text.h"
 
 #include <QFileInfo>
+#include <QRegularExpression>
 
 #include <CLI/CLI.hpp>
 
@@ -43,7 +45,8 @@ public:
                         text(u"使用哪一种剪贴板（默认自动选择）",
                              u"Which clipboard to use (default: the one of this session)"))
             ->type_name("x11|wayland")
-            ->check(CLI::IsMember({"x11", "wayland"}).description(""));
+            ->check(oneOf({clipboardChoiceName(ClipboardChoice::x11),
+                           clipboardChoiceName(ClipboardChoice::wayland)}));
 
         auto* create = command("create", u"新建设备组", u"Make a new group");
         addMembership(create);
@@ -102,8 +105,6 @@ public:
             if (clipboardChoiceName(choice).toStdString() == m_clipboard)
                 m_result.clipboard = choice;
         }
-        if (m_argument)
-            m_result.argument = QString::fromStdString(*m_argument);
         if (!m_name.empty())
             m_result.name = QString::fromStdString(m_name);
         if (!m_server.empty()) {
@@ -118,6 +119,13 @@ public:
         }
         for (const CLI::App* chosen : m_app.get_subcommands())
             m_result.command = QString::fromStdString(chosen->get_name());
+        // A byte order mark is part of a text, as it is on standard input.
+        const bool isText = m_result.command == QLatin1StringView("send");
+        if (m_argument)
+            m_result.argument =
+                isText ? decodeText(kTextTypes.front(), QByteArray::fromStdString(*m_argument))
+                             .value_or(QString())
+                       : QString::fromStdString(*m_argument);
         return m_result;
     }
 
@@ -138,10 +146,29 @@ private:
         labels->label("Positionals", text(u"参数", u"Positionals"));
         labels->label("REQUIRED", text(u"（必需）", u"REQUIRED"));
         m_app.failure_message([this](const CLI::App*, const CLI::Error& error) {
-            return toUtf8(say(u"命令行有误（%1）。用法见：sorrelwind --help\n",
-                              u"%1. See: sorrelwind --help\n")
-                              .arg(QString::fromUtf8(error.what())));
+            return toUtf8(say(u"%1。用法见：sorrelwind --help\n", u"%1. See: sorrelwind --help\n")
+                              .arg(complaint(error)));
         });
+    }
+
+    // The library's own words are English; those of a validator are ours.
+    QString complaint(const CLI::Error& error) const {
+        static const QRegularExpression kName(QStringLiteral("--[a-z-]+|\\b[A-Z]{2,}\\b"));
+        const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
+        const QString words = QString::fromUtf8(error.what());
+        const QString name = kName.match(words).captured();
+        if (kind == CLI::ExitCodes::ExtrasError) {
+            QStringList extras;
+            for (const std::string& word : m_app.remaining(true))
+                extras << QString::fromStdString(word);
+            return say(u"无法识别：%1", u"Not understood: %1").arg(extras.join(u' '));
+        }
+        if (kind == CLI::ExitCodes::RequiredError)
+            return say(u"缺少 %1", u"%1 is missing").arg(name);
+        if (m_lang == Lang::en || kind == CLI::ExitCodes::ValidationError)
+            return words;
+        return name.isEmpty() ? QStringLiteral("命令行有误")
+                              : QStringLiteral("%1 的用法有误").arg(name);
     }
 
     // An unset variable on the command line must not pass for the usual value.
@@ -151,6 +178,16 @@ private:
             [complaint](const std::string& given) {
                 const bool blank = QString::fromStdString(given).trimmed().isEmpty();
                 return blank ? complaint : std::string();
+            },
+            "");
+    }
+
+    CLI::Validator oneOf(const QStringList& words) const {
+        const std::string complaint =
+            toUtf8(say(u"应为 %1", u"must be %1").arg(words.join(say(u" 或 ", u" or "))));
+        return CLI::Validator(
+            [complaint, words](const std::string& given) {
+                return words.contains(QString::fromStdString(given)) ? std::string() : complaint;
             },
             "");
     }

@@ -11,8 +11,13 @@ const QString kArgument = QStringLiteral("argument");
 const QString kResult = QStringLiteral("result");
 const QString kError = QStringLiteral("error");
 
+// Qt's reader swallows a byte order mark at the start of a string, but not an escaped one.
 QByteArray line(const QJsonObject& object) {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+    constexpr QByteArrayView kMarked = ":\"\xEF\xBB\xBF"; // only where a value starts
+    QByteArray json = QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+    for (qsizetype at = 0; (at = json.indexOf(kMarked, at)) >= 0;)
+        json.replace(at + 2, 3, "\\ufeff");
+    return json;
 }
 
 std::optional<QJsonObject> objectOf(const QByteArray& text) {

@@ -24,8 +24,10 @@ ControlReply outcome(const std::optional<QString>& error) {
     return {{}, error};
 }
 
-ControlReply textReply(const QString& text) {
-    return {{{QStringLiteral("text"), text}}, {}};
+ControlReply textReply(const ReceivedText& received) {
+    return {
+        {{QStringLiteral("text"), received.text}, {QStringLiteral("unsealed"), received.unsealed}},
+        {}};
 }
 
 void finish(QLocalSocket& socket, const ControlReply& reply) {
@@ -68,6 +70,8 @@ QJsonValue activityJson(const std::optional<Activity>& activity) {
         {QStringLiteral("ok"), activity->direction != Activity::Direction::failed},
         {QStringLiteral("at"), activity->date.toMSecsSinceEpoch()},
     };
+    if (activity->direction == Activity::Direction::received)
+        json.insert(QStringLiteral("unsealed"), activity->unsealed);
     if (activity->device)
         json.insert(QStringLiteral("device"), *activity->device);
     if (activity->recipients)
@@ -82,12 +86,10 @@ ControlServer::ControlServer(AppModel& model, const AccountStore& store, const L
     connect(&m_server, &QLocalServer::newConnection, this, &ControlServer::accept);
 }
 
-Result<void, QString> ControlServer::listen(const QString& path) {
+bool ControlServer::listen(const QString& path) {
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
-    if (!m_server.listen(path) ||
-        !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner))
-        return failure(m_server.errorString());
-    return {};
+    return m_server.listen(path) &&
+           QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
 }
 
 void ControlServer::accept() {
@@ -157,12 +159,12 @@ void ControlServer::receive(QLocalSocket* socket, bool follow) {
     }
     if (newest)
         socket->write(textReply(*newest).toLine());
-    connect(&m_model, &AppModel::textReceived, socket, [socket](const QString& text) {
+    connect(&m_model, &AppModel::textReceived, socket, [socket](const ReceivedText& received) {
         // Whoever does not read is not waited for.
         if (socket->bytesToWrite() > kMaxControlLine)
             socket->abort();
         else
-            socket->write(textReply(text).toLine());
+            socket->write(textReply(received).toLine());
     });
     connect(&m_model, &AppModel::changed, socket, [this, socket] {
         if (m_model.phase() != AppModel::Phase::running)
@@ -201,7 +203,8 @@ Task<ControlReply> ControlServer::answer(ControlRequest request) {
                 m_l10n.text(u"这是本机。要离开设备组，请运行 sorrelwind leave",
                             u"That is this device — to leave, run: sorrelwind leave"));
         }
-        co_return outcome(co_await m_model.removeDevice(request.argument));
+        const auto error = co_await m_model.removeDevice(request.argument);
+        co_return error ? outcome(error->in(m_l10n.lang())) : done();
     }
     if (command == QLatin1StringView("rename")) {
         const QString name = request.argument.trimmed();
@@ -226,7 +229,7 @@ Task<ControlReply> ControlServer::answer(ControlRequest request) {
 Task<ControlReply> ControlServer::pair() {
     const auto pairing = co_await m_model.createPairing();
     if (!pairing)
-        co_return outcome(pairing.error().message(m_l10n.lang()));
+        co_return outcome(pairing.error().explained(m_l10n.lang()));
     QJsonObject json{{QStringLiteral("code"), pairing->code},
                      {QStringLiteral("link"), pairing->url},
                      {QStringLiteral("expiresAt"), pairing->expiresAt.toMSecsSinceEpoch()}};
@@ -275,7 +278,7 @@ QJsonObject ControlServer::status() const {
         {QStringLiteral("notice"), textOrNull(m_model.notice())},
         {QStringLiteral("clipboard"), pasteboard.backend()},
         {QStringLiteral("clipboardAvailable"), pasteboard.available()},
-        {QStringLiteral("clipboardReason"), pasteboard.unavailableReason()},
+        {QStringLiteral("clipboardReason"), pasteboard.unavailableReason().in(m_l10n.lang())},
         {QStringLiteral("deviceCount"), m_model.devices().size()},
         {QStringLiteral("lastSent"), activityJson(m_model.lastSent())},
         {QStringLiteral("lastReceived"), activityJson(m_model.lastReceived())},

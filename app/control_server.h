@@ -28,8 +28,8 @@ public:
     /// The program was started again: it is to show itself. Empty without windows.
     std::function<void()> onShow;
 
-    /// Listens in the config directory; the error is the system's reason.
-    [[nodiscard]] Result<void, QString> listen(const QString& path);
+    /// Listens in the config directory; false when the system refuses, as it does a long path.
+    [[nodiscard]] bool listen(const QString& path);
 
 private:
     void accept();

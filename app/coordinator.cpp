@@ -53,6 +53,7 @@ AppCoordinator::AppCoordinator(Services services, std::unique_ptr<StatusItem> st
                                   m_panel->contentChanged();
                           }});
     m_panel->setAnchor([this] { return m_statusItem->anchor(); });
+    m_panel->onMenuRequested = [this] { showQuickMenu(); };
 
     model.showBubble = [this](const QString& text, BubbleKind kind) { showBubble(text, kind); };
     model.onNeedsOnboarding = [this] { startOver(); };

@@ -10,10 +10,9 @@
 #include <memory>
 
 class QMenu;
-class QNetworkAccessManager;
-
 namespace sorrelwind {
 
+class Network;
 class AccountStore;
 class AppModel;
 class HubHost;
@@ -34,7 +33,7 @@ public:
     struct Services {
         AppModel& model;
         const AccountStore& store;
-        QNetworkAccessManager& network;
+        const Network& network;
         L10n& l10n;
         Prefs& prefs;
         HubHost& hubHost;

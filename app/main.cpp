@@ -15,7 +15,6 @@
 #include <cstdio>
 #include <memory>
 #include <sys/resource.h>
-#include <unistd.h>
 
 int main(int argc, char** argv) {
     using namespace sorrelwind;
@@ -36,17 +35,9 @@ int main(int argc, char** argv) {
     const auto& line = std::get<CommandLine>(parsed);
 
     const bool hasFace = line.command.isEmpty() && !line.headless;
+    const bool hasDesktop = hasFace && chooseDisplay();
     std::unique_ptr<QCoreApplication> app;
-    if (hasFace) {
-        if (!chooseDisplay()) {
-            Defaults chosen(line.configDir);
-            std::fprintf(stderr, "%s\n",
-                         qPrintable(L10n(chosen).text(
-                             u"这里没有桌面可以显示图标和窗口。只在后台运行：sorrelwind --headless",
-                             u"There is no desktop here to show the icon and the windows on — to "
-                             u"run without them: sorrelwind --headless")));
-            return kExitFailed;
-        }
+    if (hasDesktop) {
         QGuiApplication::setDesktopFileName(QStringLiteral("sorrelwind"));
         app = std::make_unique<QApplication>(argc, argv);
     } else {
@@ -57,7 +48,9 @@ int main(int argc, char** argv) {
     Defaults defaults(line.configDir);
     L10n l10n(defaults);
     int code = kExitDone;
-    if (line.command.isEmpty())
+    if (hasFace && !hasDesktop)
+        code = failWithoutDesktop(line, l10n);
+    else if (line.command.isEmpty())
         code = runAgent(line, defaults, l10n);
     else if (line.command == QLatin1StringView("create") ||
              line.command == QLatin1StringView("join"))
@@ -69,11 +62,7 @@ int main(int argc, char** argv) {
                      qPrintable(l10n.text(u"输出无法写入", u"The output could not be written")));
         code = kExitFailed;
     }
-    // A derivation under way may take as long as the hub likes, and the application would wait for
-    // it.
-    if (QThreadPool::globalInstance()->activeThreadCount() > 0) {
-        std::fflush(nullptr);
-        ::_exit(code);
-    }
+    // What still runs there was asked to stop, and posts its end to the application.
+    QThreadPool::globalInstance()->waitForDone();
     return code;
 }

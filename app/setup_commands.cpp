@@ -3,14 +3,16 @@
 #include "account/account_store.h"
 #include "account/server_defaults.h"
 #include "app/control_client.h"
+#include "app/quit_on_signal.h"
 #include "app/secret_input.h"
 #include "base/printable.h"
 #include "core/membership_flow.h"
+#include "hub/network.h"
 
 #include <QCoreApplication>
-#include <QNetworkAccessManager>
 
 #include <cstdio>
+#include <memory>
 
 namespace sorrelwind {
 
@@ -22,14 +24,19 @@ public:
         : m_line(line), m_l10n(l10n), m_store(line.configDir) {}
 
     int run() {
-        if (const auto ready = m_flow.prepare(); !ready)
+        if (const auto ready = m_flow->prepare(); !ready)
             return fail(ready.error().in(m_l10n.lang()));
         const int ready =
             m_line.command == QLatin1StringView("join") ? readInvitation() : readPassphrase();
         if (ready != kExitDone)
             return ready;
+        std::optional<QuitOnSignal> quitOnSignal(std::in_place);
         makeMembership();
-        return QCoreApplication::exec();
+        QCoreApplication::exec();
+        if (m_exitCode)
+            return *m_exitCode;
+        quitOnSignal.reset(); // the next signal ends the program at once
+        return cancel();
     }
 
 private:
@@ -94,15 +101,15 @@ private:
     }
 
     void makeMembership() {
-        m_flow.onProgress = [](const QString& line) { say(line); };
-        m_flow.onEnd = [this](const MembershipFlow::Outcome& outcome) {
+        m_flow->onProgress = [this](const Sentence& sentence) { say(sentence.in(m_l10n.lang())); };
+        m_flow->onEnd = [this](const MembershipFlow::Outcome& outcome) {
             if (outcome)
                 report(*outcome);
             finish(outcome ? kExitDone : fail(outcome.error().in(m_l10n.lang())));
         };
-        m_flow.start({m_line.command == QLatin1StringView("join"),
-                      m_line.server.value_or(ServerDefaults::initial()), deviceName(), m_passphrase,
-                      m_link, m_code});
+        m_flow->start({m_line.command == QLatin1StringView("join"),
+                       m_line.server.value_or(ServerDefaults::initial()), deviceName(),
+                       m_passphrase, m_link, m_code});
     }
 
     void report(const Account& account) const {
@@ -131,20 +138,33 @@ private:
             say(text(u"运行 sorrelwind 即可开始同步。", u"To sync, run: sorrelwind"));
     }
 
-    static void finish(int code) {
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(), [code] { QCoreApplication::exit(code); },
-            Qt::QueuedConnection);
+    void finish(int code) {
+        m_exitCode = code;
+        QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit,
+                                  Qt::QueuedConnection);
+    }
+
+    // A device that the hub has added already is given back, which takes an answer of the hub.
+    int cancel() {
+        say(text(u"正在取消…再按一次 Ctrl-C 立即结束。",
+                 u"Cancelling… Press Ctrl-C again to end at once."));
+        QObject::connect(m_flow.get(), &QObject::destroyed, QCoreApplication::instance(),
+                         &QCoreApplication::quit);
+        m_flow.release()->abandon(nullptr);
+        QCoreApplication::exec();
+        return fail(text(u"已取消，没有加入任何设备组", u"Cancelled: no group was joined"));
     }
 
     const CommandLine& m_line;
     const L10n& m_l10n;
     AccountStore m_store;
-    QNetworkAccessManager m_network;
+    Network m_network;
     std::optional<PairingLink> m_link;
     QString m_code;
     QString m_passphrase;
-    MembershipFlow m_flow{{m_store, m_network, m_l10n}};
+    std::unique_ptr<MembershipFlow> m_flow =
+        std::make_unique<MembershipFlow>(MembershipFlow::Services{m_store, m_network});
+    std::optional<int> m_exitCode; // once the flow has ended
 };
 
 } // namespace

@@ -29,11 +29,21 @@ struct Sentence {
     [[nodiscard]] static Sentence of(const char16_t* inChinese, const char16_t* inEnglish) {
         return {QString::fromUtf16(inChinese), QString::fromUtf16(inEnglish)};
     }
+    /// A value may be a sentence itself.
     template <class... Values>
     [[nodiscard]] Sentence arg(const Values&... values) const {
-        return {zh.arg(values...), en.arg(values...)};
+        return {zh.arg(part(values, Lang::zh)...), en.arg(part(values, Lang::en)...)};
     }
     [[nodiscard]] const QString& in(Lang lang) const { return lang == Lang::zh ? zh : en; }
+
+    bool operator==(const Sentence&) const = default;
+
+private:
+    template <class Value>
+    static const Value& part(const Value& value, Lang) {
+        return value;
+    }
+    static const QString& part(const Sentence& sentence, Lang lang) { return sentence.in(lang); }
 };
 
 /// The language in force: the preference "language", else the system's locale. Worked out at each

@@ -15,8 +15,15 @@ struct Activity {
     QDateTime date;
     std::optional<QString> device;    // received only: the sender's name
     std::optional<qint64> recipients; // sent only: devices reached, when the hub says
+    bool unsealed = false;            // received only: in the clear, though the group encrypts
 
     bool operator==(const Activity&) const = default;
+};
+
+/// A text that came from the hub and was put on the clipboard.
+struct ReceivedText {
+    QString text;
+    bool unsealed = false; // as above
 };
 
 } // namespace sorrelwind

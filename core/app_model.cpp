@@ -2,6 +2,7 @@
 
 #include "account/account_store.h"
 #include "account/pairing_link.h"
+#include "base/machine_words.h"
 #include "base/prefs.h"
 #include "clipboard/pasteboard.h"
 #include "crypto/clipboard_crypto.h"
@@ -14,16 +15,21 @@ namespace sorrelwind {
 
 namespace {
 
-HubAPI apiFor(QNetworkAccessManager& network, const Account& account) {
+HubAPI apiFor(const Network& network, const Account& account) {
     return {&network, account.server, account.token};
 }
 
 // Of text: sealed, it makes up the 8 MiB that a hub takes unless its owner says otherwise.
 constexpr qsizetype kUsualItemBytes = 6 * 1024 * 1024 - 1024;
 
+// Statuses of the hub.
+constexpr int kAccepted = 200;
+constexpr int kTooLarge = 413;
+
 QString removalNotice(const L10n& l10n) {
-    return l10n.text(u"这台 Mac 已被移出设备组。重新创建或加入一个设备组即可继续使用。",
-                     u"This Mac was removed from its group. Create or join a group to continue.");
+    return l10n.text(
+        u"这台" COMPUTER_ZH u"已被移出设备组。重新创建或加入一个设备组即可继续使用。",
+        u"This " COMPUTER_EN u" was removed from its group. Create or join a group to continue.");
 }
 
 } // namespace
@@ -32,6 +38,7 @@ AppModel::AppModel(Services services) : m_services(services), m_monitor(services
     m_account = m_services.store.load();
     m_phase = m_account ? Phase::running : Phase::onboarding;
     m_monitor.onLocalText = [this](const QString& text, const QString&) { handleLocal(text); };
+    m_monitor.onTooLarge = [this] { handleTooLarge(); };
     m_monitor.onTick = [this] {
         if (m_clockJump.seen(ClockJump::Wall::now(), ClockJump::Steady::now()))
             nudge();
@@ -56,13 +63,15 @@ void AppModel::copyHere(const QString& text) {
 }
 
 void AppModel::startSync(const Account& account) {
-    m_keyTasks.cancel();
+    dropKeyTasks();
     if (m_client)
         m_client->shutdown();
     set(m_account, account);
     set(m_phase, Phase::running);
     set(m_devices, QList<DeviceInfo>());
     set(m_decryptFailed, false);
+    set(m_copiedTooLarge, false);
+    set(m_receivedTooLarge, false);
     m_key = account.key ? SymmetricKey::fromBase64(*account.key) : std::nullopt;
     set(m_crypto, m_key ? CryptoStatus::encrypted : CryptoStatus::unknown);
 
@@ -88,7 +97,10 @@ Task<> AppModel::resolveKey(Account account) {
         co_return;
     }
     set(m_crypto, CryptoStatus::deriving);
-    auto key = co_await GroupSetup::derive(*account.passphrase, **record);
+    const auto onLong = [this, iters = (*record)->iters] { set(m_longDerivation, iters); };
+    auto deriving = GroupSetup::derive(*account.passphrase, **record, onLong);
+    auto key = co_await std::move(deriving);
+    set(m_longDerivation, std::nullopt);
     if (!key) {
         set(m_crypto, CryptoStatus::failed);
         co_return;
@@ -103,6 +115,18 @@ Task<> AppModel::resolveKey(Account account) {
     set(m_account, renewed);
 }
 
+void AppModel::cancelDerivation() {
+    if (m_crypto != CryptoStatus::deriving)
+        return;
+    dropKeyTasks();
+    set(m_crypto, CryptoStatus::failed);
+}
+
+void AppModel::dropKeyTasks() {
+    m_keyTasks.cancel();
+    set(m_longDerivation, std::nullopt);
+}
+
 void AppModel::handleLocal(const QString& text) {
     if (!m_client || m_phase != Phase::running)
         return;
@@ -110,7 +134,12 @@ void AppModel::handleLocal(const QString& text) {
     noteLoop();
     if (!allowed)
         return;
-    publish(text, [](bool, std::optional<qint64>) {});
+    publish(text, [](int, std::optional<qint64>) {});
+}
+
+void AppModel::handleTooLarge() {
+    if (m_client && m_phase == Phase::running)
+        published(kTooLarge, std::nullopt);
 }
 
 void AppModel::noteLoop() {
@@ -124,18 +153,18 @@ void AppModel::publish(const QString& text, SyncClient::Completion done) {
     if (m_key) {
         auto sealed = Crypto::encryptText(text, *m_key);
         if (!sealed) {
-            done(false, std::nullopt);
+            done(0, std::nullopt);
             return;
         }
         payload = *std::move(sealed);
     } else if (m_crypto != CryptoStatus::plaintext) {
-        published(false, std::nullopt);
-        done(false, std::nullopt);
+        published(0, std::nullopt);
+        done(0, std::nullopt);
         return;
     }
-    m_client->publish(payload, [this, done](bool ok, std::optional<qint64> recipients) {
-        published(ok, recipients);
-        done(ok, recipients);
+    m_client->publish(payload, [this, done](int status, std::optional<qint64> recipients) {
+        published(status, recipients);
+        done(status, recipients);
     });
 }
 
@@ -148,13 +177,13 @@ void AppModel::send(const QString& text, std::function<void(Sent)> done) {
         return;
     }
     const bool large = text.toUtf8().size() > kUsualItemBytes;
-    publish(text, [done, large, &l10n](bool ok, std::optional<qint64> recipients) {
-        if (ok)
+    publish(text, [done, large, &l10n](int status, std::optional<qint64> recipients) {
+        if (status == kAccepted)
             done(recipients);
-        else if (large)
-            done(failure(l10n.text(u"未能发送。这段文字超过 6 MiB，服务器通常不接受这么大的内容",
-                                   u"Couldn't send — the text is over 6 MiB, which is more than a "
-                                   u"hub usually takes")));
+        else if (status == kTooLarge || large)
+            done(failure(l10n.text(u"未能发送。这段文字可能太大，服务器不接受，请分段发送",
+                                   u"Couldn't send — the text is probably larger than the hub "
+                                   u"takes, so send it in parts")));
         else
             done(failure(l10n.text(u"未能发送，请用 sorrelwind status 查看连接状态后重试",
                                    u"Couldn't send — see how things stand with: sorrelwind "
@@ -162,8 +191,10 @@ void AppModel::send(const QString& text, std::function<void(Sent)> done) {
     });
 }
 
-void AppModel::published(bool ok, std::optional<qint64> recipients) {
+void AppModel::published(int status, std::optional<qint64> recipients) {
     using Direction = Activity::Direction;
+    const bool ok = status == kAccepted;
+    set(m_copiedTooLarge, status == kTooLarge);
     set(m_lastSent, Activity{ok ? Direction::sent : Direction::failed,
                              QDateTime::currentDateTimeUtc(), std::nullopt, recipients});
     bubble(ok, recipients);
@@ -173,7 +204,8 @@ void AppModel::handleRemote(const CloudItem& item) {
     if (item.from == selfId() || item.mime != QLatin1StringView("text/plain"))
         return;
     QString text = item.payload;
-    if (text.startsWith(kWirePrefix)) {
+    const bool sealed = text.startsWith(kWirePrefix);
+    if (sealed) {
         auto opened =
             m_key ? Crypto::decryptText(item.payload, *m_key) : failure(CryptoError::cipher);
         if (!opened) {
@@ -186,15 +218,22 @@ void AppModel::handleRemote(const CloudItem& item) {
     if (item.id == m_lastAppliedId)
         return;
     m_lastAppliedId = item.id;
+    const bool tooLarge = text.size() > kMaxClipboardBytes / 3 && // of UTF-8 at most
+                          text.toUtf8().size() > kMaxClipboardBytes;
+    set(m_receivedTooLarge, tooLarge);
+    if (tooLarge)
+        return;
+    const bool unsealed =
+        !sealed && m_crypto != CryptoStatus::plaintext && m_crypto != CryptoStatus::unknown;
     set(m_lastReceived, Activity{Activity::Direction::received, QDateTime::currentDateTimeUtc(),
-                                 item.device, std::nullopt});
+                                 item.device, std::nullopt, unsealed});
     if (m_paused)
         return;
     m_loopGuard.received(text);
     noteLoop();
     m_monitor.writeRemote(text);
-    m_lastReceivedText = text;
-    Q_EMIT textReceived(text);
+    m_lastReceivedText = ReceivedText{text, unsealed};
+    Q_EMIT textReceived(*m_lastReceivedText);
 }
 
 void AppModel::handleState(SyncState state) {
@@ -204,7 +243,7 @@ void AppModel::handleState(SyncState state) {
     set(m_connection, state);
     if (state != SyncState::revoked)
         return;
-    m_keyTasks.cancel();
+    dropKeyTasks();
     m_client.reset();
     m_services.store.clear();
     set(m_account, std::nullopt);
@@ -221,13 +260,15 @@ void AppModel::bubble(bool ok, std::optional<qint64> recipients) {
     if (!m_services.prefs.showSyncBubble() || !showBubble)
         return;
     const L10n& l10n = m_services.l10n;
-    if (!ok) {
+    if (m_copiedTooLarge) {
+        showBubble(l10n.text(u"文字太大，未能同步", u"Too large to sync"), BubbleKind::failure);
+    } else if (!ok) {
         showBubble(l10n.text(u"未能同步，稍后会自动重试连接",
                              u"Couldn't sync — will reconnect automatically"),
                    BubbleKind::failure);
     } else if (recipients == 0) {
-        showBubble(l10n.text(u"还没有其他设备 · 点菜单栏图标添加",
-                             u"No other devices yet — add one from the menu bar"),
+        showBubble(l10n.text(u"还没有其他设备 · 点" TRAY_ZH u"图标添加",
+                             u"No other devices yet — add one from the " TRAY_EN),
                    BubbleKind::info);
     } else {
         showBubble(l10n.text(u"已同步到其他设备", u"Synced to your other devices"),
@@ -278,15 +319,15 @@ Task<Result<AppModel::Pairing, HubError>> AppModel::createPairing() {
                       QDateTime::fromMSecsSinceEpoch(reply->expiresAt, Qt::UTC)};
 }
 
-Task<std::optional<QString>> AppModel::removeDevice(QString id) {
-    const L10n& l10n = m_services.l10n;
-    const QString failed = l10n.text(u"移除失败：", u"Couldn't remove: ");
+Task<std::optional<Sentence>> AppModel::removeDevice(QString id) {
+    const Sentence failed = Sentence::of(u"移除失败：%1", u"Couldn't remove: %1");
     if (!m_account)
-        co_return failed;
+        co_return failed.arg(QString());
     const HubAPI api = apiFor(m_services.network, *m_account);
     const auto reply = co_await api.deleteDevice(id);
     if (!reply)
-        co_return failed + reply.error().message(l10n.lang());
+        co_return Sentence{failed.zh.arg(reply.error().message(Lang::zh)),
+                           failed.en.arg(reply.error().message(Lang::en))};
     co_return std::nullopt;
 }
 
@@ -318,7 +359,7 @@ Task<> AppModel::leaveGroup() {
         const QString self = m_account->deviceId;
         (void)co_await api.deleteDevice(self);
     }
-    m_keyTasks.cancel();
+    dropKeyTasks();
     if (m_client)
         m_client->shutdown();
     m_client.reset();

@@ -19,10 +19,9 @@
 #include <memory>
 #include <optional>
 
-class QNetworkAccessManager;
-
 namespace sorrelwind {
 
+class Network;
 class AccountStore;
 class Pasteboard;
 class Prefs;
@@ -48,7 +47,7 @@ public:
     struct Services {
         const AccountStore& store;
         Pasteboard& pasteboard;
-        QNetworkAccessManager& network;
+        const Network& network;
         const L10n& l10n;
         const Prefs& prefs;
     };
@@ -71,9 +70,11 @@ public:
     [[nodiscard]] const std::optional<Activity>& lastSent() const { return m_lastSent; }
     [[nodiscard]] const std::optional<Activity>& lastReceived() const { return m_lastReceived; }
     /// The newest text that came from the hub and was put on the clipboard, if there is one.
-    [[nodiscard]] const std::optional<QString>& lastReceivedText() const {
+    [[nodiscard]] const std::optional<ReceivedText>& lastReceivedText() const {
         return m_lastReceivedText;
     }
+    /// The iterations of a derivation of the key that takes long, as the hub asks for them.
+    [[nodiscard]] std::optional<qint64> longDerivation() const { return m_longDerivation; }
     [[nodiscard]] bool decryptFailed() const { return m_decryptFailed; }
     [[nodiscard]] bool paused() const { return m_paused; }
     [[nodiscard]] const std::optional<QString>& notice() const { return m_notice; }
@@ -97,12 +98,15 @@ public:
 
     using Sent = Result<std::optional<qint64>, QString>;
     /// Sends a text that is not on the clipboard. `done` is called once: with the number of devices
-    /// that it reached, where the hub says so, or with a sentence; not at all when the device leaves
-    /// its group meanwhile.
+    /// that it reached, where the hub says so, or with a sentence; not at all when the device
+    /// leaves its group meanwhile.
     void send(const QString& text, std::function<void(Sent)> done);
 
     /// Puts a secret of this program on the clipboard, concealed and not sent to other devices.
     void copyHere(const QString& text);
+
+    /// Ends a derivation of the key as failed; the next start begins it again.
+    void cancelDerivation();
 
     /// (Re)builds the connection for an account, new or changed.
     void startSync(const Account& account);
@@ -114,7 +118,7 @@ public:
 
     [[nodiscard]] Task<Result<Pairing, HubError>> createPairing();
     /// None on success, else a sentence. The list itself is renewed by the hub.
-    [[nodiscard]] Task<std::optional<QString>> removeDevice(QString id);
+    [[nodiscard]] Task<std::optional<Sentence>> removeDevice(QString id);
     /// None on success, else a sentence, and the old name stays.
     [[nodiscard]] Task<std::optional<HubError>> renameThisMac(QString name);
     /// Always succeeds here, whatever the hub says.
@@ -127,7 +131,7 @@ public:
 Q_SIGNALS:
     void changed();
     /// A text came from the hub and was put on the clipboard; not raised during a pause.
-    void textReceived(const QString& text);
+    void textReceived(const sorrelwind::ReceivedText& received);
 
 private:
     struct DiscardClient {
@@ -143,12 +147,14 @@ private:
     }
 
     Task<> resolveKey(Account account);
+    void dropKeyTasks();
     void handleLocal(const QString& text);
+    void handleTooLarge();
     void publish(const QString& text, SyncClient::Completion done);
     void noteLoop();
     void handleRemote(const CloudItem& item);
     void handleState(SyncState state);
-    void published(bool ok, std::optional<qint64> recipients);
+    void published(int status, std::optional<qint64> recipients);
     void bubble(bool ok, std::optional<qint64> recipients);
 
     Services m_services;
@@ -161,8 +167,11 @@ private:
     QList<DeviceInfo> m_devices;
     std::optional<Activity> m_lastSent;
     std::optional<Activity> m_lastReceived;
-    std::optional<QString> m_lastReceivedText;
+    std::optional<ReceivedText> m_lastReceivedText;
+    std::optional<qint64> m_longDerivation;
     bool m_decryptFailed = false;
+    bool m_copiedTooLarge = false; // the last copy
+    bool m_receivedTooLarge = false;
     bool m_loopStopped = false;
     bool m_paused = false;
     std::optional<QString> m_notice;

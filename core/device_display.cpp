@@ -1,12 +1,15 @@
 #include "core/device_display.h"
 
+#include "base/machine_words.h"
+#include "base/printable.h"
+
 #include <unicode/reldatefmt.h>
 
 namespace sorrelwind {
 
 QString kindLabel(const DeviceInfo& device, Lang lang) {
     if (device.platform == QLatin1StringView("macos"))
-        return QStringLiteral("Mac");
+        return pick(lang, COMPUTER_ZH, COMPUTER_KIND_EN).trimmed();
     if (device.platform == QLatin1StringView("windows"))
         return QStringLiteral("Windows");
     if (device.platform == QLatin1StringView("web"))
@@ -15,7 +18,7 @@ QString kindLabel(const DeviceInfo& device, Lang lang) {
         return QStringLiteral("Android");
     if (device.platform == QLatin1StringView("ios"))
         return QStringLiteral("iOS");
-    return device.platform;
+    return printable(device.platform);
 }
 
 QString symbolName(const DeviceInfo& device) {

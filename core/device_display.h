@@ -8,7 +8,7 @@
 
 namespace sorrelwind {
 
-/// What kind of device this is, in words: "Mac", "Browser", or the hub's own word.
+/// What kind of device this is, in words: "Computer", "Browser", or the hub's own word.
 [[nodiscard]] QString kindLabel(const DeviceInfo& device, Lang lang);
 
 /// The name of the symbol drawn for the device.

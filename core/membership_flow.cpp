@@ -1,6 +1,5 @@
 #include "core/membership_flow.h"
 
-#include "base/printable.h"
 #include "hub/hub_api.h"
 
 #include <QFileInfo>
@@ -17,18 +16,11 @@ QString MembershipFlow::hostDeviceName() {
 
 Result<void, Sentence> MembershipFlow::prepare() {
     const AccountStore& store = m_services.store;
-    if (const auto prepared = store.prepare(); !prepared) {
-        return failure(
-            Sentence::of(
-                u"配置文件夹 %1 不可用：%2。请检查权限和磁盘空间，或用 --config-dir 另选一个。",
-                u"The config directory %1 cannot be used: %2. Check its permissions and the "
-                u"disk, or name another with --config-dir.")
-                .arg(store.dir(), prepared.error()));
-    }
+    if (const auto prepared = store.prepare(); !prepared)
+        return prepared;
     auto lock = FileLock::tryLock(store.dir() + QStringLiteral("/setup.lock"));
     if (!lock && lock.error() != EWOULDBLOCK)
-        return failure(Sentence{lockSentence(store.dir(), lock.error(), Lang::zh),
-                                lockSentence(store.dir(), lock.error(), Lang::en)});
+        return failure(lockSentence(store.dir(), lock.error()));
     if (!lock) {
         return failure(Sentence::of(u"本机正在别处创建或加入设备组，请等它结束",
                                     u"This device is already making or joining a group elsewhere — "
@@ -61,16 +53,17 @@ void MembershipFlow::abandon(QObject* keeper) {
     onProgress = {};
     onEnd = {};
     m_lock.reset(); // nothing is saved any more
+    m_stop.request_stop();
     setParent(keeper);
     if (!m_started)
         deleteLater();
 }
 
 Task<> MembershipFlow::run(Wish wish) {
-    const GroupSetup setup(m_services.network, m_services.l10n);
-    const GroupSetup::Progress progress = [this](const QString& text) {
+    const GroupSetup setup(m_services.network, m_stop.get_token());
+    const GroupSetup::Progress progress = [this](const Sentence& sentence) {
         if (onProgress)
-            onProgress(text);
+            onProgress(sentence);
     };
     auto making = wish.joins
                       ? setup.join(wish.server, wish.link, wish.code, wish.passphrase,
@@ -78,11 +71,11 @@ Task<> MembershipFlow::run(Wish wish) {
                       : setup.create(wish.server, wish.deviceName, wish.passphrase, progress);
     const auto account = co_await std::move(making);
     if (!account) {
-        end(failure(Sentence{printable(setupMessage(account.error(), Lang::zh)),
-                             printable(setupMessage(account.error(), Lang::en))}));
+        end(failure(Sentence{setupMessage(account.error(), Lang::zh),
+                             setupMessage(account.error(), Lang::en)}));
         co_return;
     }
-    Result<void, QString> kept;
+    Result<void, Sentence> kept;
     if (!m_abandoned) {
         kept = m_services.store.save(*account);
         if (kept) {
@@ -92,7 +85,7 @@ Task<> MembershipFlow::run(Wish wish) {
     }
     const HubAPI api{&m_services.network, account->server, account->token};
     (void)co_await api.deleteDevice(account->deviceId);
-    const QString reason = kept ? QString() : kept.error();
+    const Sentence reason = kept ? Sentence() : kept.error();
     end(failure(
         Sentence::of(
             u"账户无法保存：%1。没有加入任何设备组，请腾出磁盘空间后重试。",

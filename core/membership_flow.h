@@ -20,8 +20,7 @@ class MembershipFlow final : public QObject {
 public:
     struct Services {
         const AccountStore& store;
-        QNetworkAccessManager& network;
-        const L10n& l10n;
+        const Network& network;
     };
     struct Wish {
         bool joins = false;
@@ -43,8 +42,8 @@ public:
     [[nodiscard]] Result<void, Sentence> prepare();
     /// After a prepare that succeeded, and with onEnd set, which is called once.
     void start(const Wish& wish);
-    /// The user went away: what still comes of it is given back, then the object deletes itself, at
-    /// the latest with `keeper`.
+    /// The user went away: a derivation ends at once, what has come of it is given back, then the
+    /// object deletes itself, at the latest with `keeper`.
     void abandon(QObject* keeper);
 
     GroupSetup::Progress onProgress;
@@ -56,6 +55,7 @@ private:
 
     Services m_services;
     std::optional<FileLock> m_lock;
+    std::stop_source m_stop;
     bool m_started = false;
     bool m_abandoned = false;
     TaskScope m_tasks;

@@ -5,6 +5,8 @@
 
 #include <QString>
 
+#include <stop_token>
+
 namespace sorrelwind {
 
 enum class CryptoError {
@@ -12,6 +14,7 @@ enum class CryptoError {
     decryptFailed, // what was sealed is not UTF-8
     deriveFailed,  // PBKDF2 failed
     cipher,        // the cipher itself refused: wrong key, altered data, a nonce of another size
+    cancelled,     // the caller asked the derivation to stop
 };
 
 /// How clipboard text is kept from the hub: the group key is derived from a passphrase, each text
@@ -21,9 +24,11 @@ class Crypto {
 public:
     /// PBKDF2-HMAC-SHA-256 (RFC 8018) of the passphrase's UTF-8 bytes; `saltB64` is strict standard
     /// base64. badFormat: the salt is no base64 or empty, or iters is not in 1 … 2^31-1. Slow by
-    /// design: 600,000 iterations take some tenths of a second.
+    /// design: 600,000 iterations take some tenths of a second. Asked to `stop`, it gives up within
+    /// a millisecond or so.
     [[nodiscard]] static Result<SymmetricKey, CryptoError>
-    deriveKey(const QString& passphrase, const QString& saltB64, qint64 iters);
+    deriveKey(const QString& passphrase, const QString& saltB64, qint64 iters,
+              const std::stop_token& stop = {});
 
     /// AES-256-GCM (NIST SP 800-38D) with a fresh 12-byte nonce and a 16-byte tag, no associated
     /// data.

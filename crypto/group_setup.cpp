@@ -3,6 +3,7 @@
 #include "base/thread_pool.h"
 #include "hub/hub_api.h"
 
+#include <QTimer>
 #include <QUrl>
 
 #include <openssl/crypto.h>
@@ -11,7 +12,9 @@ namespace sorrelwind {
 
 namespace {
 
-constexpr HubError kNetworkError{HubError::Kind::network, 0, {}};
+const Sentence kDeriving = Sentence::of(u"正在生成加密密钥…", u"Generating the encryption key…");
+
+const HubError kNetworkError{HubError::Kind::network, 0, {}};
 
 bool isUrl(const QString& server) {
     const QUrl url(server);
@@ -32,21 +35,36 @@ Account accountOf(const QString& server, const Joined& joined) {
 
 QString setupMessage(const SetupError& error, Lang lang) {
     if (const auto* hub = std::get_if<HubError>(&error))
-        return hub->message(lang);
+        return hub->explained(lang);
     if (std::get<CryptoError>(error) == CryptoError::deriveFailed)
         return pick(lang, u"密钥派生失败", u"Couldn't derive the encryption key");
     return pick(lang, u"设备组的加密参数无法识别，请检查服务器",
                 u"The group's encryption parameters are damaged — check the hub");
 }
 
-Task<Result<SymmetricKey, CryptoError>> GroupSetup::derive(QString passphrase,
-                                                           CryptoRecord record) {
-    auto work = [passphrase = std::move(passphrase), record = std::move(record)] {
-        auto key = Crypto::deriveKey(passphrase, record.salt, record.iters);
+Sentence longDerivation(qint64 iters) {
+    return Sentence::of(
+               u"生成密钥需要较长时间：服务器要求计算 %1 轮（通常为 600000 轮）。可以取消。",
+               u"Making the encryption key takes long: the hub asks for %1 rounds "
+               u"(600000 are usual). You can cancel.")
+        .arg(iters);
+}
+
+Task<Result<SymmetricKey, CryptoError>> GroupSetup::derive(QString passphrase, CryptoRecord record,
+                                                           std::function<void()> onLong,
+                                                           std::stop_token stop) {
+    auto work = [passphrase = std::move(passphrase),
+                 record = std::move(record)](const std::stop_token& stopped) {
+        auto key = Crypto::deriveKey(passphrase, record.salt, record.iters, stopped);
         OPENSSL_thread_stop(); // a pool's thread may end after OpenSSL has cleaned up
         return key;
     };
     OnThreadPool derivation(std::move(work));
+    const std::stop_callback stopping(std::move(stop), [&derivation] { derivation.requestStop(); });
+    QTimer patience;
+    patience.setSingleShot(true);
+    QObject::connect(&patience, &QTimer::timeout, &patience, std::move(onLong));
+    patience.start(kPatience);
     co_return co_await derivation;
 }
 
@@ -63,14 +81,14 @@ Task<Result<Account, SetupError>> GroupSetup::createWith(GroupSetup self, QStrin
                                                          Progress progress) {
     if (!isUrl(server))
         co_return failure(SetupError(kNetworkError));
-    progress(self.m_l10n->text(u"正在创建设备组…", u"Creating your group…"));
+    progress(Sentence::of(u"正在创建设备组…", u"Creating your group…"));
     HubAPI api{self.m_network, server, std::nullopt};
     const auto joined = co_await api.createGroup(deviceName);
     if (!joined)
         co_return failure(SetupError(joined.error()));
     api.token = joined->token;
 
-    progress(self.m_l10n->text(u"正在生成加密密钥…", u"Generating the encryption key…"));
+    progress(kDeriving);
     auto record = co_await api.fetchCrypto();
     if (record && !*record) {
         const QString salt = Crypto::randomSalt();
@@ -80,15 +98,9 @@ Task<Result<Account, SetupError>> GroupSetup::createWith(GroupSetup self, QStrin
     }
     if (!record)
         co_return failure(SetupError(record.error()));
-    const auto key = co_await derive(passphrase, **record);
-    if (!key)
-        co_return failure(SetupError(key.error()));
-
-    Account account = accountOf(server, *joined);
-    account.passphrase = passphrase;
-    account.salt = (*record)->salt;
-    account.key = Crypto::base64(*key);
-    co_return account;
+    const Account account = accountOf(server, *joined);
+    auto finishing = withKey(self, account, passphrase, **record, progress);
+    co_return co_await std::move(finishing);
 }
 
 Task<Result<Account, SetupError>> GroupSetup::joinWith(GroupSetup self, QString server,
@@ -101,7 +113,7 @@ Task<Result<Account, SetupError>> GroupSetup::joinWith(GroupSetup self, QString 
     }
     if (!isUrl(server))
         co_return failure(SetupError(kNetworkError));
-    progress(self.m_l10n->text(u"正在加入…", u"Joining…"));
+    progress(Sentence::of(u"正在加入…", u"Joining…"));
     HubAPI api{self.m_network, server, std::nullopt};
     const auto joined = co_await api.claim(code, deviceName);
     if (!joined)
@@ -114,16 +126,29 @@ Task<Result<Account, SetupError>> GroupSetup::joinWith(GroupSetup self, QString 
     Account account = accountOf(server, *joined);
     if (!*record)
         co_return account;
-    account.salt = (*record)->salt;
     if (link && link->keyB64 && SymmetricKey::fromBase64(*link->keyB64)) {
+        account.salt = (*record)->salt;
         account.key = link->keyB64;
         co_return account;
     }
-    progress(self.m_l10n->text(u"正在生成加密密钥…", u"Generating the encryption key…"));
-    const auto key = co_await derive(passphrase, **record);
-    if (!key)
+    progress(kDeriving);
+    auto finishing = withKey(self, account, passphrase, **record, progress);
+    co_return co_await std::move(finishing);
+}
+
+Task<Result<Account, SetupError>> GroupSetup::withKey(GroupSetup self, Account account,
+                                                      QString passphrase, CryptoRecord record,
+                                                      Progress progress) {
+    const auto onLong = [progress, iters = record.iters] { progress(longDerivation(iters)); };
+    auto deriving = derive(passphrase, record, onLong, self.m_stop);
+    const auto key = co_await std::move(deriving);
+    if (!key) {
+        if (key.error() == CryptoError::cancelled)
+            co_return account;
         co_return failure(SetupError(key.error()));
+    }
     account.passphrase = passphrase;
+    account.salt = record.salt;
     account.key = Crypto::base64(*key);
     co_return account;
 }

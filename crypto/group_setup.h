@@ -9,17 +9,22 @@
 #include "hub/hub_error.h"
 #include "hub/wire_records.h"
 
+#include <chrono>
 #include <functional>
+#include <stop_token>
 #include <variant>
 
-class QNetworkAccessManager;
-
 namespace sorrelwind {
+
+class Network;
 
 /// Why a group could not be created or joined.
 using SetupError = std::variant<HubError, CryptoError>;
 /// One sentence for the user.
 [[nodiscard]] QString setupMessage(const SetupError& error, Lang lang);
+/// What to say of a derivation that takes longer than GroupSetup::kPatience: the hub chooses
+/// `iters`.
+[[nodiscard]] Sentence longDerivation(qint64 iters);
 
 /// Turns the wish to create or join a group into a membership. Keeps nothing between calls, saves
 /// nothing: the caller saves the Account. There is no roll-back: what fails after the hub has made
@@ -27,10 +32,13 @@ using SetupError = std::variant<HubError, CryptoError>;
 class GroupSetup {
 public:
     /// Told what is going on, on the main thread.
-    using Progress = std::function<void(const QString& text)>;
+    using Progress = std::function<void(const Sentence& sentence)>;
+    static constexpr std::chrono::milliseconds kPatience{5'000};
 
-    GroupSetup(QNetworkAccessManager& network, const L10n& l10n)
-        : m_network(&network), m_l10n(&l10n) {}
+    /// Asked to `stop`, a flow derives no key any more and comes back with a membership without
+    /// one, for the caller to give back.
+    explicit GroupSetup(const Network& network, std::stop_token stop = {})
+        : m_network(&network), m_stop(std::move(stop)) {}
 
     /// A new group at the canonical address `server`, with this device as its first.
     [[nodiscard]] Task<Result<Account, SetupError>>
@@ -46,9 +54,11 @@ public:
         return joinWith(*this, server, link, code, passphrase, deviceName, progress);
     }
 
-    /// Derives the group key on the thread pool.
-    [[nodiscard]] static Task<Result<SymmetricKey, CryptoError>> derive(QString passphrase,
-                                                                        CryptoRecord record);
+    /// Derives the group key on the thread pool, until asked to `stop` or dropped. `onLong` is
+    /// called when it takes longer than kPatience.
+    [[nodiscard]] static Task<Result<SymmetricKey, CryptoError>>
+    derive(QString passphrase, CryptoRecord record, std::function<void()> onLong,
+           std::stop_token stop = {});
     /// The reply's group id, else the leading part of its token.
     [[nodiscard]] static QString groupId(const Joined& joined);
 
@@ -60,9 +70,12 @@ private:
                                                       std::optional<PairingLink> link, QString code,
                                                       QString passphrase, QString deviceName,
                                                       Progress progress);
+    static Task<Result<Account, SetupError>> withKey(GroupSetup self, Account account,
+                                                     QString passphrase, CryptoRecord record,
+                                                     Progress progress);
 
-    QNetworkAccessManager* m_network;
-    const L10n* m_l10n;
+    const Network* m_network;
+    std::stop_token m_stop;
 };
 
 } // namespace sorrelwind

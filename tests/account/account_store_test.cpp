@@ -1,4 +1,6 @@
 #include "account/account_store.h"
+
+#include "base/system_reason.h"
 #include "tests/support/print_qt.h"
 
 #include <gtest/gtest.h>
@@ -193,8 +195,10 @@ TEST_F(Store, FullDiskKeepsTheEarlierFileAndNoOtherMayReadTheNewOneAtAnyTime) {
     ::setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, oldHandler);
 
-    EXPECT_FALSE(saved);
-    EXPECT_FALSE(prepared);
+    ASSERT_FALSE(saved);
+    EXPECT_EQ(saved.error(), systemReason(EFBIG));
+    ASSERT_FALSE(prepared);
+    EXPECT_TRUE(prepared.error().zh.contains(u"文件大小受到限制"_qs));
     EXPECT_EQ(g_modes, 0600U);
     EXPECT_EQ(bytes(), earlier);
     EXPECT_EQ(names(), kOneFile);
@@ -224,8 +228,8 @@ TEST_F(Store, WhereNothingMayBeReadOrWritten) {
     {
         const AsNobody nobody;
         EXPECT_FALSE(m_store.load());
-        EXPECT_FALSE(m_store.save(exampleAccount()));
-        EXPECT_FALSE(m_store.prepare());
+        EXPECT_EQ(m_store.save(exampleAccount()).error(), systemReason(EACCES));
+        EXPECT_TRUE(m_store.prepare().error().zh.contains(u"没有权限"_qs));
         const AccountStore below(dir() + u"/c"_qs);
         EXPECT_FALSE(below.save(exampleAccount()));
         EXPECT_FALSE(below.prepare());

@@ -154,7 +154,7 @@ TEST(OnThreadPool, WorksElsewhereAndResumesOnTheMainThread) {
     QThread* worker = nullptr;
     QThread* resumed = nullptr;
     const auto flow = [](QThread*& where, QThread*& back) -> Task<> {
-        auto work = [&where] {
+        auto work = [&where](const std::stop_token&) {
             where = QThread::currentThread();
             return std::make_unique<int>(7);
         };
@@ -170,7 +170,7 @@ TEST(OnThreadPool, WorksElsewhereAndResumesOnTheMainThread) {
     EXPECT_NE(worker, resumed);
 }
 
-TEST(OnThreadPool, NeverResumesAFlowThatIsGone) {
+TEST(OnThreadPool, NeverResumesAFlowThatIsGoneAndStopsItsWork) {
     // Goes during the work, and between its end and the main thread's turn.
     for (const bool afterTheWork : {false, true}) {
         std::binary_semaphore goOn(0);
@@ -178,7 +178,8 @@ TEST(OnThreadPool, NeverResumesAFlowThatIsGone) {
         const auto state = std::make_shared<int>(0);
         const auto flow = [](std::binary_semaphore& wait, bool& back,
                              std::shared_ptr<int> kept) -> Task<> {
-            auto work = [&wait, kept] {
+            auto work = [&wait, kept](const std::stop_token& stop) {
+                const std::stop_callback stopped(stop, [&wait] { wait.release(); });
                 wait.acquire();
                 return kept;
             };
@@ -194,8 +195,6 @@ TEST(OnThreadPool, NeverResumesAFlowThatIsGone) {
                 QThreadPool::globalInstance()->waitForDone();
             }
         }
-        if (!afterTheWork)
-            goOn.release();
         QThreadPool::globalInstance()->waitForDone();
         EXPECT_TRUE(test::waitFor([&] { return state.use_count() == 1; })) << "leaked";
         EXPECT_FALSE(resumed);

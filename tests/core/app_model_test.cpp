@@ -4,6 +4,7 @@
 #include "base/defaults.h"
 #include "base/prefs.h"
 #include "crypto/clipboard_crypto.h"
+#include "hub/network.h"
 #include "tests/support/fake_pasteboard.h"
 #include "tests/support/print_qt.h"
 #include "tests/support/scripted_hub.h"
@@ -11,7 +12,6 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -99,7 +99,7 @@ protected:
     L10n l10n{defaults};
     Prefs prefs{defaults};
     FakePasteboard pasteboard;
-    QNetworkAccessManager network;
+    Network network;
     ScriptedHub hub;
     QStringList bubbles;
     BubbleKind lastKind = BubbleKind::info;
@@ -127,7 +127,8 @@ TEST_F(AppModelTest, LocalCopyLeavesSealedAndItsOutcomeIsShown) {
         const char* says;
     } cases[] = {{200, 2, Direction::sent, BubbleKind::success, "Synced"},
                  {200, 0, Direction::sent, BubbleKind::info, "No other devices yet"},
-                 {413, 0, Direction::failed, BubbleKind::failure, "Couldn't sync"}};
+                 {413, 0, Direction::failed, BubbleKind::failure, "Too large to sync"},
+                 {503, 0, Direction::failed, BubbleKind::failure, "Couldn't sync"}};
     start(account(true));
     EXPECT_EQ(model->statusText(), u"Connected · Encrypted"_qs);
     int number = 0;
@@ -142,7 +143,14 @@ TEST_F(AppModelTest, LocalCopyLeavesSealedAndItsOutcomeIsShown) {
         EXPECT_EQ(model->lastSent()->direction, c.direction);
         EXPECT_EQ(model->lastSent()->recipients, c.recipients);
         EXPECT_EQ(Crypto::decryptText(published.last(), key()), text);
+        EXPECT_EQ(model->warning().has_value(), c.status == 413);
     }
+    // What the clipboard's own limit keeps out does not even get as far as the hub.
+    const auto before = published.size();
+    pasteboard.copyTooLarge();
+    EXPECT_EQ(bubbles.last(), u"Too large to sync"_qs);
+    EXPECT_TRUE(model->warning()->contains(u"too large"_qs));
+    EXPECT_EQ(published.size(), before);
     prefs.setShowSyncBubble(false);
     bubbles.clear();
     published.clear();
@@ -162,6 +170,7 @@ TEST_F(AppModelTest, WhatArrivesIsCheckedBeforeItReachesTheClipboard) {
     deliver(sealed("first"), "1");
     EXPECT_EQ(clipboard(), u"first"_qs);
     EXPECT_EQ(model->lastReceived()->device, u"Pad"_qs);
+    EXPECT_FALSE(model->lastReceived()->unsealed || model->lastReceivedText()->unsealed);
     deliver(sealed("own"), "2", "me");
     deliver(sealed("image"), "3", "other", "image/png");
     EXPECT_EQ(clipboard(), u"first"_qs);
@@ -177,7 +186,16 @@ TEST_F(AppModelTest, WhatArrivesIsCheckedBeforeItReachesTheClipboard) {
 
     deliver(u"plain is taken as it is"_qs, "5");
     EXPECT_EQ(clipboard(), u"plain is taken as it is"_qs);
+    EXPECT_TRUE(model->lastReceived()->unsealed && model->lastReceivedText()->unsealed);
     EXPECT_TRUE(hub.count("POST /items") == 0 && published.isEmpty()) << "nothing went back";
+
+    const auto last = model->lastReceived();
+    deliver(QString(kMaxClipboardBytes + 1, u'x'), "too large");
+    EXPECT_TRUE(model->warning()->contains(u"too large for the clipboard"_qs));
+    EXPECT_EQ(model->lastReceived(), last);
+    EXPECT_EQ(model->lastReceivedText()->text, clipboard());
+    deliver(sealed("plain is taken as it is"), "7");
+    EXPECT_EQ(model->warning(), std::nullopt);
 
     model->setPaused(true);
     deliver(sealed("during the pause"), "6");
@@ -240,7 +258,7 @@ TEST_F(AppModelTest, RemovalEndsInOnboardingWithANotice) {
     hub.send(R"({"type":"removed"})");
     ASSERT_TRUE(waitFor([&] { return onboardings == 1; }));
     EXPECT_EQ(model->phase(), AppModel::Phase::onboarding);
-    EXPECT_TRUE(model->notice()->startsWith(u"This Mac was removed"_qs));
+    EXPECT_TRUE(model->notice()->startsWith(u"This computer was removed"_qs));
     EXPECT_EQ(store.load(), std::nullopt);
     EXPECT_EQ(model->selfId(), std::nullopt);
     pasteboard.copyText(u"after"_qs);
@@ -302,7 +320,7 @@ TEST_F(AppModelTest, PairingRemovalAndRenameSpeakToTheHub) {
 
     hub.on("DELETE /devices/x", {Answer{}, Answer{.status = 404, .body = R"({"error":"gone"})"}});
     EXPECT_EQ(*outcomeOf(model->removeDevice(u"x"_qs)), std::nullopt);
-    EXPECT_EQ(*outcomeOf(model->removeDevice(u"x"_qs)), u"Couldn't remove: gone"_qs);
+    EXPECT_EQ((*outcomeOf(model->removeDevice(u"x"_qs)))->en, u"Couldn't remove: gone"_qs);
 
     hub.on("PATCH /devices/me", {Answer{}, Answer{.status = 400, .body = R"({"error":"name"})"}});
     EXPECT_EQ(*outcomeOf(model->renameThisMac(u"New"_qs)), std::nullopt);

@@ -8,11 +8,16 @@ namespace sorrelwind {
 
 TEST(DeviceDisplay, KindAndSymbol) {
     const std::tuple<QString, QString, QString, QString> kTable[] = {
-        {"macos", "iPad", "laptopcomputer", "Mac"}, {"windows", "PC", "desktopcomputer", "Windows"},
-        {"android", "Pixel", "iphone", "Android"},  {"android", "Galaxy TAB", "ipad", "Android"},
-        {"ios", "小米平板", "ipad", "iOS"},         {"web", "My Phone", "iphone", "Browser"},
-        {"web", "iPad Phone", "iphone", "Browser"}, {"web", "ThinkPad", "ipad", "Browser"},
-        {"web", "Firefox", "globe", "Browser"},     {"plan9", "手机", "iphone", "plan9"},
+        {"macos", "iPad", "laptopcomputer", "Computer"},
+        {"windows", "PC", "desktopcomputer", "Windows"},
+        {"android", "Pixel", "iphone", "Android"},
+        {"android", "Galaxy TAB", "ipad", "Android"},
+        {"ios", "小米平板", "ipad", "iOS"},
+        {"web", "My Phone", "iphone", "Browser"},
+        {"web", "iPad Phone", "iphone", "Browser"},
+        {"web", "ThinkPad", "ipad", "Browser"},
+        {"web", "Firefox", "globe", "Browser"},
+        {"plan9", "手机", "iphone", "plan9"},
     };
     for (const auto& [platform, name, symbol, kind] : kTable) {
         DeviceInfo device;
@@ -21,9 +26,12 @@ TEST(DeviceDisplay, KindAndSymbol) {
         EXPECT_EQ(symbolName(device), symbol) << name.toStdString();
         EXPECT_EQ(kindLabel(device, Lang::en), kind);
     }
-    DeviceInfo web;
-    web.platform = u"web"_qs;
-    EXPECT_EQ(kindLabel(web, Lang::zh), u"浏览器"_qs);
+    for (const auto& [platform, kind] :
+         {std::pair(u"web"_qs, u"浏览器"_qs), {u"macos"_qs, u"电脑"_qs}}) {
+        DeviceInfo device;
+        device.platform = platform;
+        EXPECT_EQ(kindLabel(device, Lang::zh), kind);
+    }
 }
 
 TEST(DeviceDisplay, RelativeTime) {

@@ -1,15 +1,13 @@
 #include "crypto/group_setup.h"
 
-#include "base/defaults.h"
 #include "crypto/base64.h"
+#include "hub/network.h"
 #include "tests/support/print_qt.h"
 #include "tests/support/scripted_hub.h"
 
 #include <gtest/gtest.h>
 
 #include <QJsonDocument>
-#include <QNetworkAccessManager>
-#include <QTemporaryDir>
 #include <QThreadPool>
 
 namespace sorrelwind {
@@ -23,6 +21,7 @@ using Outcome = Result<Account, SetupError>;
 const QByteArray kJoined = R"({"device":{"id":"d","name":"from the hub"},"token":"g.secret.x"})";
 const QByteArray kSalt = "AAECAwQFBgcICQoLDA0ODw==";
 const QByteArray kCrypto = R"({"crypto":{"v":9,"kdf":"any","iters":2,"salt":")" + kSalt + "\"}}";
+const QByteArray kEndless = QByteArray(kCrypto).replace(":2,", ":2147483647,");
 const QString kPassphrase = u"abcde-fghjk"_qs;
 // openssl kdf … pass:abcde-fghjk hexsalt:000102030405060708090a0b0c0d0e0f iter:2 PBKDF2
 const QString kDerived = u"gYB16WIczFeDqdKw2EqdPR8tUnGQ3ltydxNQ5uLDyIw="_qs;
@@ -31,7 +30,6 @@ const QString kLinkKey = u"AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8="_qs;
 class Setup : public testing::Test {
 protected:
     Setup() {
-        Defaults(m_dir.path()).set(u"language"_qs, u"en"_qs);
         m_hub.on("POST /groups", {{.body = kJoined}});
         m_hub.on("POST /pair/claim", {{.body = kJoined}});
         m_hub.on("GET /crypto", {{.body = kCrypto}});
@@ -47,7 +45,7 @@ protected:
     }
     GroupSetup::Progress progress() {
         m_steps.clear();
-        return [this](const QString& text) { m_steps << text; };
+        return [this](const Sentence& sentence) { m_steps << sentence.en; };
     }
     /// The requests so far, and that each but the first carries the new token.
     QString requests() {
@@ -68,12 +66,9 @@ protected:
                 u"g.secret.x"_qs, passphrase, std::move(salt), std::move(key)};
     }
 
-    QTemporaryDir m_dir;
-    Defaults m_defaults{m_dir.path()};
-    L10n m_l10n{m_defaults};
     ScriptedHub m_hub;
-    QNetworkAccessManager m_network;
-    GroupSetup m_setup{m_network, m_l10n};
+    Network m_network;
+    GroupSetup m_setup{m_network};
     QStringList m_steps;
 };
 
@@ -96,10 +91,9 @@ TEST_F(Setup, CreateUploadsOneSaltAndUsesTheHubsRecord) {
 }
 
 TEST_F(Setup, CreateUsesARecordThatIsThere) {
-    m_l10n.toggle();
     EXPECT_EQ(create(), expected(kPassphrase, kSaltText, kDerived));
     EXPECT_EQ(requests(), u"POST/groups GET/crypto"_qs);
-    EXPECT_EQ(m_steps, QStringList({u"正在创建设备组…"_qs, u"正在生成加密密钥…"_qs}));
+    EXPECT_EQ(m_steps, QStringList({kCreating, kDeriving}));
 }
 
 TEST_F(Setup, JoinTakesItsKeyFromTheLinkElseThePassphrase) {
@@ -148,6 +142,11 @@ TEST_F(Setup, FailuresAreHandedOn) {
         return QByteArray(R"({"crypto":{"v":1,"kdf":"k","iters":)") + iters + R"(,"salt":")" +
                salt + "\"}}";
     };
+    const HubError lost{
+        HubError::Kind::network,
+        0,
+        {},
+        Unreachable{Unreachable::Why::closed, u"127.0.0.1:"_qs + m_hub.port(), {}, {}}};
     const struct {
         const char* request;
         Answer answer;
@@ -157,7 +156,7 @@ TEST_F(Setup, FailuresAreHandedOn) {
         {"POST /groups", {.body = "{}"}, decode, false},
         {"POST /pair/claim", {.status = 403, .body = R"({"error":"no"})"}, denied, true},
         {"GET /crypto", {.status = 403, .body = R"({"error":"no"})"}, denied, true},
-        {"GET /crypto", {.raw = "", .ending = Answer::close}, network, true},
+        {"GET /crypto", {.raw = "", .ending = Answer::close}, lost, true},
         {"GET /crypto", {.body = record("2", "")}, CryptoError::badFormat, true},
         {"GET /crypto", {.body = record("2", "A===")}, CryptoError::badFormat, true},
         {"GET /crypto", {.body = record("0", "AAAA")}, CryptoError::badFormat, true},
@@ -202,11 +201,10 @@ TEST_F(Setup, GroupIdIsTheReplysElseTheTokensFirstPiece) {
 
 TEST_F(Setup, TheFlowNeedsNeitherItsMakerNorAWaitingOwner) {
     // The object that made the flow may go at once; the owner of the flow may go while it derives.
-    auto task =
-        GroupSetup(m_network, m_l10n).create(m_hub.base(), u"my name"_qs, kPassphrase, progress());
+    auto task = GroupSetup(m_network).create(m_hub.base(), u"my name"_qs, kPassphrase, progress());
     EXPECT_EQ(outcomeOf(std::move(task)).value(), expected(kPassphrase, kSaltText, kDerived));
 
-    m_hub.on("GET /crypto", {{.body = QByteArray(kCrypto).replace(":2,", ":200000,")}});
+    m_hub.on("GET /crypto", {{.body = kEndless}});
     bool ended = false;
     const auto flow = [](Task<Outcome> joining, bool& end) -> Task<> {
         const auto outcome = co_await std::move(joining);
@@ -221,6 +219,20 @@ TEST_F(Setup, TheFlowNeedsNeitherItsMakerNorAWaitingOwner) {
     QThreadPool::globalInstance()->waitForDone();
     QCoreApplication::processEvents();
     EXPECT_FALSE(ended);
+}
+
+TEST_F(Setup, ALongDerivationSaysSoAndIsCancelled) {
+    m_hub.on("GET /crypto", {{.body = kEndless}});
+    std::stop_source stop;
+    const GroupSetup setup(m_network, stop.get_token());
+    const auto cancelling = [this, &stop](const Sentence& sentence) {
+        m_steps << sentence.en;
+        if (sentence.en.contains(u"2147483647 rounds"_qs))
+            stop.request_stop();
+    };
+    auto task = setup.join(m_hub.base(), {}, u"X"_qs, kPassphrase, u"n"_qs, cancelling);
+    EXPECT_EQ(outcomeOf(std::move(task)).value(), expected({}, {}, {}));
+    EXPECT_EQ(m_steps.size(), 3);
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <QSet>
 
 #include <map>
+#include <thread>
 
 namespace sorrelwind {
 namespace {
@@ -27,7 +28,8 @@ QString outcome(const Result<T, CryptoError>& result) {
     const std::map<CryptoError, QString> names{{CryptoError::badFormat, u"badFormat"_qs},
                                                {CryptoError::decryptFailed, u"decryptFailed"_qs},
                                                {CryptoError::deriveFailed, u"deriveFailed"_qs},
-                                               {CryptoError::cipher, u"cipher"_qs}};
+                                               {CryptoError::cipher, u"cipher"_qs},
+                                               {CryptoError::cancelled, u"cancelled"_qs}};
     return names.at(result.error());
 }
 
@@ -44,6 +46,13 @@ TEST(Crypto, DerivesLikeTheVectors) {
         }
     }
     EXPECT_EQ(outcome(Crypto::deriveKey(u"p"_qs, u"AAAA"_qs, 1LL << 31)), u"badFormat"_qs);
+}
+
+TEST(Crypto, DerivationStopsWhenAsked) {
+    std::stop_source stop;
+    const std::jthread asker([&] { stop.request_stop(); });
+    const auto key = Crypto::deriveKey(u"p"_qs, u"AAAA"_qs, (1LL << 31) - 1, stop.get_token());
+    EXPECT_EQ(outcome(key), u"cancelled"_qs);
 }
 
 TEST(Crypto, OpensLikeTheVectors) {

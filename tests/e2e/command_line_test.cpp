@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLocalSocket>
+#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
@@ -136,6 +137,23 @@ TEST(CommandLine, AgentEndsWithItsDesktopAndByASignalInMidDerivation) {
     EXPECT_EQ(agent.end(SIGTERM), 0);
 }
 
+TEST(CommandLine, InterruptedInALongDerivationADeviceIsGivenBack) {
+    QTemporaryDir folder;
+    ScriptedHub hub;
+    hub.on("POST /groups", {Answer{.body = R"({"device":{"id":"d","name":"n"},"token":"g.t"})"}});
+    hub.on("GET /crypto",
+           {Answer{.body = R"({"crypto":{"v":1,"kdf":"x","iters":2147483647,"salt":"AAAA"}})"}});
+    hub.on("DELETE /devices/d", {Answer{}});
+    Background creating(kAgent, {"--config-dir", folder.path(), "create", "--server", hub.base()},
+                        folder.filePath("log"));
+    ASSERT_TRUE(waitFor([&] { return creating.log().contains("2147483647 rounds"); }));
+    creating.signal(SIGINT);
+    EXPECT_TRUE(waitFor([&] { return !creating.running(); }));
+    EXPECT_TRUE(creating.log().contains("Cancelled: no group was joined"));
+    EXPECT_EQ(hub.count("DELETE /devices/d"), 1);
+    EXPECT_FALSE(QFile::exists(folder.filePath("account.json")));
+}
+
 TEST(CommandLine, RelativeConfigDirectoryHoldsForAgentAndCommands) {
     QTemporaryDir folder;
     const QString before = QDir::currentPath();
@@ -155,6 +173,17 @@ TEST(CommandLine, SecondAgentOnADirectoryEndsWithASentence) {
     const Ended second = sorrelwind({"--headless", "--config-dir", desktop.configDir()});
     EXPECT_EQ(second.code, 3);
     EXPECT_TRUE(second.err.contains("running on")) << second.err.toStdString();
+    // The running one is asked, also where there is no desktop for a new one.
+    auto noDesktop = ourEnvironment();
+    noDesktop.remove("DISPLAY");
+    noDesktop.remove("WAYLAND_DISPLAY");
+    const Ended third = runToEnd(kAgent, {"--config-dir", desktop.configDir()}, {}, noDesktop);
+    EXPECT_EQ(third.code, 3);
+    EXPECT_TRUE(third.err.contains("running on")) << third.err.toStdString();
+    const Ended fourth =
+        runToEnd(kAgent, {"--config-dir", folder.filePath("fresh")}, {}, noDesktop);
+    EXPECT_EQ(fourth.code, 1);
+    EXPECT_TRUE(fourth.err.contains("no desktop here")) << fourth.err.toStdString();
     EXPECT_EQ(desktop.status()[u"phase"], "onboarding");
 }
 
@@ -179,6 +208,35 @@ TEST(CommandLine, ChineseThroughout) {
     writeFile(folder.filePath("preferences.json"), R"({"language":"zh"})");
     const Ended ended = sorrelwind({"--config-dir", folder.path(), "status"});
     EXPECT_TRUE(ended.err.contains("没有在运行")) << ended.err.toStdString();
+    // What other libraries and the system say is in their own language.
+    auto chinese = QProcessEnvironment::systemEnvironment();
+    chinese.insert("LC_ALL", "zh_CN.UTF-8");
+    writeFile(folder.filePath("file"), "");
+    const QStringList below = {"--config-dir", folder.filePath("file/x")};
+    const QStringList cases[] = {
+        {"frobnicate"},
+        {"status", "--colour"},
+        {"remove"},
+        {"send", "one", "two"},
+        {"create", "--server"},
+        {"create", "--server", "h", "--server", "h"},
+        {"status", "--json=maybe"},
+        {"rename", " "},
+        {"--clipboard", "paper"},
+        below + QStringList{"create"},
+        below + QStringList{"--headless"},
+        {"--config-dir", folder.filePath(QString(110, u'p')), "--headless"},
+    };
+    static const QRegularExpression given(
+        "sorrelwind: .*|-[-a-z]+|sorrelwind|frobnicate|paper|maybe|two|json|"
+        "/\\S*|[A-Z]{2,}|x11|wayland");
+    for (const QStringList& arguments : cases) {
+        const Ended wrong = runToEnd(kAgent, arguments, {}, chinese);
+        EXPECT_NE(wrong.code, 0) << arguments.join(' ').toStdString();
+        QString said = QString::fromUtf8(wrong.err);
+        said.remove(given);
+        EXPECT_FALSE(said.contains(QRegularExpression("[A-Za-z]{2,}"))) << wrong.err.toStdString();
+    }
     const Ended create =
         sorrelwind({"--config-dir", folder.path(), "create", "--server", "http://127.0.0.1:9"});
     EXPECT_TRUE(create.err.contains("正在创建设备组…\n无法连接服务器，请检查网络"))

@@ -70,6 +70,20 @@ TEST_F(Exchange, LoopThroughAnotherSharerIsStoppedUntilTheNextCopy) {
     EXPECT_EQ(warning(*there), QString());
 }
 
+TEST_F(Exchange, TooLargeACopyIsSaid) {
+    // For the hub, and already for the clipboard.
+    for (const qsizetype size : {9'000'000, 17'000'000}) {
+        a.copy("SECRET " + QByteArray(size, 'x'));
+        EXPECT_TRUE(waitFor([&] { return warning(a).contains("too large"); })) << size;
+        a.copy("SECRET small " + QByteArray::number(size));
+        EXPECT_TRUE(b.pastes("SECRET small " + QByteArray::number(size)));
+        EXPECT_EQ(warning(a), QString());
+    }
+    const Ended sent = a.command({"send"}, QByteArray(9'000'000, 'x'));
+    EXPECT_EQ(sent.code, 1);
+    EXPECT_TRUE(sent.err.contains("in parts")) << sent.err.toStdString();
+}
+
 TEST_F(Exchange, SendAndReceiveWorkWithoutAClipboard) {
     a.endDesktop(); // its agent ends too; a server has no desktop to begin with
     ASSERT_TRUE(waitFor([&] { return !a.agentRunning(); }));
@@ -96,13 +110,13 @@ TEST_F(Exchange, SendAndReceiveWorkWithoutAClipboard) {
     EXPECT_EQ(sent.code, 0) << sent.err.toStdString();
     EXPECT_TRUE(sent.out.contains("1 of the other devices")) << sent.out.toStdString();
     EXPECT_TRUE(b.pastes(large));
-    EXPECT_EQ(a.command({"send", "SECRET said"}).code, 0);
-    EXPECT_TRUE(b.pastes("SECRET said"));
-    EXPECT_EQ(b.command({"send", "-"}, "SECRET back").code, 0);
+    EXPECT_EQ(a.command({"send", u"\uFEFFSECRET said"_qs}).code, 0);
+    EXPECT_TRUE(b.pastes("\uFEFFSECRET said"));
+    EXPECT_EQ(b.command({"send", "-"}, "\uFEFFSECRET back").code, 0);
     QByteArray followed;
     EXPECT_TRUE(waitFor([&] {
         followed += follower.readAllStandardOutput();
-        return followed == QByteArray("SECRET copied\n机密\n\0SECRET back\0", 34);
+        return followed == QByteArray("SECRET copied\n机密\n\0\uFEFFSECRET back\0", 37);
     })) << followed.toStdString();
 
     EXPECT_EQ(a.command({"send"}, "").code, 2);
@@ -115,6 +129,7 @@ TEST_F(Exchange, SendAndReceiveWorkWithoutAClipboard) {
     EXPECT_TRUE(follower.readAllStandardError().contains("no longer in the group"));
     EXPECT_EQ(server.end(SIGTERM), 0);
     EXPECT_FALSE(server.log().contains("SECRET"));
+    EXPECT_EQ(server.log().count("no clipboard"), 1) << server.log().toStdString();
 }
 
 } // namespace sorrelwind::test

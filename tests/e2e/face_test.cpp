@@ -173,8 +173,9 @@ TEST_P(FaceOnHost, IconComesWithItsHostAndOpensThePanel) {
             EXPECT_FALSE(face.window(kName, kPanel));
         }
         face.click(*icon);
-        ASSERT_TRUE(waitFor([&] { return face.window(kName, kPanel).has_value(); }));
-        const QRect panel = face.window(kName, kPanel)->frame;
+        std::optional<FaceDesktop::Window> shown;
+        ASSERT_TRUE(waitFor([&] { return (shown = face.window(kName, kPanel)).has_value(); }));
+        const QRect panel = shown->frame;
         EXPECT_LE(panel.top(), 64);
         EXPECT_TRUE(QRect(0, 0, 1280, 800).contains(panel));
         EXPECT_TRUE(panel.left() <= icon->x() && icon->x() <= panel.right() + 8);
@@ -189,6 +190,12 @@ TEST_P(FaceOnHost, IconComesWithItsHostAndOpensThePanel) {
             face.click(*icon, 3);
             EXPECT_TRUE(waitFor(menuIsOpen));
             face.click(QPoint(400, 500)); // elsewhere
+            EXPECT_TRUE(waitFor([&] { return !menuIsOpen(); }));
+            face.click(*icon); // the same while the panel is open
+            ASSERT_TRUE(waitFor([&] { return face.window(kName, kPanel).has_value(); }));
+            face.click(*icon, 3);
+            EXPECT_TRUE(waitFor([&] { return !face.window(kName, kPanel) && menuIsOpen(); }));
+            face.click(QPoint(400, 500));
             EXPECT_TRUE(waitFor([&] { return !menuIsOpen(); }));
         }
     }
