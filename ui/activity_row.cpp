@@ -1,5 +1,6 @@
 #include "ui/activity_row.h"
 
+#include "base/printable.h"
 #include "core/device_display.h"
 #include "ui/controls/text_label.h"
 #include "ui/palette.h"
@@ -58,8 +59,10 @@ QString ActivityRow::text(const Activity& activity, Lang lang) {
         return pick(lang, u"已发送到 %1 台设备", u"Sent to %1 devices").arg(*activity.recipients);
     case Direction::received: {
         const QString device = activity.device.value_or(QString());
-        return pick(lang, u"收到来自 ", u"Received from ") +
-               (device.isEmpty() ? QStringLiteral("?") : device);
+        return (activity.unsealed
+                    ? pick(lang, u"收到未加密的内容，来自 ", u"Received unencrypted from ")
+                    : pick(lang, u"收到来自 ", u"Received from ")) +
+               (device.isEmpty() ? QStringLiteral("?") : isolated(device));
     }
     case Direction::failed:
         break;
@@ -78,7 +81,8 @@ void ActivityRow::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     paintSymbol(
         painter, symbol(m_activity), QRectF(0, (height() - kSymbol) / 2.0, kSymbol, kSymbol),
-        m_activity.direction == Direction::failed ? Palette::Role::warning() : Brand::accentText(),
+        m_activity.direction == Direction::failed || m_activity.unsealed ? Palette::Role::warning()
+                                                                         : Brand::accentText(),
         Palette::Role::surface());
 }
 

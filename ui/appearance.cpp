@@ -8,6 +8,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QPalette>
+#include <QStyleHints>
 
 namespace sorrelwind {
 
@@ -60,12 +61,21 @@ QPalette widgetPalette() {
 
 } // namespace
 
-Appearance::Appearance(std::optional<QDBusConnection> bus) {
+Appearance::Appearance(std::optional<QDBusConnection> bus, const QString& settings)
+    : m_settings(settings, qEnvironmentVariable("XDG_CURRENT_DESKTOP")) {
     QApplication::setStyle(QStringLiteral("Fusion"));
     QApplication::setPalette(QPalette());
     m_platformDark = Palette::isDark();
     QApplication::setFont(textFont(Palette::TextSize::footnote));
     render();
+    connect(&m_settings, &DesktopScheme::changed, this, &Appearance::render);
+#if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
+    connect(QGuiApplication::styleHints(), &QStyleHints::colorSchemeChanged, this,
+            [this](Qt::ColorScheme scheme) {
+                m_platformDark = scheme == Qt::ColorScheme::Dark;
+                render();
+            });
+#endif
     if (!bus)
         return;
     // The library finds the slot's parameter by its name, which it has not learnt at this time.
@@ -79,7 +89,7 @@ Appearance::Appearance(std::optional<QDBusConnection> bus) {
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
         const QDBusPendingReply<QDBusVariant> reply = *watcher;
         if (reply.isValid())
-            setDesktopScheme(reply.value().variant());
+            setPortalScheme(reply.value().variant());
         watcher->deleteLater();
     });
 }
@@ -96,22 +106,22 @@ Prefs::Applier Appearance::applier() {
 void Appearance::onSettingChanged(const QString& group, const QString& key,
                                   const QDBusVariant& value) {
     if (group == kGroup && key == kKey)
-        setDesktopScheme(value.variant());
+        setPortalScheme(value.variant());
 }
 
-void Appearance::setDesktopScheme(const QVariant& value) {
+void Appearance::setPortalScheme(const QVariant& value) {
     bool number = false;
     const uint scheme = unwrapped(value).toUInt(&number);
-    m_desktopDark.reset(); // no preference, or a value of another time
+    m_portalDark.reset(); // no preference, or a value of another time
     if (number && scheme == kPreferDark)
-        m_desktopDark = true;
+        m_portalDark = true;
     else if (number && scheme == kPreferLight)
-        m_desktopDark = false;
+        m_portalDark = false;
     render();
 }
 
 void Appearance::render() {
-    const bool systemDark = m_desktopDark.value_or(m_platformDark);
+    const bool systemDark = m_portalDark.value_or(m_settings.dark().value_or(m_platformDark));
     const bool dark =
         m_wanted == Prefs::Appearance::system ? systemDark : m_wanted == Prefs::Appearance::dark;
     if (m_shownDark == dark)

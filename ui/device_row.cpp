@@ -1,5 +1,7 @@
 #include "ui/device_row.h"
 
+#include "base/machine_words.h"
+#include "base/printable.h"
 #include "core/device_display.h"
 #include "ui/controls/brand_button.h"
 #include "ui/controls/icon_button.h"
@@ -7,6 +9,7 @@
 #include "ui/controls/symbol_badge.h"
 #include "ui/controls/text_label.h"
 #include "ui/palette.h"
+#include "ui/plain_tool_tip.h"
 
 #include <QEvent>
 #include <QGraphicsOpacityEffect>
@@ -85,7 +88,8 @@ QString DeviceRow::subtitle(const DeviceInfo& device, bool isSelf, const QDateTi
     const QString online = pick(lang, u"在线", u"Online");
     const QString offline = pick(lang, u"离线", u"Offline");
     if (isSelf)
-        return pick(lang, u"这台 Mac · ", u"This Mac · ") + (device.online ? online : offline);
+        return pick(lang, u"这台" COMPUTER_ZH, u"This " COMPUTER_EN).trimmed() +
+               QStringLiteral(" · ") + (device.online ? online : offline);
     if (device.online)
         return online;
     if (device.lastSeen <= 0)
@@ -98,15 +102,16 @@ void DeviceRow::setDevice(const DeviceInfo& device, bool isSelf, const QDateTime
     m_device = device;
     m_isSelf = isSelf;
     m_badge->setSymbol(symbolName(device));
-    m_badge->setToolTip(kindLabel(device, lang));
-    m_name->setText(device.name);
+    m_badge->setToolTip(plainToolTip(kindLabel(device, lang)));
+    const QString name = printable(device.name);
+    m_name->setText(name);
     m_subtitle->setText(subtitle(device, isSelf, now, lang));
-    m_remove->setHelp(pick(lang, u"移除“%1”", u"Remove “%1”").arg(device.name));
+    m_remove->setHelp(pick(lang, u"移除“%1”", u"Remove “%1”").arg(isolated(device.name)));
     m_ask->setText(pick(lang, u"移除这台设备", u"Remove this device"));
     m_note->setText(pick(lang, u"移除后需重新扫码才能加入", u"It must pair again to rejoin"));
     m_cancel->setText(pick(lang, u"取消", u"Cancel"));
     m_confirm->setText(pick(lang, u"移除", u"Remove"));
-    setAccessibleName(device.name);
+    setAccessibleName(name);
     setAccessibleDescription(kindLabel(device, lang) + QStringLiteral(" · ") + m_subtitle->text());
     showParts();
 }

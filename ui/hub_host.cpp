@@ -238,16 +238,18 @@ Task<Result<QString, Sentence>> HubHost::bringUp() {
 }
 
 Task<std::optional<Sentence>> HubHost::startService() {
-    const Sentence failed =
-        Sentence::of(u"无法把服务器设为系统服务：%1。", u"The hub can't be made a service: %1.");
     if (!writeWhole(hubUnitPath(), hubUnit(m_options.program, arguments(m_options))))
-        co_return failed.arg(hubUnitPath());
+        co_return Sentence::of(u"无法写入 %1，请检查权限和磁盘空间。",
+                               u"%1 can't be written — check its permissions and the disk.")
+            .arg(hubUnitPath());
     (void)co_await systemctl(kReload);
     const auto enabled = co_await systemctl(kEnable);
     if (enabled.exitCode == 0)
         co_return std::nullopt;
     QFile::remove(hubUnitPath());
-    co_return failed.arg(enabled.lastError);
+    qWarning("the hub cannot be made a service: %s", qPrintable(enabled.lastError));
+    co_return Sentence::of(u"无法把服务器设为系统服务，原因见系统日志。",
+                           u"The hub can't be made a service; the system's log says why.");
 }
 
 Task<std::optional<Sentence>> HubHost::bringDown() {
@@ -258,8 +260,9 @@ Task<std::optional<Sentence>> HubHost::bringDown() {
         const auto disabled = co_await systemctl(kDisable);
         if (disabled.exitCode != 0) {
             remember(Mode::service);
-            co_return Sentence::of(u"服务器无法停止：%1。", u"The hub can't be stopped: %1.")
-                .arg(disabled.lastError);
+            qWarning("the hub cannot be stopped: %s", qPrintable(disabled.lastError));
+            co_return Sentence::of(u"服务器无法停止，原因见系统日志。",
+                                   u"The hub can't be stopped; the system's log says why.");
         }
         QFile::remove(hubUnitPath());
         (void)co_await systemctl(kReload);

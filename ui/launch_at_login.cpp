@@ -1,5 +1,7 @@
 #include "ui/launch_at_login.h"
 
+#include "base/system_reason.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -7,6 +9,7 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace sorrelwind {
 
@@ -106,23 +109,23 @@ bool LaunchAtLogin::enabled() const {
 }
 
 Result<void, Sentence> LaunchAtLogin::setEnabled(bool enabled) const {
-    QString reason;
+    int error = 0;
     if (enabled) {
         QDir().mkpath(m_dir);
         QSaveFile file(filePath());
         if (file.open(QIODevice::WriteOnly) && file.write(desktopEntry(m_command)) >= 0 &&
             file.flush() && file.commit())
             return {};
-        reason = file.errorString();
+        error = errno;
     } else {
         QFile file(filePath());
         if (!file.exists() || file.remove())
             return {};
-        reason = file.errorString();
+        error = errno;
     }
     return failure(
         Sentence::of(u"无法更改登录时启动：%1。", u"Opening at login can't be changed: %1.")
-            .arg(reason));
+            .arg(systemReason(error)));
 }
 
 } // namespace sorrelwind

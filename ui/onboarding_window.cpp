@@ -45,7 +45,7 @@ void OnboardingWindowController::close() {
 
 bool OnboardingWindowController::prepare(FormPage& page) {
     m_flow = std::make_unique<MembershipFlow>(
-        MembershipFlow::Services{m_services.store, m_services.network, m_services.l10n});
+        MembershipFlow::Services{m_services.store, m_services.network});
     const auto ready = m_flow->prepare();
     if (!ready)
         fail(page, ready.error());
@@ -64,7 +64,7 @@ void OnboardingWindowController::create() {
         makeMembership(page, wish);
         return;
     }
-    page.showProgress(m_services.l10n.text(u"正在启动服务器…", u"Starting the hub…"));
+    page.showProgress(Sentence::of(u"正在启动服务器…", u"Starting the hub…"));
     m_startedHub = m_startedHub || !m_services.hubHost.hosts();
     m_services.hubHost.start([self = QPointer(this), flow = QPointer(m_flow.get()),
                               wish](const Result<QString, Sentence>& address) {
@@ -91,13 +91,14 @@ void OnboardingWindowController::join() {
 }
 
 void OnboardingWindowController::makeMembership(FormPage& page, const MembershipFlow::Wish& wish) {
-    m_flow->onProgress = [&page](const QString& text) { page.showProgress(text); };
+    m_flow->onProgress = [&page](const Sentence& sentence) { page.showProgress(sentence); };
     m_flow->onEnd = [this, &page](const MembershipFlow::Outcome& outcome) { ended(page, outcome); };
     m_flow->start(wish);
 }
 
 void OnboardingWindowController::ended(FormPage& page, const MembershipFlow::Outcome& outcome) {
     if (!outcome) {
+        qWarning("onboarding: %s", qUtf8Printable(outcome.error().en));
         fail(page, outcome.error());
         return;
     }

@@ -20,7 +20,7 @@ class OnboardingView;
 /// What the onboarding window needs beside the model; all of it outlives the window.
 struct OnboardingServices {
     const AccountStore& store;
-    QNetworkAccessManager& network;
+    const Network& network;
     L10n& l10n;
     HubHost& hubHost;
     LaunchAtLogin& launchAtLogin;

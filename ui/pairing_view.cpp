@@ -1,5 +1,7 @@
 #include "ui/pairing_view.h"
 
+#include "base/machine_words.h"
+#include "base/printable.h"
 #include "ui/code_groups.h"
 #include "ui/controls/brand_button.h"
 #include "ui/controls/text_label.h"
@@ -177,13 +179,15 @@ void PairingView::render() {
         done->setText(m_l10n.text(u"完成", u"Done"));
     m_another->setText(m_l10n.text(u"再添加一台", u"Add Another"));
     m_retry->setText(m_l10n.text(u"重试", u"Retry"));
-    m_joinedLine->setText(m_l10n.text(u"它现在会收到你在这台 Mac 上复制的内容。",
-                                      u"It will now receive what you copy on this Mac."));
+    m_joinedLine->setText(
+        m_l10n.text(u"它现在会收到你在这台" COMPUTER_ZH u"上复制的内容。",
+                    u"It will now receive what you copy on this " COMPUTER_EN u"."));
     renderCode();
 
     int page = 0;
     if (const auto* joined = std::get_if<PairingState::Joined>(&m_state.phase())) {
-        m_joinedTitle->setText(m_l10n.text(u"已添加「%1」", u"Added “%1”").arg(joined->name));
+        m_joinedTitle->setText(
+            m_l10n.text(u"已添加「%1」", u"Added “%1”").arg(isolated(joined->name)));
         page = 1;
     } else if (const auto* failed = std::get_if<PairingState::Failed>(&m_state.phase())) {
         m_error->setText(failed->error.message(m_l10n.lang()));

@@ -147,7 +147,8 @@ void StatusNotifierItem::setDimmed(bool dimmed) {
 }
 
 void StatusNotifierItem::setToolTip(const QString& text) {
-    if (std::exchange(m_toolTip, text) != text)
+    const QString shown = text.toHtmlEscaped(); // hosts take it for markup
+    if (std::exchange(m_toolTip, shown) != shown)
         Q_EMIT NewToolTip();
 }
 

@@ -11,7 +11,8 @@ namespace sorrelwind {
 
 namespace {
 
-constexpr int kGap = 5; // under the status item
+constexpr int kGap = 5;   // under the status item
+constexpr int kNear = 11; // half an icon: hosts tell at best where in it a click was
 constexpr int kShadow = Palette::Space::s6;
 constexpr std::chrono::milliseconds kFadeIn{120};
 constexpr std::chrono::milliseconds kFadeOut{100};
@@ -20,10 +21,12 @@ constexpr std::chrono::milliseconds kFadeOut{100};
 /// desktop places windows it is a dialog that goes with its focus.
 class KeyablePanel final : public FloatingCard {
 public:
-    explicit KeyablePanel(std::function<void()> dismiss)
+    using PressedOutside = std::function<void(QPoint place, Qt::MouseButton button)>;
+
+    KeyablePanel(std::function<void()> dismiss, PressedOutside pressedOutside)
         : FloatingCard(desktopPlacesWindows() ? Qt::Dialog : Qt::Popup, Palette::Radius::md,
                        kShadow),
-          m_dismiss(std::move(dismiss)) {}
+          m_dismiss(std::move(dismiss)), m_pressedOutside(std::move(pressedOutside)) {}
 
 protected:
     void keyPressEvent(QKeyEvent* event) override {
@@ -34,11 +37,12 @@ protected:
     }
     void mousePressEvent(QMouseEvent* event) override {
         if (!cardRect().contains(event->position().toPoint()))
-            m_dismiss();
+            m_pressedOutside(event->globalPosition().toPoint(), event->button());
     }
 
 private:
     std::function<void()> m_dismiss;
+    PressedOutside m_pressedOutside;
 };
 
 } // namespace
@@ -46,7 +50,9 @@ private:
 StatusPanelController::StatusPanelController(AppModel& model, const L10n& l10n,
                                              StatusActions actions)
     : m_view(new StatusView(model, l10n, std::move(actions))),
-      m_panel(std::make_unique<KeyablePanel>([this] { close(); })) {
+      m_panel(std::make_unique<KeyablePanel>(
+          [this] { close(); },
+          [this](QPoint place, Qt::MouseButton button) { pressedOutside(place, button); })) {
     m_panel->setContent(m_view);
     m_panel->setWindowTitle(QStringLiteral("Sorrelwind"));
     m_resize.setSingleShot(true);
@@ -92,6 +98,14 @@ void StatusPanelController::close() {
         return;
     m_shown = false;
     m_panel->fadeTo(0, kFadeOut, [this] { m_panel->hide(); });
+}
+
+void StatusPanelController::pressedOutside(QPoint place, Qt::MouseButton button) {
+    close();
+    const std::optional<QRect> icon = m_anchor ? m_anchor() : std::nullopt;
+    if (button != Qt::LeftButton && icon && onMenuRequested &&
+        icon->adjusted(-kNear, -kNear, kNear, kNear).contains(place))
+        onMenuRequested();
 }
 
 void StatusPanelController::contentChanged() {

@@ -28,8 +28,13 @@ public:
     /// Where the status item is, asked at each placement; none while that is unknown.
     void setAnchor(std::function<std::optional<QRect>()> anchor);
 
+    /// The shown panel has the pointer, so it is the one to hear that the status item's other
+    /// button was pressed. It has closed by then.
+    std::function<void()> onMenuRequested;
+
 private:
     void place();
+    void pressedOutside(QPoint place, Qt::MouseButton button);
 
     StatusView* m_view; // the panel's
     std::unique_ptr<FloatingCard> m_panel;

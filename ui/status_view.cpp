@@ -145,6 +145,9 @@ QWidget* StatusView::banner() {
         new SymbolView(16, TextRole::warning, QStringLiteral("exclamationmark.triangle.fill")), 0,
         Qt::AlignTop);
     row->addWidget(m_warning, 1);
+    m_cancelDerivation = new TextButton(QStringLiteral("xmark"));
+    connect(m_cancelDerivation, &QAbstractButton::clicked, &m_model, &AppModel::cancelDerivation);
+    row->addWidget(m_cancelDerivation, 0, Qt::AlignTop);
     return m_banner;
 }
 
@@ -215,9 +218,11 @@ void StatusView::render() {
     m_settings->setHelp(m_l10n.text(u"设置", u"Settings"));
     m_more->setHelp(m_l10n.text(u"更多", u"More"));
     const QString warning =
-        m_removeError.isEmpty() ? m_model.warning().value_or(QString()) : m_removeError;
+        m_removeError ? m_removeError->in(m_l10n.lang()) : m_model.warning().value_or(QString());
     m_warning->setText(warning);
     m_banner->setVisible(!warning.isEmpty());
+    m_cancelDerivation->setText(m_l10n.text(u"取消", u"Cancel"));
+    m_cancelDerivation->setVisible(!m_removeError && m_model.longDerivation());
     m_card->render(m_model, m_l10n.lang());
     renderActivity(*m_sent, m_model.lastSent());
     renderActivity(*m_received, m_model.lastReceived());
@@ -276,8 +281,7 @@ void StatusView::renderDevices() {
 }
 
 Task<> StatusView::remove(QString id) {
-    const std::optional<QString> error = co_await m_model.removeDevice(id);
-    m_removeError = error.value_or(QString());
+    m_removeError = co_await m_model.removeDevice(id);
     render();
 }
 
@@ -318,7 +322,7 @@ QSize StatusView::fit(int tallest) {
 }
 
 void StatusView::reset() {
-    m_removeError.clear();
+    m_removeError.reset();
     for (DeviceRow* row : std::as_const(m_rowOf))
         row->setConfirming(false);
     if (QWidget* focused = focusWidget())

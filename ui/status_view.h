@@ -69,13 +69,14 @@ private:
     AppModel& m_model;
     const L10n& m_l10n;
     StatusActions m_actions;
-    QString m_removeError;
+    std::optional<Sentence> m_removeError;
     QTimer m_minute;
 
     IconButton* m_settings = nullptr;
     IconButton* m_more = nullptr;
     QWidget* m_banner = nullptr;
     TextLabel* m_warning = nullptr;
+    TextButton* m_cancelDerivation = nullptr;
     SyncCard* m_card = nullptr;
     ActivityRow* m_sent = nullptr;
     ActivityRow* m_received = nullptr;

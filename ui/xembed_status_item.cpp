@@ -1,6 +1,7 @@
 #include "ui/xembed_status_item.h"
 
 #include "ui/menu_bar_icon.h"
+#include "ui/plain_tool_tip.h"
 
 #include <QApplication>
 #include <QIconEngine>
@@ -68,6 +69,10 @@ bool XembedStatusItem::eventFilter(QObject* watched, QEvent* event) {
 void XembedStatusItem::setDimmed(bool dimmed) {
     if (std::exchange(m_dimmed, dimmed) != dimmed)
         draw();
+}
+
+void XembedStatusItem::setToolTip(const QString& text) {
+    m_icon.setToolTip(plainToolTip(text));
 }
 
 std::optional<QRect> XembedStatusItem::anchor() const {

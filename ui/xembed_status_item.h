@@ -17,7 +17,7 @@ public:
     XembedStatusItem();
 
     void setDimmed(bool dimmed) override;
-    void setToolTip(const QString& text) override { m_icon.setToolTip(text); }
+    void setToolTip(const QString& text) override;
     [[nodiscard]] std::optional<QRect> anchor() const override;
     [[nodiscard]] bool hosted() const override;
 

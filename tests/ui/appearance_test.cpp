@@ -6,7 +6,9 @@
 
 #include <QApplication>
 #include <QDBusMessage>
+#include <QDir>
 #include <QPalette>
+#include <QSaveFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -67,6 +69,8 @@ protected:
         return QDBusConnection::connectToBus(m_bus.address(), name);
     }
 
+    QTemporaryDir folder; // of settings
+
 private:
     MessageBus m_bus;
     QStringList m_names;
@@ -79,7 +83,7 @@ bool becomes(bool dark) {
 TEST_F(AppearanceTest, FollowsTheDesktopWhileItIsToDoSo) {
     Portal portal(connected(QStringLiteral("portal")));
     portal.scheme = 1U;
-    Appearance appearance(connected(QStringLiteral("agent")));
+    Appearance appearance(connected(QStringLiteral("agent")), folder.path());
     EXPECT_TRUE(becomes(true));
 
     portal.tell(kGroup, kKey, 2U);
@@ -105,17 +109,61 @@ TEST_F(AppearanceTest, FollowsTheDesktopWhileItIsToDoSo) {
 }
 
 TEST_F(AppearanceTest, WithoutAPortalThePlatformDecides) {
-    Appearance appearance(connected(QStringLiteral("agent")));
+    Appearance appearance(connected(QStringLiteral("agent")), folder.path());
     runFor(std::chrono::milliseconds(200));
     EXPECT_FALSE(Palette::isDark());
     appearance.apply(Prefs::Appearance::dark);
     EXPECT_TRUE(Palette::isDark());
 }
 
+TEST(AppearanceWithoutBusTest, FollowsTheSettingsOfTheDesktop) {
+    constexpr bool kDark = true;
+    constexpr bool kLight = false;
+    struct Change {
+        const char* file;
+        const char* content;
+        bool dark;
+    };
+    const std::pair<const char*, QList<Change>> kSessions[] = {
+        {"KDE",
+         {{"kdeglobals", "[General]\nColorScheme=BreezeDark\n", kDark},
+          {"gtk-3.0/settings.ini", "[Settings]\ngtk-theme-name=Adwaita\n", kDark}, // not of KDE's
+          {"kdeglobals", "[Colors:Window]\nBackgroundNormal=239,240,241\n", kLight},
+          {"kdeglobals", "[Colors:Window]\nBackgroundNormal=#202326\n", kDark},
+          {"kdeglobals", "[Colors:Window]\nBackgroundNormal=rubbish\n", kLight}}},
+        {"X-Other:XFCE",
+         {{"gtk-3.0/settings.ini", "[Settings]\ngtk-theme-name=Mint-Y-Dark-Aqua\n", kDark},
+          {"gtk-3.0/settings.ini", "[Settings]\ngtk-theme-name=Arc-Darker\n", kLight},
+          {"gtk-3.0/settings.ini", "[Settings]\ngtk-application-prefer-dark-theme=1\n", kDark},
+          {"kdeglobals", "[Colors:Window]\nBackgroundNormal=239,240,241\n", kDark},
+          {"gtk-4.0/settings.ini", "[Settings]\ngtk-application-prefer-dark-theme=false\n", kLight},
+          {"gtk-4.0/settings.ini", "[Settings]\ngtk-theme-name=Adwaita-dark\n", kDark},
+          {"gtk-4.0/settings.ini", "", kDark}, // as GTK 3 has it
+          {"gtk-3.0/settings.ini", "", kLight}}},
+    };
+    for (const auto& [session, changes] : kSessions) {
+        const QTemporaryDir dir;
+        qputenv("XDG_CURRENT_DESKTOP", session);
+        Appearance appearance(std::nullopt, dir.path());
+        EXPECT_FALSE(Palette::isDark());
+        for (const Change& change : changes) {
+            QDir(dir.path()).mkpath(QFileInfo(QLatin1StringView(change.file)).path());
+            QSaveFile file(dir.filePath(QLatin1StringView(change.file)));
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+            file.write(change.content);
+            ASSERT_TRUE(file.commit());
+            EXPECT_TRUE(waitFor([&] { return Palette::isDark() == change.dark; }))
+                << session << ": " << change.content;
+        }
+        appearance.apply(Prefs::Appearance::light);
+    }
+    qunsetenv("XDG_CURRENT_DESKTOP");
+}
+
 TEST(AppearanceWithoutBusTest, ThePreferenceReachesEveryColour) {
     const QTemporaryDir dir;
     Defaults defaults(dir.path());
-    Appearance appearance(std::nullopt);
+    Appearance appearance(std::nullopt, dir.path());
     Prefs prefs(defaults, appearance.applier());
     for (const auto wanted : {Prefs::Appearance::dark, Prefs::Appearance::light,
                               Prefs::Appearance::dark, Prefs::Appearance::system}) {

@@ -14,6 +14,7 @@
 #include "ui/palette.h"
 
 #include <QAccessible>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
 
@@ -166,9 +167,16 @@ TEST(ControlsTest, ALongTextWrapsOrGivesWay) {
     EXPECT_LT(label.minimumSizeHint().width(), 100);
     label.show();
     label.resize(100, oneLine);
-    EXPECT_EQ(label.toolTip(), label.text());
+    const auto toolTip = [&label] {
+        QHelpEvent hover(QEvent::ToolTip, QPoint(1, 1), label.mapToGlobal(QPoint(1, 1)));
+        QCoreApplication::sendEvent(&label, &hover);
+        return label.toolTip();
+    };
+    EXPECT_EQ(toolTip(), label.text());
+    label.setText(QString(u'z').repeated(80)); // as narrow as before
+    EXPECT_EQ(toolTip(), label.text());
     label.resize(label.sizeHint());
-    EXPECT_EQ(label.toolTip(), QString());
+    EXPECT_EQ(toolTip(), QString());
     // What is typed elsewhere, such as a device's name, is never taken for markup.
     label.setText(QStringLiteral("<b>x</b>"));
     EXPECT_EQ(label.textFormat(), Qt::PlainText);

@@ -48,7 +48,7 @@ bool ModelOverHub::start(const QList<DeviceInfo>& devices, bool withKey) {
                     QStringLiteral("me"),
                     QStringLiteral("Studio"),
                     QStringLiteral("g.t"),
-                    {},
+                    QStringLiteral("words"),
                     {},
                     {}};
     if (withKey)

@@ -4,10 +4,10 @@
 #include "base/defaults.h"
 #include "base/prefs.h"
 #include "core/app_model.h"
+#include "hub/network.h"
 #include "tests/support/fake_pasteboard.h"
 #include "tests/support/scripted_hub.h"
 
-#include <QNetworkAccessManager>
 #include <QTemporaryDir>
 
 namespace sorrelwind::test {
@@ -34,7 +34,7 @@ public:
     L10n l10n;
     Prefs prefs;
     FakePasteboard pasteboard;
-    QNetworkAccessManager network;
+    Network network;
     ScriptedHub hub;
     QString server = hub.base(); // what the account says
     std::unique_ptr<AppModel> model;

@@ -181,6 +181,7 @@ TEST_F(PairingWindowTest, EachPresentationAsksForAFreshCode) {
     // A device that is there by the second request is no news for it.
     over.hub.on("POST /pair", {Answer{.raw = QByteArray("HTTP/1.1 200 OK\r\n")}});
     window->state().generate();
+    ASSERT_TRUE(waitFor([&] { return over.hub.count("POST /pair") == 2; }));
     ASSERT_TRUE(
         over.setDevices(ModelOverHub::devices({QStringLiteral("Old"), QStringLiteral("Between")})));
     answerWith(600'000);
@@ -205,7 +206,7 @@ TEST_F(PairingWindowTest, TheNewestNewDeviceIsNamed) {
         {QStringLiteral("Old"), QStringLiteral("One"), QStringLiteral("<b>Two</b>")})));
     EXPECT_EQ(window->state().phase(),
               PairingState::Phase(PairingState::Joined{QStringLiteral("<b>Two</b>")}));
-    EXPECT_TRUE(says("Added “<b>Two</b>”"));
+    EXPECT_TRUE(says("Added “\u2068<b>Two</b>\u2069”"));
     window->state().tick(window->state().expiresAt());
     EXPECT_TRUE(reaches<PairingState::Joined>()) << "nothing expires any more";
     press("Add Another");

@@ -12,6 +12,7 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QScreen>
+#include <QThreadPool>
 
 #include <gtest/gtest.h>
 
@@ -27,8 +28,8 @@ class StatusPanelTest : public testing::Test {
 protected:
     StatusPanelTest() { defaults.set(QStringLiteral("language"), QStringLiteral("en")); }
 
-    void open(const QStringList& others) {
-        ASSERT_TRUE(over.start(ModelOverHub::devices(others)));
+    void open(const QStringList& others, bool withKey = true) {
+        ASSERT_TRUE(over.start(ModelOverHub::devices(others), withKey));
         panel = std::make_unique<StatusPanelController>(
             *over.model, over.l10n,
             StatusActions{[this] { ++added; }, [this] { ++settings; }, [this] { ++quits; },
@@ -62,13 +63,19 @@ protected:
         return false;
     }
 
-    void press(const char* name) const {
+    [[nodiscard]] QAbstractButton* button(const char* name) const {
         for (auto* button : view->findChildren<QAbstractButton*>()) {
             if (button->isVisibleTo(view) && (button->accessibleName() == QString::fromUtf8(name) ||
                                               button->text() == QString::fromUtf8(name)))
-                return button->click();
+                return button;
         }
-        ADD_FAILURE() << "no button " << name;
+        return nullptr;
+    }
+
+    void press(const char* name) const {
+        auto* found = button(name);
+        ASSERT_NE(found, nullptr) << name;
+        found->click();
     }
 
     QTemporaryDir preferences;
@@ -108,8 +115,12 @@ TEST(ActivityRow, SaysWhatBecameOfACopy) {
          "exclamationmark.circle.fill",
          "Last copy wasn't sent",
          "上次复制未能发送"},
-        {received(QStringLiteral("Pad %1")), "arrow.down.circle.fill", "Received from Pad %1",
-         "收到来自 Pad %1"},
+        {received(QStringLiteral("Pad %1")), "arrow.down.circle.fill",
+         "Received from \u2068Pad %1\u2069", "收到来自 \u2068Pad %1\u2069"},
+        {{Direction::received, kNow, QStringLiteral("Pad"), {}, true},
+         "arrow.down.circle.fill",
+         "Received unencrypted from \u2068Pad\u2069",
+         "收到未加密的内容，来自 \u2068Pad\u2069"},
         {received(QString()), "arrow.down.circle.fill", "Received from ?", "收到来自 ?"},
         {received({}), "arrow.down.circle.fill", "Received from ?", "收到来自 ?"},
     };
@@ -130,8 +141,8 @@ TEST(DeviceRow, SaysWhetherADeviceIsThere) {
     };
     const qint64 now = kNow.toMSecsSinceEpoch();
     for (const Case& c :
-         {Case{true, true, now, "This Mac · Online", "这台 Mac · 在线"},
-          Case{true, false, now, "This Mac · Offline", "这台 Mac · 离线"},
+         {Case{true, true, now, "This computer · Online", "这台电脑 · 在线"},
+          Case{true, false, now, "This computer · Offline", "这台电脑 · 离线"},
           Case{false, true, 1, "Online", "在线"}, Case{false, false, 0, "Offline", "离线"},
           Case{false, false, now - 10'000, "seen just now", "刚刚在线"},
           Case{false, false, now - 3 * 3'600'000, "seen 3 hr. ago", "3小时前在线"}}) {
@@ -161,6 +172,26 @@ TEST_F(StatusPanelTest, HangsUnderTheIconAndClosesOnEscape) {
     panel->show();
     EXPECT_TRUE(waitFor([] { return window() && window()->windowOpacity() == 1; }));
     EXPECT_TRUE(panel->isVisible());
+}
+
+TEST_F(StatusPanelTest, TheOtherButtonOnTheIconIsPassedOn) {
+    int menus = 0;
+    const auto pressAt = [&](QPoint place, Qt::MouseButton button) {
+        open({});
+        panel->onMenuRequested = [&] { menus += panel->isVisible() ? 100 : 1; };
+        QMouseEvent event(QEvent::MouseButtonPress, window()->mapFromGlobal(place), place, button,
+                          button, Qt::NoModifier);
+        QApplication::sendEvent(window(), &event);
+        EXPECT_FALSE(panel->isVisible());
+        panel.reset();
+        return std::exchange(menus, 0);
+    };
+    EXPECT_EQ(pressAt(anchor->center(), Qt::RightButton), 1);
+    EXPECT_EQ(pressAt(anchor->center(), Qt::MiddleButton), 1);
+    EXPECT_EQ(pressAt(anchor->center(), Qt::LeftButton), 0);
+    EXPECT_EQ(pressAt(QPoint(10, 400), Qt::RightButton), 0);
+    anchor.reset();
+    EXPECT_EQ(pressAt(QPoint(10, 400), Qt::RightButton), 0);
 }
 
 TEST_F(StatusPanelTest, FollowsTheModelAndTheLanguage) {
@@ -219,25 +250,44 @@ TEST_F(StatusPanelTest, ADeviceIsRemovedAfterAQuestion) {
     over.hub.on("DELETE /devices/d1",
                 {Answer{.status = 400, .body = R"({"error":"not now"})"}, Answer{}});
     open({QStringLiteral("Pad"), QStringLiteral("Phone")});
-    press("Remove “Pad”");
+    press("Remove “\u2068Pad\u2069”");
     EXPECT_TRUE(says("Remove this device") && says("It must pair again to rejoin"));
     expectNames(*window());
     press("Cancel");
     EXPECT_FALSE(says("Remove this device"));
     EXPECT_EQ(over.hub.count("DELETE /devices/d1"), 0);
 
-    press("Remove “Pad”");
+    press("Remove “\u2068Pad\u2069”");
     // The question stays while the list is renewed around it.
     ASSERT_TRUE(over.setDevices(ModelOverHub::devices({QStringLiteral("Pad")})));
     EXPECT_TRUE(says("Remove this device"));
     press("Remove");
     EXPECT_TRUE(waitFor([&] { return says("Couldn't remove: not now"); }));
-    press("Remove “Pad”");
+    over.l10n.toggle();
+    over.model->languageChanged();
+    EXPECT_TRUE(says("移除失败：not now"));
+    over.l10n.toggle();
+    over.model->languageChanged();
+    press("Remove “\u2068Pad\u2069”");
     press("Remove");
     EXPECT_TRUE(waitFor([&] { return !says("Couldn't remove: not now"); }));
     EXPECT_EQ(over.hub.count("DELETE /devices/d1"), 2);
     for (const auto* row : view->findChildren<DeviceRow*>())
         EXPECT_NE(row->accessibleName(), QStringLiteral("Phone"));
+}
+
+TEST_F(StatusPanelTest, ALongDerivationIsCancelled) {
+    over.hub.on(
+        "GET /crypto",
+        {Answer{.body = R"({"crypto":{"v":1,"kdf":"k","iters":2147483647,"salt":"AAAA"}})"}});
+    open({QStringLiteral("Pad")}, false);
+    ASSERT_TRUE(waitFor([&] { return button("Cancel") != nullptr; }));
+    EXPECT_TRUE(over.model->warning()->contains(u"2147483647 rounds"_qs));
+    expectNames(*window());
+    press("Cancel");
+    EXPECT_TRUE(says("Couldn't derive the encryption key"));
+    EXPECT_EQ(button("Cancel"), nullptr);
+    EXPECT_TRUE(waitFor([] { return QThreadPool::globalInstance()->activeThreadCount() == 0; }));
 }
 
 TEST_F(StatusPanelTest, AnyNumberOfDevicesFitsTheScreen) {

@@ -50,7 +50,7 @@ TEST_F(Settings, ClipboardThatCannotBeReachedIsSaidWithTheReason) {
     EXPECT_EQ(model->warning(), std::nullopt);
     pasteboard.setAvailable(false);
     EXPECT_TRUE(says(u"Not available"_qs));
-    EXPECT_TRUE(says(pasteboard.unavailableReason()));
+    EXPECT_TRUE(says(pasteboard.unavailableReason().en));
     EXPECT_TRUE(model->warning().value_or(QString()).contains(u"clipboard"_qs));
     pasteboard.setAvailable(true);
     EXPECT_FALSE(says(u"Not available"_qs));
@@ -98,8 +98,9 @@ TEST_F(Settings, KeyWithoutPassphraseIsExplained) {
     Account joined = account();
     joined.passphrase.reset();
     open(joined);
-    EXPECT_TRUE(says(u"This Mac joined with a pairing link, so only the key is stored — not the "
-                     u"passphrase."_qs));
+    EXPECT_TRUE(
+        says(u"This computer joined with a pairing link, so only the key is stored — not the "
+             u"passphrase."_qs));
     EXPECT_EQ(seen<QLabel>("passphrase"), nullptr);
     EXPECT_EQ(button(u"Copy the passphrase"_qs), nullptr);
 }

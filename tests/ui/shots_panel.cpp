@@ -1,3 +1,5 @@
+#include "base/machine_words.h"
+#include "crypto/clipboard_crypto.h"
 #include "tests/ui/model_over_hub.h"
 #include "tests/ui/screenshots.h"
 #include "ui/device_row.h"
@@ -28,6 +30,12 @@ void need(bool done) {
 
 QStringList some() {
     return {QStringLiteral("Pixel Tablet"), QStringLiteral("iPhone")};
+}
+
+/// A text under the group's key.
+QString sealed() {
+    const auto key = SymmetricKey::fromBase64(QString::fromLatin1(QByteArray(32, 'k').toBase64()));
+    return *Crypto::encryptText(QStringLiteral("text"), *key);
 }
 
 /// The panel's card as an ordinary window, with the model that it shows.
@@ -103,7 +111,7 @@ void addBubble(const char* name, BubbleKind kind, const char16_t* zh, const char
 const bool kAdded = [] {
     addPanel("panel", some(), [](ModelOverHub& over) {
         need(over.copy(2));
-        need(over.receive(QStringLiteral("text"), QStringLiteral("Pixel Tablet")));
+        need(over.receive(sealed(), QStringLiteral("Pixel Tablet")));
     });
     addPanel("panel-alone", {}, [](ModelOverHub& over) { need(over.copy(0)); });
     addPanel("panel-paused", some(), [](ModelOverHub& over) { over.model->setPaused(true); });
@@ -115,6 +123,12 @@ const bool kAdded = [] {
                  need(over.receive(QStringLiteral("text"), QString(50, u'W')));
                  need(over.receive(QStringLiteral("sw1.AAAA.BBBB"), QStringLiteral("Pad")));
              });
+    addPanel("panel-deriving", some(), [](ModelOverHub& over) {
+        over.hub.on("GET /crypto", {Answer{.body = R"({"crypto":{"v":1,"kdf":"k",)"
+                                                   R"("iters":2147483647,"salt":"AAAA"}})"}});
+        need(over.start(over.model->devices(), false));
+        need(waitFor([&] { return over.model->longDerivation().has_value(); }));
+    });
     addPanel("panel-offline", some(), [](ModelOverHub& over) {
         over.hub.die();
         need(waitFor([&] { return over.model->connection() != SyncState::connected; }));
@@ -134,8 +148,8 @@ const bool kAdded = [] {
               u"Synced to your other devices");
     addBubble("bubble-failure", BubbleKind::failure, u"未能同步，稍后会自动重试连接",
               u"Couldn't sync — will reconnect automatically");
-    addBubble("bubble-info", BubbleKind::info, u"还没有其他设备 · 点菜单栏图标添加",
-              u"No other devices yet — add one from the menu bar");
+    addBubble("bubble-info", BubbleKind::info, u"还没有其他设备 · 点" TRAY_ZH u"图标添加",
+              u"No other devices yet — add one from the " TRAY_EN);
 
     addShot(QStringLiteral("pairing-loading"),
             [] { return std::make_unique<PairingShot>([](ModelOverHub&) {}); });

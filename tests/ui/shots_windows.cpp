@@ -2,6 +2,8 @@
 #include "base/l10n.h"
 #include "base/prefs.h"
 #include "core/app_model.h"
+#include "crypto/group_setup.h"
+#include "hub/network.h"
 #include "tests/support/fake_pasteboard.h"
 #include "tests/support/scripted_hub.h"
 #include "tests/ui/played_systemd.h"
@@ -16,7 +18,6 @@
 
 #include <QAbstractButton>
 #include <QLineEdit>
-#include <QNetworkAccessManager>
 #include <QTemporaryDir>
 
 // The pages of the onboarding window and the states of the settings window.
@@ -65,7 +66,7 @@ struct Stage {
     Prefs prefs{defaults};
     AccountStore store{dir.path()};
     FakePasteboard pasteboard;
-    QNetworkAccessManager network;
+    Network network;
     ScriptedHub hub;
     PlayedSystemd systemd{dir.path()};
     std::unique_ptr<HubHost> host = std::make_unique<HubHost>(
@@ -144,10 +145,9 @@ const QString kKey = u"&k=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8"_qs;
              choice->onChosen(1);
          }},
         {u"create-busy", false,
-         [](Stage& s, OnboardingView& v) {
+         [](Stage&, OnboardingView& v) {
              v.showCreate();
-             v.createPage().showProgress(
-                 s.l10n.text(u"正在生成加密密钥…", u"Generating the encryption key…"));
+             v.createPage().showProgress(longDerivation(2'147'483'647));
          }},
         {u"create-error", true,
          [](Stage&, OnboardingView& v) {

@@ -1,6 +1,7 @@
 #include "ui/controls/icon_button.h"
 
 #include "ui/palette.h"
+#include "ui/plain_tool_tip.h"
 #include "ui/symbol.h"
 
 #include <QPainter>
@@ -30,7 +31,7 @@ void IconButton::setSymbol(const QString& systemName) {
 }
 
 void IconButton::setHelp(const QString& help) {
-    setToolTip(help);
+    setToolTip(plainToolTip(help));
     setAccessibleName(help);
 }
 

@@ -1,5 +1,6 @@
 #include "ui/controls/text_label.h"
 
+#include "ui/plain_tool_tip.h"
 #include "ui/text_font.h"
 
 #include <QEvent>
@@ -51,10 +52,11 @@ QSize TextLabel::minimumSizeHint() const {
             QLabel::minimumSizeHint().height()};
 }
 
-void TextLabel::resizeEvent(QResizeEvent* event) {
-    QLabel::resizeEvent(event);
-    if (m_elided)
-        setToolTip(fontMetrics().horizontalAdvance(text()) > width() ? text() : QString());
+bool TextLabel::event(QEvent* event) {
+    if (event->type() == QEvent::ToolTip && m_elided)
+        setToolTip(fontMetrics().horizontalAdvance(text()) > width() ? plainToolTip(text())
+                                                                     : QString());
+    return QLabel::event(event);
 }
 
 void TextLabel::changeEvent(QEvent* event) {

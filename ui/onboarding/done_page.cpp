@@ -1,5 +1,6 @@
 #include "ui/onboarding/done_page.h"
 
+#include "base/machine_words.h"
 #include "core/app_model.h"
 #include "ui/controls/brand_button.h"
 #include "ui/controls/brand_switch.h"
@@ -82,7 +83,8 @@ void DonePage::render() {
     m_text->setText(
         whatFor +
         (m_showsIcon()
-             ? m_l10n.text(u"Sorrelwind 就在菜单栏里。", u"Sorrelwind lives in the menu bar.")
+             ? m_l10n.text(u"Sorrelwind 就在" TRAY_ZH u"里。",
+                           u"Sorrelwind lives in the " TRAY_EN u".")
              : m_l10n.text(u"这个桌面不显示状态图标：再次启动 Sorrelwind 即可打开它。",
                            u"Your desktop shows no icon: start Sorrelwind again to open it.")));
     const bool unencrypted =

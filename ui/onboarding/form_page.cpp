@@ -90,8 +90,8 @@ void FormPage::updateSubmit() {
 }
 
 void FormPage::render() {
-    if (m_error)
-        m_status->setText(m_error->in(m_l10n.lang()));
+    if (m_said)
+        m_status->setText(m_said->in(m_l10n.lang()));
     m_back->setText(m_busy ? text(u"取消", u"Cancel") : text(u"返回", u"Back"));
 }
 
@@ -104,19 +104,19 @@ void FormPage::setBusy(bool busy) {
     m_back->setText(m_busy ? text(u"取消", u"Cancel") : text(u"返回", u"Back"));
 }
 
-void FormPage::showProgress(const QString& progress) {
+void FormPage::showProgress(const Sentence& sentence) {
     setBusy(true);
-    m_error.reset();
+    m_said = sentence;
     m_mark->setSymbol(QStringLiteral("arrow.triangle.2.circlepath"), TextRole::accent);
     m_mark->show();
     m_status->setRole(TextRole::accent);
-    m_status->setText(progress);
+    m_status->setText(sentence.in(m_l10n.lang()));
     m_submit->setEnabled(false);
 }
 
 void FormPage::showError(const Sentence& sentence) {
     setBusy(false);
-    m_error = sentence;
+    m_said = sentence;
     m_mark->setSymbol(QStringLiteral("exclamationmark.circle.fill"), TextRole::danger);
     m_mark->show();
     m_status->setRole(TextRole::danger);
@@ -131,7 +131,7 @@ void FormPage::showError(const Sentence& sentence) {
 void FormPage::showNothing() {
     m_busy = false;
     m_fields->setEnabled(true);
-    m_error.reset();
+    m_said.reset();
     m_mark->setTurning(false);
     m_mark->hide();
     m_status->clear();

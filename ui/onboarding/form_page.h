@@ -26,7 +26,7 @@ public:
     void render() override;
 
     [[nodiscard]] bool busy() const { return m_busy; }
-    void showProgress(const QString& text);
+    void showProgress(const Sentence& sentence);
     void showError(const Sentence& sentence);
     /// Neither at work nor in error.
     void showNothing();
@@ -69,8 +69,8 @@ private:
     BrandButton* m_back;
     BrandButton* m_submit;
     bool m_busy = false;
-    QPointer<QWidget> m_resumeAt;    // had the focus when the work began
-    std::optional<Sentence> m_error; // that stands there
+    QPointer<QWidget> m_resumeAt;   // had the focus when the work began
+    std::optional<Sentence> m_said; // what stands there
 };
 
 } // namespace sorrelwind

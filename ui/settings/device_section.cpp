@@ -1,5 +1,6 @@
 #include "ui/settings/device_section.h"
 
+#include "base/machine_words.h"
 #include "clipboard/pasteboard.h"
 #include "core/app_model.h"
 #include "core/membership_flow.h"
@@ -135,13 +136,13 @@ void DeviceSection::renderPassphrase() {
                                  : l10n.text(u"显示口令", u"Show the passphrase"));
     m_copy->setHelp(l10n.text(u"复制口令", u"Copy the passphrase"));
     QString note;
-    if (account && !has) {
-        note = account->key
-                   ? l10n.text(u"这台 Mac 是通过配对链接加入的，因此只保存了密钥，没有保存口令。",
-                               u"This Mac joined with a pairing link, so only the key is stored — "
-                               u"not the passphrase.")
-                   : l10n.text(u"这个设备组没有加密密钥。", u"This group has no encryption key.");
-    }
+    if (account && !has && account->key)
+        note = l10n.text(
+            u"这台" COMPUTER_ZH u"是通过配对链接加入的，因此只保存了密钥，没有保存口令。",
+            u"This " COMPUTER_EN u" joined with a pairing link, so only the key is stored — not "
+            u"the passphrase.");
+    else if (account && !has)
+        note = l10n.text(u"这个设备组没有加密密钥。", u"This group has no encryption key.");
     m_passphraseRow->setNote(note);
 }
 
@@ -159,7 +160,7 @@ void DeviceSection::renderClipboard() {
             : l10n.text(u"复制的内容不会同步；仍可接收，也可用命令行收发。原因：%1",
                         u"Copies aren't synced. Receiving and the command line still work. "
                         u"Reason: %1")
-                  .arg(pasteboard.unavailableReason()),
+                  .arg(pasteboard.unavailableReason().in(l10n.lang())),
         TextRole::warning);
 }
 

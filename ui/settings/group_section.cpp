@@ -1,5 +1,6 @@
 #include "ui/settings/group_section.h"
 
+#include "base/printable.h"
 #include "core/app_model.h"
 #include "ui/controls/brand_button.h"
 #include "ui/controls/card.h"
@@ -119,7 +120,8 @@ void GroupSection::renderHub() {
     const bool groupHere = m_model.account() && hubHost.isHere(server);
     const bool asking = m_question == Question::stopHub;
     m_hubRow->setLabel(l10n.text(u"服务器", u"Hub"));
-    m_hub->setText(server.startsWith(QLatin1StringView("https://")) ? server.mid(8) : server);
+    m_hub->setText(
+        printable(server.startsWith(QLatin1StringView("https://")) ? server.mid(8) : server));
     m_hostCancel->setVisible(asking);
     m_hostCancel->setText(l10n.text(u"取消", u"Cancel"));
     m_host->setVisible(hubHost.hosts() || groupHere);
