@@ -11,6 +11,7 @@ export class HubError extends Error {
 
 const kTimeout = 20_000;
 const kPublishTimeout = 15_000; // and more for what is large
+const kMaxAnswer = 1024 * 1024; // characters; every answer of ours is far shorter
 
 /** The hub's REST interface at this page's own origin. Success is exactly status 200. */
 export class HubApi {
@@ -24,10 +25,10 @@ export class HubApi {
     return (await this.send("GET", "/crypto", null, readCrypto)).record;
   }
   async rename(deviceId: string, name: string): Promise<void> {
-    await this.send("PATCH", `/devices/${deviceId}`, { name }, (body) => isObject(body) || null);
+    await this.send("PATCH", devicePath(deviceId), { name }, (body) => isObject(body) || null);
   }
   async remove(deviceId: string): Promise<void> {
-    await this.send("DELETE", `/devices/${deviceId}`, null, (body) => isObject(body) || null);
+    await this.send("DELETE", devicePath(deviceId), null, (body) => isObject(body) || null);
   }
   /** The number of recipients, null if the hub does not say. */
   async publish(item: OutgoingItem): Promise<number | null> {
@@ -61,7 +62,7 @@ export class HubApi {
         signal: abort.signal,
       });
       status = reply.status;
-      answer = await reply.text();
+      answer = await beginning(reply);
     } catch {
       throw new HubError("network");
     } finally {
@@ -71,5 +72,24 @@ export class HubApi {
     const value = read(answer);
     if (value === null) throw new HubError("decode");
     return value;
+  }
+}
+
+function devicePath(id: string): string {
+  return `/devices/${encodeURIComponent(id)}`;
+}
+
+/** The answer as a text; of one that is too long, or never ends, only so much that it cannot be read. */
+async function beginning(reply: Response): Promise<string> {
+  const reader = reply.body?.getReader();
+  const decoder = new TextDecoder();
+  let text = "";
+  for (;;) {
+    const piece = await reader?.read();
+    if (!piece || piece.done) return text + decoder.decode();
+    text += decoder.decode(piece.value, { stream: true });
+    if (text.length <= kMaxAnswer) continue;
+    await reader?.cancel();
+    return "";
   }
 }

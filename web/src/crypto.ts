@@ -7,8 +7,13 @@ import { decodeBase64, encodeBase64 } from "./base64";
  */
 export interface CryptoImplementation {
   importKey(bytes: Uint8Array<ArrayBuffer>): Promise<StoredKey>;
-  /** PBKDF2-HMAC-SHA-256 (RFC 8018) to a key of 32 bytes. */
-  derive(passphrase: Uint8Array<ArrayBuffer>, salt: Uint8Array<ArrayBuffer>, iterations: number): Promise<StoredKey>;
+  /** PBKDF2-HMAC-SHA-256 (RFC 8018) to a key of 32 bytes. What would take long ends when `signal` asks for it. */
+  derive(
+    passphrase: Uint8Array<ArrayBuffer>,
+    salt: Uint8Array<ArrayBuffer>,
+    iterations: number,
+    signal: AbortSignal,
+  ): Promise<StoredKey>;
   /** AES-256-GCM; the ciphertext and its tag of 16 bytes. */
   seal(key: StoredKey, nonce: Uint8Array<ArrayBuffer>, text: Uint8Array<ArrayBuffer>): Promise<Uint8Array<ArrayBuffer>>;
   /** Throws when the tag is not right. */
@@ -18,8 +23,11 @@ export interface CryptoImplementation {
 /** A key as it can be put into the browser's database. */
 export type StoredKey = CryptoKey | Uint8Array<ArrayBuffer>;
 
-/** badFormat: not of the form that it must have. cipher: another key, or altered. decryptFailed: no UTF-8. */
-export type CryptoFailure = "badFormat" | "cipher" | "decryptFailed";
+/**
+ * badFormat: not of the form that it must have. cipher: another key, or altered. decryptFailed: no UTF-8.
+ * cancelled: was asked to end.
+ */
+export type CryptoFailure = "badFormat" | "cipher" | "decryptFailed" | "cancelled";
 
 export class CryptoError extends Error {
   constructor(readonly kind: CryptoFailure) {
@@ -48,10 +56,15 @@ export async function deriveKey(
   passphrase: string,
   salt: string,
   iterations: number,
+  signal: AbortSignal,
 ): Promise<StoredKey> {
   const bytes = decodeBase64(salt);
   if (!bytes?.length || iterations < 1 || iterations > kMaxIterations) throw new CryptoError("badFormat");
-  return implementation.derive(new TextEncoder().encode(passphrase), bytes, iterations);
+  if (signal.aborted) throw new CryptoError("cancelled");
+  const cancelled = new Promise<never>((_, reject) => {
+    signal.addEventListener("abort", () => reject(new CryptoError("cancelled")), { once: true });
+  });
+  return Promise.race([implementation.derive(new TextEncoder().encode(passphrase), bytes, iterations, signal), cancelled]);
 }
 
 /** The key in a pairing link; null unless it is exactly 32 bytes. */

@@ -15,7 +15,7 @@ export function readInvitation(text: string, origin: string): Invitation {
   if (trimmed === "") return { kind: "empty" };
   const link = parseLink(trimmed);
   if (link && link.server !== origin && sameServer(link.server) !== origin)
-    return { kind: "elsewhere", server: link.server, link: trimmed };
+    return { kind: "elsewhere", server: link.server, link: `${link.server}/${trimmed.slice(trimmed.indexOf("#"))}` };
   if (link) return { kind: "code", code: link.code, key: link.key };
   return looksLikeCode(trimmed) ? { kind: "code", code: trimmed, key: null } : { kind: "unknown" };
 }
@@ -35,9 +35,19 @@ export class NotEncrypted extends Error {}
 /** A passphrase whose key does not open what could not be opened with the present one. */
 export class WrongPassphrase extends Error {}
 
+/** What a derivation of the key tells, and how it is ended. */
+export interface Deriving {
+  signal: AbortSignal;
+  began(): void;
+  /** It takes longer than one waits without a word: the hub asks for so many iterations. */
+  takesLong(iterations: number): void;
+}
+
+const kPatience = 5_000; // milliseconds
+
 /**
  * Joins a group, in steps that a failed attempt can go on from: a code works once, so what it gave is
- * kept until the key is there as well.
+ * kept until the key is there as well. One that is cancelled takes its device out of the group again.
  */
 export class JoinFlow {
   private claimed: { code: string; joined: Joined } | null = null;
@@ -49,7 +59,7 @@ export class JoinFlow {
     keyInLink: string | null,
     passphrase: string,
     name: string,
-    onDeriving: () => void,
+    deriving: Deriving,
   ): Promise<Membership> {
     const implementation = await this.implementation();
     const ready = keyInLink === null ? null : await importKey(implementation, keyInLink);
@@ -58,14 +68,16 @@ export class JoinFlow {
       this.claimed = { code, joined };
     }
     const { joined } = this.claimed;
-    const key = ready ?? (await keyFromPassphrase(implementation, joined.token, passphrase, onDeriving));
-    if (key === null) {
-      this.claimed = null;
-      await new HubApi(joined.token).remove(joined.deviceId).catch(() => undefined);
-      throw new NotEncrypted();
+    let key = ready;
+    try {
+      key ??= await keyFromPassphrase(implementation, joined.token, passphrase, deriving);
+    } catch (error) {
+      if (!deriving.signal.aborted) throw error;
     }
     this.claimed = null;
-    return { ...joined, key };
+    if (key !== null && !deriving.signal.aborted) return { ...joined, key };
+    await new HubApi(joined.token).remove(joined.deviceId).catch(() => undefined);
+    throw deriving.signal.aborted ? new CryptoError("cancelled") : new NotEncrypted();
   }
 }
 
@@ -74,15 +86,19 @@ export async function keyFromPassphrase(
   implementation: CryptoImplementation,
   token: string,
   passphrase: string,
-  onDeriving: () => void,
+  deriving: Deriving,
+  patience = kPatience,
 ): Promise<StoredKey | null> {
   const record = await new HubApi(token).crypto();
   if (record === null) return null;
-  onDeriving();
+  deriving.began();
+  const impatient = setTimeout(() => deriving.takesLong(record.iters), patience);
   try {
-    return await deriveKey(implementation, passphrase, record.salt, record.iters);
-  } catch {
-    throw new CryptoError("badFormat");
+    return await deriveKey(implementation, passphrase, record.salt, record.iters, deriving.signal);
+  } catch (error) {
+    throw error instanceof CryptoError ? error : new CryptoError("badFormat");
+  } finally {
+    clearTimeout(impatient);
   }
 }
 

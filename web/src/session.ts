@@ -1,7 +1,7 @@
 import { HubApi, HubError } from "./api";
 import { canWriteAlone, copyUnasked } from "./clipboard";
 import { CryptoImplementation, isSealed, loadCrypto, openText, sealText, StoredKey } from "./crypto";
-import { keyFromPassphrase, NotEncrypted, WrongPassphrase } from "./join";
+import { Deriving, keyFromPassphrase, NotEncrypted, WrongPassphrase } from "./join";
 import { utf8Length } from "./long_text";
 import { readSetting, writeSetting } from "./settings";
 import { Membership, NotKept, Store } from "./store";
@@ -18,11 +18,12 @@ export interface Clip {
   sealed: boolean;
 }
 
-export type Warning = { kind: "undecryptable" | "notText"; device: string };
+export type Warning = { kind: "undecryptable" | "notText" | "tooLarge"; device: string };
 export type SendResult = { at: number; recipients: number | null } | { at: number; failure: unknown; bytes: number };
 
 const kMaxClips = 20;
 const kMaxClipChars = 32e6; // of all clips but the newest
+const kMaxPayload = 24e6; // characters; 16 MiB of text, sealed
 
 /**
  * This page's one truth: whether this browser is a member, the connection, the clips of this session.
@@ -47,7 +48,8 @@ export class Session {
   private client: SyncClient | null = null;
   private implementation: Promise<CryptoImplementation> | null = null;
   private unopened: Item | null = null; // the item of the warning
-  private opening: Promise<void> = Promise.resolve(); // items are opened one after another
+  private arrived: Item[] = []; // to be opened one after another, newest first
+  private opening = false;
 
   constructor(private readonly changed: () => void) {
     this.store.onChange((removed) => void this.reload(removed));
@@ -117,11 +119,11 @@ export class Session {
   }
 
   /** A key from another passphrase, which has to open the item that could not be opened. */
-  async rekey(passphrase: string): Promise<void> {
+  async rekey(passphrase: string, deriving: Deriving): Promise<void> {
     const { membership, unopened } = this;
     if (!membership || !unopened) return;
     const implementation = await this.crypto();
-    const key = await keyFromPassphrase(implementation, membership.token, passphrase, () => undefined);
+    const key = await keyFromPassphrase(implementation, membership.token, passphrase, deriving);
     if (key === null) throw new NotEncrypted();
     await openText(implementation, key, unopened.payload).catch(() => {
       throw new WrongPassphrase();
@@ -174,6 +176,7 @@ export class Session {
     this.notKept = null;
     this.lastSent = null;
     this.draft = "";
+    this.arrived = [];
   }
 
   private async keep(membership: Membership): Promise<void> {
@@ -225,21 +228,32 @@ export class Session {
   }
 
   private take(item: Item): void {
-    this.opening = this.opening.then(() => this.receive(item)).catch(() => undefined);
+    this.arrived = newest(item, this.arrived, ({ payload }) => payload.length);
+    if (!this.opening) void this.openArrived();
+  }
+
+  private async openArrived(): Promise<void> {
+    this.opening = true;
+    for (let item = this.arrived.pop(); item; item = this.arrived.pop())
+      await this.receive(item).catch(() => undefined);
+    this.opening = false;
   }
 
   private async receive(item: Item): Promise<void> {
     const { membership } = this;
     if (!membership || item.from === membership.deviceId) return;
     if (item.mime !== kTextMime) return this.warn({ kind: "notText", device: item.device });
+    if (item.payload.length > kMaxPayload) return this.warn({ kind: "tooLarge", device: item.device });
     const sealed = isSealed(item.payload);
     const text = sealed ? await this.open(item.payload).catch(() => null) : item.payload;
     if (this.membership?.token !== membership.token) return; // left meanwhile
     if (text === null) return this.warn({ kind: "undecryptable", device: item.device }, item);
     const { device } = item;
     this.warn(null);
-    if (!this.clips.some((clip) => clip.id === item.id))
-      this.add({ id: item.id, text, device, at: Math.min(item.ts, Date.now()), sealed });
+    if (!this.clips.some((clip) => clip.id === item.id)) {
+      const clip = { id: item.id, text, device, at: Math.min(item.ts, Date.now()), sealed };
+      this.clips = newest(clip, this.clips, (old) => old.text.length);
+    }
     this.changed();
     await this.copyNewest();
   }
@@ -248,13 +262,6 @@ export class Session {
     this.warning = warning;
     this.unopened = unopened;
     this.changed();
-  }
-
-  private add(clip: Clip): void {
-    let room = kMaxClipChars;
-    this.clips = [clip, ...this.clips]
-      .slice(0, kMaxClips)
-      .filter((old, index) => index === 0 || (room -= old.text.length) >= 0);
   }
 
   /** A browser lets only the page in front write; the others do it when they come to the front. */
@@ -266,4 +273,10 @@ export class Session {
     this.autoCopied = { id: newest.id, done };
     this.changed();
   }
+}
+
+/** The list with one more in front, without the oldest where it would become too long or too large. */
+function newest<T>(first: T, others: T[], size: (one: T) => number): T[] {
+  let room = kMaxClipChars;
+  return [first, ...others].slice(0, kMaxClips).filter((one, index) => index === 0 || (room -= size(one)) >= 0);
 }

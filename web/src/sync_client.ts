@@ -95,6 +95,8 @@ export class SyncClient {
         return;
       case "cancelReconnect":
         return clearTimeout(this.reconnectTimer);
+      case "complain":
+        return console.warn("The hub sent more than a group can have; it is tried again later.");
       case "startAckTimer": {
         const { id, delay } = action;
         clearTimeout(this.ackTimers.get(id));

@@ -18,6 +18,7 @@ export type Action =
   | { do: "probe"; connection: number } // ask for the crypto record, answer with probed()
   | { do: "scheduleReconnect"; delay: number } // milliseconds; replaces a previous one
   | { do: "cancelReconnect" }
+  | { do: "complain" } // of a frame with more than a group can have
   | { do: "startAckTimer"; id: string; delay: number } // replaces a previous one
   | { do: "cancelAckTimer"; id: string }
   | { do: "post"; item: OutgoingItem } // over REST; its outcome completes the publish
@@ -47,6 +48,7 @@ export class SyncMachine {
   private attempts = 0; // reconnects since the last successful open
   private closed = false;
   private displaced = false;
+  private shunned = false; // the hub broke the rules: it is tried again when its time has come, not before
   private pending: OutgoingItem[] = []; // published, not yet acknowledged, oldest first
   private quiet = 0; // ticks since the last word from the hub
   private patience = kPatience;
@@ -55,6 +57,7 @@ export class SyncMachine {
   connect(): Action[] {
     this.closed = false;
     this.displaced = false;
+    this.shunned = false;
     this.connection = ++this.last;
     return [...this.enter("connecting"), { do: "open", connection: this.connection }];
   }
@@ -84,7 +87,7 @@ export class SyncMachine {
 
   /** Connects now rather than later. `distrust` replaces even a connection that looks alive. */
   nudge(distrust = false): Action[] {
-    if (this.closed || (this.state === "connected" && !distrust)) return [];
+    if (this.closed || this.shunned || (this.state === "connected" && !distrust)) return [];
     this.attempts = 0;
     return [{ do: "cancelReconnect" }, ...this.hurry(), ...this.connect()];
   }
@@ -137,6 +140,7 @@ export class SyncMachine {
     if (connection !== this.connection) return [];
     this.quiet = 0;
     const envelope = readEnvelope(frame);
+    if (envelope === "excess") return this.shun();
     const actions: Action[] = [];
     switch (envelope?.type) {
       case "hello":
@@ -176,6 +180,18 @@ export class SyncMachine {
     this.quiet = kQuiet;
     this.check = newItemId();
     return [{ do: "sendCheck", id: this.check }];
+  }
+
+  private shun(): Action[] {
+    this.connection = null;
+    this.shunned = true;
+    return [
+      { do: "complain" },
+      { do: "close" },
+      ...this.enter("disconnected"),
+      ...this.hurry(),
+      { do: "scheduleReconnect", delay: kMaxReconnectDelay },
+    ];
   }
 
   private revoke(): Action[] {

@@ -29,20 +29,41 @@ export function failureText(error: unknown): string {
     case 429:
       return t("尝试次数过多，请稍后再试", "Too many attempts — try again later");
     default:
-      return error.said ?? t(`服务器错误（${error.status}）`, `Hub error (${error.status})`);
+      return error.said !== null ? shown(error.said, kMaxSentence) : t(`服务器错误（${error.status}）`, `Hub error (${error.status})`);
   }
 }
 
+/** Of a derivation of the key that takes long: the hub chooses the iterations. */
+export function longDerivation(iterations: number): string {
+  return t(
+    `生成密钥需要较长时间：服务器要求计算 ${iterations} 轮（通常为 600000 轮）。可以取消。`,
+    `Making the encryption key takes long: the hub asks for ${iterations} rounds (600000 are usual). You can cancel.`,
+  );
+}
+
+// Control characters, and those that turn the direction of the text around them or cannot be seen. The
+// joiners inside emoji stay.
+const kTricks = /[\p{Cc}\u061c\u200b\u200e\u200f\u2028-\u202e\u2060-\u206f\ufeff\ufff9-\ufffb]/gu;
+const kMaxName = 64; // characters
+const kMaxPlatform = 20;
+const kMaxSentence = 200;
+
+/** A name, or another short text from outside, as it can be shown. */
+export function shown(text: string, most = kMaxName): string {
+  const characters = [...text.replace(kTricks, "").trim()];
+  return (characters.length > most ? characters.slice(0, most).join("") + "…" : characters.join("")) || "?";
+}
+
 export function kindLabel(platform: string): string {
-  const known: Record<string, string> = {
-    macos: "Mac",
-    windows: "Windows",
-    linux: "Linux",
-    web: t("浏览器", "Browser"),
-    android: "Android",
-    ios: "iOS",
-  };
-  return known[platform] ?? platform;
+  const known = new Map([
+    ["macos", t("电脑", "Computer")],
+    ["windows", "Windows"],
+    ["linux", "Linux"],
+    ["web", t("浏览器", "Browser")],
+    ["android", "Android"],
+    ["ios", "iOS"],
+  ]);
+  return known.get(platform) ?? shown(platform, kMaxPlatform);
 }
 
 export type DeviceSymbol = "laptop" | "desktop" | "phone" | "tablet" | "globe";

@@ -1,4 +1,7 @@
-/** The hub's records. What does not have the right shape reads as null, as a whole. */
+/**
+ * The hub's records. What does not have the right shape reads as null, as a whole; a frame with more than
+ * a group can have reads as "excess".
+ */
 
 export interface Item {
   id: string;
@@ -44,15 +47,28 @@ export interface Joined {
 export const kTextMime = "text/plain";
 export const kSlowestUpload = 100; // bytes a millisecond: a large item is given its time
 
+const kMaxFrame = 64 * 1024 * 1024; // characters
+const kMaxDevices = 256;
+const kMaxLabel = 256; // characters of any text but the payload
+const kMaxValues = 64 * kMaxDevices;
+const kMaxInteger = 2 ** 63;
+
 type Members = Record<string, unknown>;
 class Misshapen extends Error {}
+class Excess extends Error {}
 
-/** Runs a reader; what it finds misshapen makes the whole null. */
-function whole<T>(read: () => T): T | null {
+/** Runs a reader of a text in JSON; what it finds misshapen makes the whole null. */
+function whole<T>(json: string, read: (value: Members) => T): T | null {
+  let value: unknown;
   try {
-    return read();
+    value = JSON.parse(json);
+  } catch {
+    return null; // no JSON, or nested too deep for this browser
+  }
+  try {
+    return read(object(value));
   } catch (error) {
-    if (error instanceof Misshapen || error instanceof SyntaxError) return null;
+    if (error instanceof Misshapen) return null;
     throw error;
   }
 }
@@ -65,9 +81,14 @@ function text(value: unknown): string {
   if (typeof value !== "string") throw new Misshapen();
   return value;
 }
+function label(value: unknown): string {
+  const short = text(value);
+  if (short.length > kMaxLabel) throw new Excess();
+  return short;
+}
 function integer(value: unknown): number {
-  if (!Number.isInteger(value)) throw new Misshapen();
-  return value as number;
+  if (typeof value !== "number" || !Number.isInteger(value) || Math.abs(value) > kMaxInteger) throw new Misshapen();
+  return value;
 }
 function boolean(value: unknown): boolean {
   if (typeof value !== "boolean") throw new Misshapen();
@@ -80,11 +101,11 @@ function optional<T>(value: unknown, read: (value: unknown) => T): T | null {
 function readItem(value: unknown): Item {
   const item = object(value);
   return {
-    id: text(item.id),
+    id: label(item.id),
     ts: integer(item.ts),
-    from: optional(item.from, text),
-    device: text(item.device),
-    mime: text(item.mime),
+    from: optional(item.from, label),
+    device: label(item.device),
+    mime: label(item.mime),
     payload: text(item.payload),
   };
 }
@@ -92,9 +113,9 @@ function readItem(value: unknown): Item {
 function readDevice(value: unknown): Device {
   const device = object(value);
   return {
-    id: text(device.id),
-    name: text(device.name),
-    platform: text(device.platform),
+    id: label(device.id),
+    name: label(device.name),
+    platform: label(device.platform),
     createdAt: integer(device.createdAt),
     lastSeen: integer(device.lastSeen),
     online: boolean(device.online),
@@ -103,26 +124,49 @@ function readDevice(value: unknown): Device {
 
 function readDevices(value: unknown): Device[] {
   if (!Array.isArray(value)) throw new Misshapen();
+  if (value.length > kMaxDevices) throw new Excess();
   return value.map(readDevice);
 }
 
-export function readEnvelope(frame: string): Envelope | null {
-  return whole(() => {
-    const envelope = object(JSON.parse(frame));
-    return {
-      type: text(envelope.type),
+/** Whether there are more values than a frame can need: in memory each takes many times its characters. */
+function isCrowded(json: string): boolean {
+  if (json.length < kMaxValues) return false;
+  let values = 0;
+  for (let i = 0; i < json.length; ++i) {
+    if (json[i] === '"') i = endOfString(json, i);
+    else if ((json[i] === "," || json[i] === "[" || json[i] === "{") && ++values > kMaxValues) return true;
+  }
+  return false;
+}
+
+function endOfString(json: string, start: number): number {
+  for (let end = json.indexOf('"', start + 1); end >= 0; end = json.indexOf('"', end + 1)) {
+    let slashes = 0;
+    while (json[end - 1 - slashes] === "\\") ++slashes;
+    if (slashes % 2 === 0) return end;
+  }
+  return json.length;
+}
+
+export function readEnvelope(frame: string): Envelope | "excess" | null {
+  if (frame.length > kMaxFrame || isCrowded(frame)) return "excess";
+  try {
+    return whole(frame, (envelope) => ({
+      type: label(envelope.type),
       item: optional(envelope.item, readItem),
       devices: optional(envelope.devices, readDevices),
-      ref: optional(envelope.ref, text),
+      ref: optional(envelope.ref, label),
       status: optional(envelope.status, integer),
       recipients: optional(envelope.recipients, integer),
-    };
-  });
+    }));
+  } catch (error) {
+    if (error instanceof Excess) return "excess";
+    throw error;
+  }
 }
 
 export function readJoined(body: string): Joined | null {
-  return whole(() => {
-    const joined = object(JSON.parse(body));
+  return whole(body, (joined) => {
     const device = object(joined.device);
     const token = text(joined.token);
     return {
@@ -136,8 +180,8 @@ export function readJoined(body: string): Joined | null {
 
 /** `{record: null}` stands for a group without encryption. */
 export function readCrypto(body: string): { record: CryptoRecord | null } | null {
-  return whole(() => {
-    const record = optional(object(JSON.parse(body)).crypto, (value) => {
+  return whole(body, (reply) => {
+    const record = optional(reply.crypto, (value) => {
       const { v, kdf, iters, salt } = object(value);
       integer(v);
       text(kdf);
@@ -148,15 +192,15 @@ export function readCrypto(body: string): { record: CryptoRecord | null } | null
 }
 
 export function readRecipients(body: string): number | null {
-  return whole(() => optional(object(JSON.parse(body)).recipients, integer));
+  return whole(body, (reply) => optional(reply.recipients, integer));
 }
 
 export function readError(body: string): string | null {
-  return whole(() => optional(object(JSON.parse(body)).error, text));
+  return whole(body, (reply) => optional(reply.error, text));
 }
 
 export function isObject(body: string): boolean {
-  return whole(() => object(JSON.parse(body))) !== null;
+  return whole(body, () => true) !== null;
 }
 
 /** A random UUID (RFC 4122, version 4) in capitals. crypto.randomUUID is for secure contexts only. */

@@ -4,7 +4,7 @@ import { t, relativeTime, fileSize } from "../l10n";
 import { canWriteAlone } from "../clipboard";
 import { Clip, Session } from "../session";
 import { cut, utf8Length } from "../long_text";
-import { CopyButton, Switch } from "./controls";
+import { CopyButton, Name, Switch } from "./controls";
 import { Symbol } from "./symbol";
 
 const kShown = 2000; // characters of a text that stands alone
@@ -30,7 +30,9 @@ export function Beginning({ text, rest }: { text: string; rest: string }) {
 function Origin({ clip, now }: { clip: Clip; now: number }) {
   return (
     <p class="origin">
-      <span class="sender">{clip.device}</span>
+      <span class="sender">
+        <Name of={clip.device} />
+      </span>
       {!clip.sealed && <span class="tag">{t("未加密", "Not encrypted")}</span>}
       <span class="when">{relativeTime(clip.at, now)}</span>
     </p>
@@ -50,6 +52,14 @@ export function Newest({ session, now }: { session: Session; now: number }) {
     <section class="card pad stack newest" aria-label={t("最新内容", "Newest")}>
       <Origin clip={clip} now={now} />
       <Beginning text={clip.text} rest={t("“复制”会复制全部", "Copy takes all of it")} />
+      {!clip.sealed && (
+        <p class="note">
+          {t(
+            "这段文字没有加密：服务器可以读到它，也可能改动或伪造它。",
+            "This text was not encrypted: the hub could read it, and could have changed it or made it up.",
+          )}
+        </p>
+      )}
       <CopyButton key={clip.id} text={clip.text} big label={t("复制", "Copy")} />
     </section>
   );

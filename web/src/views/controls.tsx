@@ -3,6 +3,7 @@ import { useRef, useState } from "preact/hooks";
 
 import { copyText } from "../clipboard";
 import { t } from "../l10n";
+import { shown } from "../texts";
 import { Symbol } from "./symbol";
 
 let ids = 0;
@@ -10,6 +11,23 @@ let ids = 0;
 /** An id of its own for a control that has a label. (The library's useId has given one twice.) */
 export function useOwnId(): string {
   return useState(() => `control-${++ids}`)[0];
+}
+
+/** A name from outside, whose direction of writing is its own affair. */
+export function Name({ of }: { of: string }) {
+  return <bdi>{shown(of)}</bdi>;
+}
+
+/** A sentence with a name from outside in the place of "%". */
+export function Naming({ sentence, name }: { sentence: string; name: string }) {
+  const [before, after] = sentence.split("%");
+  return (
+    <>
+      {before}
+      <Name of={name} />
+      {after}
+    </>
+  );
 }
 
 type NoticeKind = "info" | "warning" | "danger" | "success";

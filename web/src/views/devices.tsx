@@ -2,23 +2,23 @@ import { useState } from "preact/hooks";
 
 import { relativeTime, t } from "../l10n";
 import { Session } from "../session";
-import { deviceSymbol, failureText, kindLabel } from "../texts";
+import { deviceSymbol, failureText, kindLabel, shown } from "../texts";
 import { Device } from "../wire";
-import { Field, Notice } from "./controls";
+import { Field, Name, Notice } from "./controls";
 import { Symbol } from "./symbol";
 
 function presence(device: Device, own: boolean, now: number): string {
-  const online = t("在线", "Online");
-  if (own) return t("此浏览器 · ", "This browser · ") + (device.online ? online : t("离线", "Offline"));
+  if (device.online) return t("在线", "Online");
+  if (own) return t("离线", "Offline");
   const seen = relativeTime(device.lastSeen, now);
-  return `${kindLabel(device.platform)} · ${device.online ? online : t(`${seen}在线`, `seen ${seen}`)}`;
+  return t(`${seen}在线`, `seen ${seen}`);
 }
 
 function DeviceRow({ session, device, now }: { session: Session; device: Device; now: number }) {
   const own = device.id === session.membership?.deviceId;
   const online = device.online && session.connection === "connected"; // else nobody knows
   const [open, setOpen] = useState(false);
-  const [name, setName] = useState(device.name);
+  const [name, setName] = useState("");
   const [failure, setFailure] = useState<unknown>(null);
 
   const act = async (event: Event, what: () => Promise<void>) => {
@@ -32,7 +32,7 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
     }
   };
   const toggle = () => {
-    setName(device.name);
+    setName(shown(device.name));
     setFailure(null);
     setOpen(!open);
   };
@@ -44,17 +44,20 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
           <Symbol name={deviceSymbol(device)} />
         </span>
         <div class="grow">
-          <p class="name">{device.name}</p>
+          <p class="name">
+            <Name of={device.name} />
+          </p>
           <p class="note">
             <span class={online ? "dot success" : "dot"} />
-            {presence({ ...device, online }, own, now)}
+            <bdi>{own ? t("此浏览器", "This browser") : kindLabel(device.platform)}</bdi>
+            {" · " + presence({ ...device, online }, own, now)}
           </p>
         </div>
         <button
           type="button"
           class={own ? "icon" : "icon danger"}
           aria-expanded={open}
-          aria-label={own ? t("改名", "Rename") : t(`移除“${device.name}”`, `Remove “${device.name}”`)}
+          aria-label={own ? t("改名", "Rename") : t(`移除“${shown(device.name)}”`, `Remove “${shown(device.name)}”`)}
           onClick={toggle}
         >
           <Symbol name={own ? "pencil" : "remove"} />

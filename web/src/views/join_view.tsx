@@ -3,8 +3,9 @@ import { useRef, useState } from "preact/hooks";
 import { isUsableKey, JoinFlow, readInvitation } from "../join";
 import { t } from "../l10n";
 import { Session } from "../session";
-import { failureText, suggestedName } from "../texts";
+import { failureText, longDerivation, suggestedName } from "../texts";
 import { Field, Notice } from "./controls";
+import { useDerivation } from "./derivation";
 import { PlainHttpNote } from "./plain_http_note";
 
 export interface Opened {
@@ -20,8 +21,7 @@ export function JoinView(props: { session: Session; opened: Opened | null; onDon
   const [entry, setEntry] = useState("");
   const [passphrase, setPassphrase] = useState("");
   const [name, setName] = useState(() => suggestedName(navigator.userAgent, navigator.maxTouchPoints));
-  const [progress, setProgress] = useState<"joining" | "deriving" | null>(null);
-  const [failure, setFailure] = useState<unknown>(null);
+  const { progress, failure, forgive, run, cancel } = useDerivation();
 
   const invitation = opened ? { kind: "code" as const, ...opened } : readInvitation(entry, location.origin);
   const code = invitation.kind === "code" ? invitation : null;
@@ -31,17 +31,11 @@ export function JoinView(props: { session: Session; opened: Opened | null; onDon
   const submit = async (event: Event) => {
     event.preventDefault();
     if (!complete || progress !== null) return;
-    setFailure(null);
-    setProgress("joining");
-    try {
-      const deriving = () => setProgress("deriving");
+    await run(async (deriving) => {
       const membership = await flow.current!.join(code.code, code.key, passphrase, name.trim(), deriving);
       await session.adopt(membership);
       props.onDone();
-    } catch (error) {
-      setProgress(null);
-      setFailure(error);
-    }
+    });
   };
 
   return (
@@ -77,7 +71,7 @@ export function JoinView(props: { session: Session; opened: Opened | null; onDon
             value={entry}
             onInput={(text) => {
               setEntry(text);
-              setFailure(null);
+              forgive();
             }}
             placeholder={t("链接，或 XXXX-XXXX", "Link, or XXXX-XXXX")}
             code
@@ -121,13 +115,23 @@ export function JoinView(props: { session: Session; opened: Opened | null; onDon
         {failure !== null && <Notice kind="danger">{failureText(failure)}</Notice>}
         <button type="submit" class="primary big" disabled={!complete || progress !== null}>
           <span aria-live="polite">
-            {progress === "joining"
-              ? t("正在加入…", "Joining…")
-              : progress === "deriving"
-                ? t("正在生成加密密钥…", "Generating the encryption key…")
-                : t("加入", "Join Group")}
+            {progress === null
+              ? t("加入", "Join Group")
+              : progress === "begun"
+                ? t("正在加入…", "Joining…")
+                : t("正在生成加密密钥…", "Generating the encryption key…")}
           </span>
         </button>
+        {typeof progress === "number" && (
+          <Notice kind="warning">
+            {longDerivation(progress)}
+            <div class="buttons">
+              <button type="button" onClick={cancel}>
+                {t("取消", "Cancel")}
+              </button>
+            </div>
+          </Notice>
+        )}
         {props.onCancel && (
           <button type="button" class="plain" onClick={props.onCancel}>
             {t("留在现在的设备组", "Stay in the current group")}

@@ -2,9 +2,10 @@ import { useState } from "preact/hooks";
 
 import { t } from "../l10n";
 import { Session } from "../session";
-import { failureText } from "../texts";
+import { failureText, longDerivation } from "../texts";
 import { AutoCopy, Earlier, Newest } from "./clips";
-import { Field, focusOnce, Notice } from "./controls";
+import { Field, focusOnce, Naming, Notice } from "./controls";
+import { useDerivation } from "./derivation";
 import { Devices } from "./devices";
 import { PlainHttpNote } from "./plain_http_note";
 import { SendBox } from "./send_box";
@@ -37,25 +38,20 @@ function Status({ session }: { session: Session }) {
 /** Items that could not be opened: most likely another passphrase. */
 function Undecryptable({ session, device }: { session: Session; device: string }) {
   const [passphrase, setPassphrase] = useState<string | null>(null);
-  const [deriving, setDeriving] = useState(false);
-  const [failure, setFailure] = useState<unknown>(null);
+  const { progress, failure, run, cancel } = useDerivation();
   const submit = async (event: Event) => {
     event.preventDefault();
-    setDeriving(true);
-    setFailure(null);
-    try {
-      await session.rekey(passphrase ?? "");
-    } catch (error) {
-      setFailure(error);
-    }
-    setDeriving(false);
+    await run((deriving) => session.rekey(passphrase ?? "", deriving));
   };
   return (
     <Notice kind="warning">
-      {t(
-        `收到来自“${device}”的无法解密的内容：两边的口令可能不一致。`,
-        `Received content from “${device}” that can’t be decrypted — passphrase mismatch?`,
-      )}
+      <Naming
+        name={device}
+        sentence={t(
+          "收到来自“%”的无法解密的内容：两边的口令可能不一致。",
+          "Received content from “%” that can’t be decrypted — passphrase mismatch?",
+        )}
+      />
       {passphrase === null ? (
         <div class="buttons">
           <button type="button" onClick={() => setPassphrase("")}>
@@ -69,17 +65,19 @@ function Undecryptable({ session, device }: { session: Session; device: string }
         <form class="stack" onSubmit={submit}>
           <Field label={t("设备组口令", "Group passphrase")} value={passphrase} onInput={setPassphrase} secret code focus />
           <div class="buttons">
-            <button type="submit" class="primary" disabled={passphrase === "" || deriving}>
+            <button type="submit" class="primary" disabled={passphrase === "" || progress !== null}>
               {t("使用这个口令", "Use this passphrase")}
             </button>
-            <button type="button" disabled={deriving} onClick={() => setPassphrase(null)}>
+            <button type="button" onClick={() => (progress === null ? setPassphrase(null) : cancel())}>
               {t("取消", "Cancel")}
             </button>
           </div>
           <p role="status" class={failure !== null ? "note failed" : "note"}>
-            {deriving
-              ? t("正在生成加密密钥…", "Generating the encryption key…")
-              : failure !== null && failureText(failure)}
+            {typeof progress === "number"
+              ? longDerivation(progress)
+              : progress !== null
+                ? t("正在生成加密密钥…", "Generating the encryption key…")
+                : failure !== null && failureText(failure)}
           </p>
         </form>
       )}
@@ -92,12 +90,22 @@ function Warnings({ session }: { session: Session }) {
   return (
     <>
       {warning?.kind === "undecryptable" && <Undecryptable session={session} device={warning.device} />}
-      {warning?.kind === "notText" && (
+      {(warning?.kind === "notText" || warning?.kind === "tooLarge") && (
         <Notice kind="warning">
-          {t(
-            `“${warning.device}”发来的不是文字，此页面只显示文字。`,
-            `“${warning.device}” sent something that is not text; this page shows text only.`,
-          )}
+          <Naming
+            name={warning.device}
+            sentence={
+              warning.kind === "notText"
+                ? t(
+                    "“%”发来的不是文字，此页面只显示文字。",
+                    "“%” sent something that is not text; this page shows text only.",
+                  )
+                : t(
+                    "“%”发来的文字超过 16 MB，此页面无法显示。请分几次复制。",
+                    "“%” sent a text of more than 16 MB, too large for this page. Copy it in parts.",
+                  )
+            }
+          />
           <div class="buttons">
             <button type="button" class="plain" onClick={() => session.dismissWarning()}>
               {t("忽略", "Dismiss")}

@@ -6,8 +6,8 @@ import { mkdirSync } from "node:fs";
 import { join as path } from "node:path";
 import { after, before, describe, it } from "node:test";
 
-import { join, openTab, send, shows } from "./page.mjs";
-import { Stage } from "./programs.mjs";
+import { join, kept, openTab, send, shows } from "./page.mjs";
+import { Stage, until } from "./programs.mjs";
 
 const kWidths = { small: [320, 640], phone: [390, 844], desktop: [1200, 800] };
 const kPictures = process.env.SCREENSHOTS;
@@ -137,6 +137,84 @@ describe("how the page looks", { timeout: 240_000 }, () => {
     await page.context().close();
   });
 
+  it("with a hub and members that mean harm", async () => {
+    const page = await tab((await desktop.pair()).link);
+    await join(page, { name: "Pixel" });
+    const { deviceId } = await kept(page);
+    const device = (id, name, platform) => ({ id, name, platform, createdAt: 1, lastSeen: -(2 ** 62), online: false });
+    const item = (id, mime, payload, name) => ({ type: "item", item: { id, ts: 2 ** 62, from: "x", device: name, mime, payload } });
+    const markup = `<img src=x onerror="document.title='run'">`;
+    let socket;
+    await page.routeWebSocket(/\/ws\?/, (route) => (socket = route));
+    await page.reload();
+    await until("it is connected", () => socket);
+    const say = (frame) => socket.send(JSON.stringify(frame));
+    const devices = [
+      device(deviceId, "Pixel", "web"),
+      device("../groups", markup, "constructor"),
+      device("a", "\u202egpj.ecioJ\u202c", "macos"),
+      device("b", "هاتف أحمد 12", "\u2067linux"),
+      device("c", "W".repeat(256), "W".repeat(256)),
+      device("d", "\u200b\ufeff", "__proto__"),
+      device("e", "Z" + "\u0353\u0317".repeat(100), "android"),
+    ];
+    say({ type: "hello", devices });
+    say(item("1", "text/plain", "made up by the hub", "\u2067هاتف أحمد 12"));
+    say(item("2", "text/plain", "x".repeat(24e6 + 1), markup));
+    await page.getByText("too large for this page").waitFor();
+    say(item("3", "image/png", "", "\u202egpj.ecioJ"));
+    await page.getByText("is not text").waitFor();
+    await page.getByText("the hub could read it").waitFor();
+    await look(page, "hostile");
+    const said = await page.locator("#app").innerText();
+    assert.doesNotMatch(said, /[\u200b\u202a-\u202e\u2066-\u2069\ufeff]|native code|\[object/);
+    assert.match(said, /gpj\.ecioJ\n+Computer · /);
+    assert.equal(await page.locator(".device .name > bdi").count(), devices.length);
+    assert.equal(await page.locator(".sender > bdi, .notice bdi").count(), 2);
+    assert.equal(await page.title(), "Sorrelwind");
+
+    say({ type: "devices", devices: Array(257).fill(devices[0]) });
+    await page.getByText("Offline — reconnecting…").waitFor();
+    assert.equal(await page.locator(".device").count(), devices.length);
+    await page.context().close();
+  });
+
+  /** The hub's answer about the derivation asks for hours of work from now on. */
+  const endless = (page) =>
+    page.route("**/crypto", (route) =>
+      route.fulfill({ json: { crypto: { v: 1, kdf: "pbkdf2-sha256", iters: 2 ** 31 - 1, salt: "AAAAAAAAAAA=" } } }),
+    );
+  const cancelLong = async (page) => {
+    await page.getByText("the hub asks for 2147483647 rounds").waitFor();
+    await page.getByRole("button", { name: "Cancel" }).click();
+    await page.getByText("2147483647").waitFor({ state: "detached" });
+  };
+
+  it("while a hub has a key derived for hours", async () => {
+    const visits = async () => (await desktop.command("devices", "--json")).includes("Visitor");
+    for (const address of [hub.url, `http://hub.lan:${hub.port}/`]) {
+      const page = await tab(address);
+      await endless(page);
+      const { code } = await desktop.pair();
+      await page.getByLabel("Pairing link or code").fill(code);
+      await page.getByLabel("Group passphrase").fill(passphrase);
+      await page.getByLabel("Device name").fill("Visitor");
+      await page.getByRole("button", { name: "Join Group" }).click();
+      await until("it is in the group", visits);
+      if (address === hub.url) {
+        await page.getByText("the hub asks for").waitFor();
+        await look(page, "join-deriving");
+      }
+      await cancelLong(page);
+      assert.equal(await page.getByLabel("Pairing link or code").inputValue(), code);
+      assert.equal(await page.getByLabel("Group passphrase").inputValue(), passphrase);
+      assert.ok(await page.getByRole("button", { name: "Join Group" }).isEnabled());
+      await until("it is out again", async () => !(await visits()));
+      assert.equal(await kept(page), null);
+      await page.context().close();
+    }
+  });
+
   it("over plain http, with a wrong key, where nothing is kept", async () => {
     const context = { permissions: [] };
     const page = await tab("about:blank", context);
@@ -149,6 +227,13 @@ describe("how the page looks", { timeout: 240_000 }, () => {
     await page.getByText("What to do").click();
     await page.getByRole("button", { name: "Enter the passphrase again" }).click();
     await look(page, "http-warnings");
+    await endless(page);
+    await page.getByLabel("Group passphrase").fill(passphrase);
+    await page.getByRole("button", { name: "Use this passphrase" }).click();
+    await page.getByText("the hub asks for").waitFor();
+    await look(page, "http-deriving");
+    await cancelLong(page);
+    assert.equal(await page.getByLabel("Group passphrase").inputValue(), passphrase);
     await page.context().close();
   });
 });

@@ -149,7 +149,8 @@ describe("over https, from the hub itself", { timeout: 60_000 }, () => {
   /** Another device of the group, which this test is itself. */
   function ask(method, path, body, token) {
     return new Promise((resolve, reject) => {
-      const headers = token ? { Authorization: `Bearer ${token}` } : {};
+      const headers = { "Content-Type": "application/json" };
+      if (token) headers.Authorization = `Bearer ${token}`;
       const asked = request(hub.url + path, { method, headers, rejectUnauthorized: false }, (reply) => {
         let text = "";
         reply.setEncoding("utf8").on("data", (piece) => (text += piece)).on("end", () => resolve(JSON.parse(text)));

@@ -174,14 +174,15 @@ class Screen {
     const found = await until("a display", () => /^(\d+)\n/m.exec(readFileSync(log, "utf8")));
     this.display = `:${found[1]}`;
   }
-  /** xclip goes on by itself until its selection is taken. */
-  copy(text) {
-    return new Promise((resolve, reject) => {
+  /** xclip goes on by itself until its selection is taken; it may return before the server has heard of it. */
+  async copy(text) {
+    await new Promise((resolve, reject) => {
       const env = { ...kEnvironment, DISPLAY: this.display };
       const child = spawn("xclip", ["-selection", "clipboard"], { env, stdio: ["pipe", "ignore", "ignore"] });
       child.once("error", reject).once("exit", resolve);
       child.stdin.end(text);
     });
+    await this.pastes(text);
   }
   async pastes(text) {
     const paste = () =>

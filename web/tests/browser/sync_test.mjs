@@ -35,6 +35,7 @@ describe("the page and a desktop", { timeout: 120_000 }, () => {
     const texts = [
       "SECRET plain",
       "机密：多行\n第二行\n",
+      "\ufeffSECRET behind a byte order mark",
       "SECRET \r\n crlf\t👩‍👩‍👧‍👦",
       `SECRET <img src=x onerror="document.title='run'"><script>document.title='run'</script>`,
     ];
@@ -154,13 +155,14 @@ describe("the page and a desktop", { timeout: 120_000 }, () => {
     const third = await page.evaluate(
       async ([code]) => {
         const claim = { code, name: "camera", platform: "web" };
-        return (await fetch("/pair/claim", { method: "POST", body: JSON.stringify(claim) })).json();
+        const headers = { "Content-Type": "application/json" };
+        return (await fetch("/pair/claim", { method: "POST", headers, body: JSON.stringify(claim) })).json();
       },
       [(await desktop.pair()).code],
     );
     const publish = (mime, payload) =>
       new Promise((resolve, reject) => {
-        const headers = { Authorization: `Bearer ${third.token}` };
+        const headers = { Authorization: `Bearer ${third.token}`, "Content-Type": "application/json" };
         const asked = request(`${hub.url}/items`, { method: "POST", headers }, (reply) => reply.resume().on("end", resolve));
         asked.on("error", reject).end(JSON.stringify({ id: payload.slice(0, 60), ts: 1, mime, payload }));
       });

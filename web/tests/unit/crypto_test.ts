@@ -8,6 +8,7 @@ import { plainCrypto } from "../../src/plain_crypto";
 import { vectors } from "./vectors";
 
 const kImplementations = { "the browser's": browserCrypto, plain: plainCrypto };
+const kWanted = new AbortController().signal;
 const kKey = "LHDhK3oGRvkiefQnx7OOczTY5Tic/xZ6HcMOc/gmtoM=";
 
 /** Two keys are equal when one opens what the other has sealed; the browser's cannot be read. */
@@ -21,10 +22,17 @@ for (const [name, implementation] of Object.entries(kImplementations)) {
   test(`derivation, ${name}`, async (t) => {
     for (const c of vectors("derivation"))
       await t.test(c.name, async () => {
-        const derived = deriveKey(implementation, c.passphrase, c.salt, c.iters);
+        const derived = deriveKey(implementation, c.passphrase, c.salt, c.iters, kWanted);
         if (c.outcome === "ok") assert.ok(await sameKey(implementation, await derived, c.key));
         else await assert.rejects(derived, (error) => error instanceof CryptoError && error.kind === c.outcome);
       });
+  });
+
+  test(`a derivation that lasts lets the page work and stops, ${name}`, { timeout: 20_000 }, async () => {
+    const stop = new AbortController();
+    setTimeout(() => stop.abort(), 100);
+    const derived = implementation.derive(new Uint8Array(1), new Uint8Array(8), 2 ** 31 - 1, stop.signal);
+    await assert.rejects(derived, (error) => error instanceof CryptoError && error.kind === "cancelled");
   });
 
   test(`sealed texts, ${name}`, async (t) => {
@@ -49,7 +57,7 @@ for (const [name, implementation] of Object.entries(kImplementations)) {
 
 test("the browser's keys cannot be taken out", async () => {
   const imported = (await importKey(browserCrypto, kKey)) as CryptoKey;
-  const derived = (await deriveKey(browserCrypto, "p", "AAAAAAAAAAA=", 1)) as CryptoKey;
+  const derived = (await deriveKey(browserCrypto, "p", "AAAAAAAAAAA=", 1, kWanted)) as CryptoKey;
   for (const key of [imported, derived]) await assert.rejects(crypto.subtle.exportKey("raw", key));
 });
 

@@ -27,6 +27,7 @@ test("what a person brings", () => {
     [" abcd-2345 ", { kind: "code", code: "abcd-2345", key: null }],
     [`${origin}/#pair=ABCD-2345&k=${key}`, { kind: "code", code: "ABCD-2345", key: key + "=" }],
     [`https://HUB.example:443/#pair=ABCD-2345`, { kind: "code", code: "ABCD-2345", key: null }],
+    ["hub.example:1/#pair=X&k=Y", { kind: "elsewhere", server: "https://hub.example:1", link: "https://hub.example:1/#pair=X&k=Y" }],
     ["http://hub.example/#pair=X", { kind: "elsewhere", server: "http://hub.example", link: "http://hub.example/#pair=X" }],
     ["javascript://hub.example/#pair=X", { kind: "unknown" }],
   ];

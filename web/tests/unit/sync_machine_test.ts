@@ -136,6 +136,7 @@ test("frames are taken whole or not at all", () => {
     { devices: [kDevice] },
     { ...both, item: { ...kItem, device: undefined } },
     { ...both, item: { ...kItem, ts: 1.5 } },
+    { ...both, item: { ...kItem, ts: 1e300 } },
     { ...both, item: { ...kItem, payload: 1 } },
     { ...both, devices: {} },
     ...Object.keys(kDevice).map((key) => ({ ...both, devices: [{ ...kDevice, [key]: undefined }] })),
@@ -148,6 +149,32 @@ test("frames are taken whole or not at all", () => {
   assert.deepEqual(readEnvelope('{"type":"ack","ref":null,"more":1}'), {
     type: "ack", item: null, devices: null, ref: null, status: null, recipients: null,
   });
+});
+
+test("a hub that sends more than a group can have is left, and tried again after the longest pause", () => {
+  const long = "x".repeat(257);
+  const most = { type: "hello", devices: Array(256).fill({ ...kDevice, name: long.slice(1) }) };
+  assert.deepEqual(names(connected().received(1, JSON.stringify(most))), ["reportDevices"]);
+  const commas = { type: "item", item: { ...kItem, payload: ',[{"\\'.repeat(100_000) } };
+  assert.deepEqual(names(connected().received(1, JSON.stringify(commas))), ["sendReceipt", "reportItem"]);
+  const excesses = [
+    { type: "hello", devices: Array(257).fill(kDevice) },
+    ...["id", "name", "platform"].map((key) => ({ type: "devices", devices: [{ ...kDevice, [key]: long }] })),
+    ...["id", "from", "device", "mime"].map((key) => ({ type: "item", item: { ...kItem, [key]: long } })),
+    { type: long },
+    { type: "ack", ref: long },
+    { type: "news", more: "x".repeat(64 * 1024 * 1024) },
+    { type: "news", more: Array(20_000).fill([]) },
+  ];
+  for (const frame of excesses) {
+    const machine = connected();
+    const actions = machine.received(1, JSON.stringify(frame));
+    assert.deepEqual(names(actions), ["complain", "close", "reportState", "scheduleReconnect"]);
+    assert.deepEqual(delays(actions), [30_000]);
+    for (const soon of [machine.nudge(true), machine.lookedAt(), machine.lost(1), machine.received(1, JSON.stringify(frame))])
+      assert.deepEqual(soon, []);
+    assert.deepEqual(names(machine.reconnectDue()), ["reportState", "open"]);
+  }
 });
 
 test("an item of our own", () => {
