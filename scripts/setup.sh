@@ -5,7 +5,7 @@ cd "$root"
 
 build_packages=(
   g++ cmake ninja-build pkg-config
-  qt6-base-dev qt6-websockets-dev qt6-svg-dev libgl-dev libxkbcommon-dev
+  qt6-base-dev qt6-svg-dev libgl-dev libxkbcommon-dev
   libqrcodegencpp-dev libexpected-dev libxcb1-dev libxcb-xfixes0-dev libwayland-dev libicu-dev libcli11-dev
   libssl-dev libboost1.81-dev libboost-json1.81-dev libsqlite3-dev
 )
