@@ -62,14 +62,14 @@ cp "$debs"/*.deb "$fresh/debs"
 "${inside[@]}" apt-get update -qq
 
 step "install with nothing but what the packages depend on"
-"${inside[@]}" sh -c 'apt-get install -y -qq --no-install-recommends /debs/*.deb' >/dev/null
-"${inside[@]}" dpkg --verify sorrelwind sorrelwind-hub
+"${inside[@]}" sh -c 'apt-get install -y -qq --no-install-recommends /debs/sorrelwind_*.deb /debs/sorrelwind-hub-bin_*.deb' >/dev/null
+"${inside[@]}" dpkg --verify sorrelwind sorrelwind-hub-bin
 for program in sorrelwind sorrelwind-hub; do
   "${inside[@]}" $program --version
   if "${inside[@]}" ldd /usr/bin/$program | grep 'not found'; then fail "libraries of $program"; fi
 done
-[ -L "$fresh/etc/systemd/system/multi-user.target.wants/sorrelwind-hub.service" ] ||
-  fail "the hub's service is not enabled"
+enabled() { [ -L "$fresh/etc/systemd/system/multi-user.target.wants/sorrelwind-hub.service" ]; }
+! enabled || fail "a service starts by itself"
 
 step "the hub starts, and its doctor finds nothing wrong"
 "${inside[@]}" apt-get install -y -qq --no-install-recommends ca-certificates >/dev/null 2>&1
@@ -115,6 +115,10 @@ agent_pid=
 kill "$hub_pid" && wait "$hub_pid" || fail "the hub ended with $?"
 hub_pid=
 
+step "the hub as a service"
+"${inside[@]}" sh -c 'apt-get install -y -qq --no-install-recommends /debs/sorrelwind-hub_*.deb' >/dev/null
+enabled || fail "the hub's service is not enabled"
+
 step "upgrade to the same version keeps what was configured"
 echo 'SORRELWIND_HUB_OPTIONS="--listen 127.0.0.1:9999"' >"$fresh/etc/default/sorrelwind-hub"
 "${inside[@]}" sh -c 'dpkg -i /debs/*.deb' >/dev/null
@@ -122,7 +126,7 @@ grep -q 9999 "$fresh/etc/default/sorrelwind-hub" || fail "the configuration was 
 
 step "remove, then purge"
 rm -rf "$fresh/root/.config" "$fresh/root/other"
-"${inside[@]}" apt-get remove -y -qq sorrelwind sorrelwind-hub >/dev/null
+"${inside[@]}" apt-get remove -y -qq sorrelwind sorrelwind-hub sorrelwind-hub-bin >/dev/null
 [ -e "$fresh/var/lib/sorrelwind-hub/hub.db" ] || fail "removal took the memberships along"
 [ -e "$fresh/etc/default/sorrelwind-hub" ] || fail "removal took the configuration along"
 "${inside[@]}" apt-get purge -y -qq sorrelwind-hub >/dev/null

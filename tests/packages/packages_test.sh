@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# packages_test.sh BUILD-DIR: makes both packages of what was built, twice, and looks at them as
+# packages_test.sh BUILD-DIR: makes the packages of what was built, twice, and looks at them as
 # Debian's own tools do; then installs, upgrades, removes and purges them below a folder.
 set -u
 export LC_ALL=C.UTF-8
@@ -38,44 +38,52 @@ for deb in "$work"/first/*.deb; do
 done
 architecture=$(dpkg --print-architecture)
 agent=$(echo "$work"/first/sorrelwind_*_"$architecture".deb)
-hub=$(echo "$work"/first/sorrelwind-hub_*_"$architecture".deb)
-[ -f "$agent" ] && [ -f "$hub" ] || {
-  wrong "two packages: $(ls "$work/first")"
+hub=$(echo "$work"/first/sorrelwind-hub-bin_*_"$architecture".deb)
+service=$(echo "$work"/first/sorrelwind-hub_*_all.deb)
+packages=(sorrelwind sorrelwind-hub-bin sorrelwind-hub)
+[ -f "$agent" ] && [ -f "$hub" ] && [ -f "$service" ] || {
+  wrong "three packages: $(ls "$work/first")"
   exit 1
 }
 
 run "lintian" env TMPDIR="$work" lintian --allow-root --fail-on error,warning \
-  --suppress-tags initial-upload-closes-no-bugs "$agent" "$hub" # they are not for Debian's archive
+  --suppress-tags initial-upload-closes-no-bugs "$agent" "$hub" "$service" # they are not for Debian's archive
 depends() { dpkg-deb -f "$1" Depends; }
+version=$(dpkg-deb -f "$hub" Version)
+[ "$(depends "$service")" = "sorrelwind-hub-bin (= $version)" ] || wrong "dependencies: $(depends "$service")"
+[[ $(dpkg-deb -f "$agent" Recommends) == *sorrelwind-hub-bin* ]] || wrong "the agent does not bring the hub's program"
 [[ $(depends "$agent") == *libqt6gui6* && $(depends "$agent") == *libc6\ \(* ]] || wrong "dependencies: $(depends "$agent")"
 [[ $(depends "$hub") == *libssl3* && $(depends "$hub") != *libqt* ]] || wrong "dependencies: $(depends "$hub")"
 
 # Every file with its mode; whatever else is in there has to be added here on purpose.
 files() { dpkg-deb -c "$1" | awk '$1 !~ /^d/ { print $1, $2, substr($6, 2) }' | sort -k 3; }
-expected() {
-  local program=$1 file
-  shift
-  for file in "$@" /usr/share/doc/$program/{changelog.Debian.gz,copyright} \
-    /usr/share/bash-completion/completions/$program /usr/share/zsh/vendor-completions/_$program \
-    /usr/share/fish/vendor_completions.d/$program.fish; do
-    echo "-rw-r--r-- root/root $file"
-  done
-  echo "-rwxr-xr-x root/root /usr/bin/$program"
+expected() { # PACKAGE FILE…
+  local file
+  for file in /usr/share/doc/$1/{changelog.Debian.gz,copyright} "${@:2}"; do
+    case $file in
+      /usr/bin/*) echo "-rwxr-xr-x root/root $file" ;;
+      *) echo "-rw-r--r-- root/root $file" ;;
+    esac
+  done | sort -k 3
 }
-run "files of the agent" diff <(files "$agent") <(expected sorrelwind \
+program() { # NAME MAN-PAGE
+  echo /usr/bin/$1 /usr/share/man/man${2##*.}/$2.gz /usr/share/bash-completion/completions/$1 \
+    /usr/share/zsh/vendor-completions/_$1 /usr/share/fish/vendor_completions.d/$1.fish
+}
+run "files of the agent" diff <(files "$agent") <(expected sorrelwind $(program sorrelwind sorrelwind.1) \
   /usr/lib/systemd/user/sorrelwind.service /usr/share/applications/sorrelwind.desktop \
-  /usr/share/icons/hicolor/scalable/apps/sorrelwind.svg /usr/share/man/man1/sorrelwind.1.gz \
-  /usr/share/metainfo/sorrelwind.metainfo.xml | sort -k 3)
+  /usr/share/icons/hicolor/scalable/apps/sorrelwind.svg /usr/share/metainfo/sorrelwind.metainfo.xml)
 if [ -d "$build/share/sorrelwind-hub/web" ]; then
   run "the hub's page" diff <(cd "$build/share/sorrelwind-hub/web" && find . -type f | sort) \
     <(files "$hub" | sed -n 's:.* /usr/share/sorrelwind-hub/web/:./:p' | sort)
 fi
-run "files of the hub" diff <(files "$hub" | grep -v ' /usr/share/sorrelwind-hub/web/') <(expected \
-  sorrelwind-hub /etc/default/sorrelwind-hub /usr/lib/systemd/system/sorrelwind-hub.service \
-  /usr/share/man/man8/sorrelwind-hub.8.gz | sort -k 3)
+run "files of the hub" diff <(files "$hub" | grep -v ' /usr/share/sorrelwind-hub/web/') \
+  <(expected sorrelwind-hub-bin $(program sorrelwind-hub sorrelwind-hub.8))
+run "files of the service" diff <(files "$service") <(expected sorrelwind-hub \
+  /etc/default/sorrelwind-hub /usr/lib/systemd/system/sorrelwind-hub.service)
 
 tree=$work/tree
-for deb in "$agent" "$hub"; do run "unpacking" dpkg-deb -x "$deb" "$tree"; done
+for deb in "$agent" "$hub" "$service"; do run "unpacking" dpkg-deb -x "$deb" "$tree"; done
 share=$tree/usr/share
 run "desktop entry" desktop-file-validate "$share/applications/sorrelwind.desktop"
 run "metadata" appstreamcli validate --no-net --no-color "$share/metainfo/sorrelwind.metainfo.xml"
@@ -107,19 +115,32 @@ wanted=$host/etc/systemd/system/multi-user.target.wants/sorrelwind-hub.service
 option='SORRELWIND_HUB_OPTIONS="--listen 127.0.0.1:9"'
 run "installation" dpkg -i "$agent" "$hub"
 run "programs are in place" "$host/usr/bin/sorrelwind-hub" --version
+[ -z "$(find "$host/etc" "$host/usr/lib/systemd/system" 2>/dev/null)" ] || wrong "the program brings a service"
+
+# The service's first package had the program in it.
+old=$work/old
+mkdir "$old"
+dpkg-deb -R "$service" "$old/both"
+dpkg-deb -x "$hub" "$old/both"
+rm -r "$old/both/usr/share/doc/sorrelwind-hub-bin"
+sed -i -e 's/^Version:.*/Version: 0.1.0-1/' -e '/^Depends:/d' "$old/both/DEBIAN/control"
+run "the old package" "${as_root[@]}" dpkg-deb --root-owner-group -b "$old/both" "$old/sorrelwind-hub.deb"
+run "purge before the old package" dpkg --purge sorrelwind-hub-bin
+run "installation of the old package" dpkg -i "$old/sorrelwind-hub.deb"
 [ -L "$wanted" ] || wrong "the hub's service is not enabled"
 rm "$wanted"
 echo "$option" >"$host/etc/default/sorrelwind-hub"
 mkdir -p "$host/var/lib/private/sorrelwind-hub"
 ln -s private/sorrelwind-hub "$host/var/lib/sorrelwind-hub"
 touch "$host/var/lib/private/sorrelwind-hub/hub.db"
-run "upgrade" dpkg -i "$hub"
+run "upgrade" dpkg -i --auto-deconfigure "$hub" "$service"
+run "the program after the upgrade" "$host/usr/bin/sorrelwind-hub" --version
 [ -L "$wanted" ] && wrong "an upgrade enables what the administrator disabled"
 run "options outlive an upgrade" grep -qF -- "$option" "$host/etc/default/sorrelwind-hub"
-run "removal" dpkg --remove sorrelwind sorrelwind-hub
+run "removal" dpkg --remove "${packages[@]}"
 run "memberships outlive a removal" test -f "$host/var/lib/sorrelwind-hub/hub.db"
 run "options outlive a removal" grep -qF -- "$option" "$host/etc/default/sorrelwind-hub"
-run "purge" dpkg --purge sorrelwind sorrelwind-hub
+run "purge" dpkg --purge "${packages[@]}"
 left=$(find "$host" -iname '*sorrelwind*' | grep -v '/var/lib/dpkg/')
 [ -z "$left" ] || wrong "left behind: $left"
 exit $failed
