@@ -12,7 +12,7 @@
 #include "core/app_model.h"
 #include "hub/network.h"
 #include "ui/appearance.h"
-#include "ui/hub_host.h"
+#include "hosting/hub_host.h"
 #include "ui/launch_at_login.h"
 #include "ui/session_bus.h"
 

@@ -6,7 +6,7 @@
 #include "tests/support/wait.h"
 #include "tests/ui/model_over_hub.h"
 #include "ui/appearance.h"
-#include "ui/hub_host.h"
+#include "hosting/hub_host.h"
 #include "ui/launch_at_login.h"
 #include "ui/onboarding_window.h"
 #include "ui/pairing_window.h"

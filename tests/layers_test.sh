@@ -23,7 +23,8 @@ allow hub account base
 allow crypto hub account base
 allow clipboard base
 allow core crypto hub clipboard account base
-allow ui core crypto hub clipboard account base
-allow app ui core crypto hub clipboard account base
+allow hosting hub account base
+allow ui hosting core crypto hub clipboard account base
+allow app ui hosting core crypto hub clipboard account base
 allow relay
 exit $broken

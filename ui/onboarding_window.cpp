@@ -2,7 +2,7 @@
 
 #include "account/server_defaults.h"
 #include "core/app_model.h"
-#include "ui/hub_host.h"
+#include "hosting/hub_host.h"
 #include "ui/onboarding/done_page.h"
 #include "ui/onboarding/join_page.h"
 #include "ui/onboarding/onboarding_view.h"

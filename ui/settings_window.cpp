@@ -1,6 +1,6 @@
 #include "ui/settings_window.h"
 
-#include "ui/hub_host.h"
+#include "hosting/hub_host.h"
 #include "ui/settings/settings_view.h"
 
 namespace sorrelwind {

@@ -2,9 +2,9 @@
 #include "tests/support/print_qt.h"
 #include "tests/support/wait.h"
 #include "tests/ui/played_systemd.h"
-#include "ui/hosting/local_address.h"
-#include "ui/hosting/service_unit.h"
-#include "ui/hub_host.h"
+#include "hosting/local_address.h"
+#include "hosting/service_unit.h"
+#include "hosting/hub_host.h"
 
 #include <QFileInfo>
 #include <QSysInfo>

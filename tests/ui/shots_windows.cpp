@@ -9,7 +9,7 @@
 #include "tests/ui/played_systemd.h"
 #include "tests/ui/screenshots.h"
 #include "ui/controls/choice_control.h"
-#include "ui/hub_host.h"
+#include "hosting/hub_host.h"
 #include "ui/launch_at_login.h"
 #include "ui/onboarding/done_page.h"
 #include "ui/onboarding/join_page.h"

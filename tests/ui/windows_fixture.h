@@ -9,7 +9,7 @@
 #include "tests/support/print_qt.h"
 #include "tests/support/scripted_hub.h"
 #include "tests/ui/accessible.h"
-#include "ui/hub_host.h"
+#include "hosting/hub_host.h"
 #include "ui/launch_at_login.h"
 
 #include <QAbstractButton>

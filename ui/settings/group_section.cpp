@@ -5,7 +5,7 @@
 #include "ui/controls/brand_button.h"
 #include "ui/controls/card.h"
 #include "ui/controls/text_label.h"
-#include "ui/hub_host.h"
+#include "hosting/hub_host.h"
 #include "ui/palette.h"
 #include "ui/settings/settings_row.h"
 #include "ui/settings/settings_view.h"

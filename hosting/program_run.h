@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/hosting/awaited.h"
+#include "hosting/awaited.h"
 
 #include <QHostAddress>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "ui/hosting/service_unit.h"
+#include "hosting/service_unit.h"
 
 #include <QStandardPaths>
 

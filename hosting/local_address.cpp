@@ -1,6 +1,6 @@
-#include "ui/hosting/local_address.h"
+#include "hosting/local_address.h"
 
-#include "ui/hosting/awaited.h"
+#include "hosting/awaited.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -1,10 +1,10 @@
-#include "ui/hub_host.h"
+#include "hosting/hub_host.h"
 
 #include "base/defaults.h"
-#include "ui/hosting/awaited.h"
-#include "ui/hosting/local_address.h"
-#include "ui/hosting/program_run.h"
-#include "ui/hosting/service_unit.h"
+#include "hosting/awaited.h"
+#include "hosting/local_address.h"
+#include "hosting/program_run.h"
+#include "hosting/service_unit.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "ui/hosting/program_run.h"
+#include "hosting/program_run.h"
 
 #include <QNetworkProxy>
 #include <QProcess>
