@@ -8,6 +8,8 @@ namespace sorrelwind {
 
 namespace {
 
+const QString kNoHub = QStringLiteral("https://hub.sorrelwind.example");
+
 bool hasSpaceOrControl(QStringView text) {
     return std::any_of(text.begin(), text.end(),
                        [](QChar c) { return c.isSpace() || c.category() == QChar::Other_Control; });
@@ -17,7 +19,13 @@ bool hasSpaceOrControl(QStringView text) {
 
 QString ServerDefaults::initial() {
     const QString fromEnvironment = qEnvironmentVariable("SORRELWIND_SERVER");
-    return normalize(fromEnvironment).value_or(QStringLiteral(SORRELWIND_DEFAULT_HUB));
+    const QString builtIn = normalize(QStringLiteral(SORRELWIND_DEFAULT_HUB)).value_or(kNoHub);
+    return normalize(fromEnvironment).value_or(builtIn);
+}
+
+std::optional<QString> ServerDefaults::offered() {
+    const QString server = initial();
+    return server == kNoHub ? std::nullopt : std::optional(server);
 }
 
 std::optional<QString> ServerDefaults::normalize(const QString& text) {

@@ -9,8 +9,11 @@ namespace sorrelwind {
 /// Which hub to speak to, and how its address is written.
 class ServerDefaults {
 public:
-    /// The environment's SORRELWIND_SERVER when it is an address, else the built-in hub.
+    /// The environment's SORRELWIND_SERVER when it is an address, else the built-in hub. Where none
+    /// was built in, that is a name reserved for examples (RFC 2606), which no hub answers at.
     [[nodiscard]] static QString initial();
+    /// initial() where a hub may answer at it, else none.
+    [[nodiscard]] static std::optional<QString> offered();
 
     /// The canonical base address, "https://" or "http://", host and port, without a final slash;
     /// none when `text` cannot be a hub's address. A missing scheme is https; wss and ws become

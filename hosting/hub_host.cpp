@@ -190,10 +190,11 @@ Task<> HubHost::settle() {
 
 Task<Result<QString, Sentence>> HubHost::bringUp() {
     if (m_options.program.isEmpty())
-        co_return failure(Sentence::of(
-            u"这台电脑上没有 sorrelwind-hub 程序。请安装它，或填写另一个服务器的地址。",
-            u"The program sorrelwind-hub is not on this computer. Install it, or give the "
-            u"address of another hub."));
+        co_return failure(
+            Sentence::of(u"这台电脑上没有 sorrelwind-hub 程序。请安装软件包 "
+                         u"sorrelwind-hub-bin，或给出另一个服务器的地址。",
+                         u"The program sorrelwind-hub is not on this computer. Install the package "
+                         u"sorrelwind-hub-bin, or give the address of another hub."));
     QString name;
     if (m_options.mayUseAvahi)
         name = co_await multicastName();

@@ -114,14 +114,17 @@ QString hostedHubAddress(const QString& name, const QHostAddress& address, quint
     return QStringLiteral("http://%1:%2").arg(hasName ? name : address.toString()).arg(port);
 }
 
+bool isLoopback(const QString& server) {
+    const QString host = QUrl(server).host();
+    return host == QLatin1StringView("localhost") || QHostAddress(host).isLoopback();
+}
+
 bool isThisComputer(const QString& server) {
     const QString host = QUrl(server).host();
     const QString name = QSysInfo::machineHostName();
-    if (host == QLatin1StringView("localhost") ||
-        host.compare(name + QLatin1StringView(".local"), Qt::CaseInsensitive) == 0)
-        return true;
-    const QHostAddress address(host);
-    return address.isLoopback() || QNetworkInterface::allAddresses().contains(address);
+    return isLoopback(server) ||
+           host.compare(name + QLatin1StringView(".local"), Qt::CaseInsensitive) == 0 ||
+           QNetworkInterface::allAddresses().contains(QHostAddress(host));
 }
 
 } // namespace sorrelwind

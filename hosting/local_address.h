@@ -28,6 +28,9 @@ namespace sorrelwind {
 [[nodiscard]] QString hostedHubAddress(const QString& name, const QHostAddress& address,
                                        quint16 port);
 
+/// Whether `server`, a canonical hub address, is one that no other computer reaches.
+[[nodiscard]] bool isLoopback(const QString& server);
+
 /// Whether `server`, a canonical hub address, names this computer.
 [[nodiscard]] bool isThisComputer(const QString& server);
 

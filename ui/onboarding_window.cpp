@@ -13,10 +13,11 @@ namespace sorrelwind {
 
 OnboardingWindowController::OnboardingWindowController(AppModel& model, OnboardingServices services)
     : m_model(model), m_services(std::move(services)) {
+    const auto server = ServerDefaults::offered();
     const CreatePage::Prefill prefill{
         MembershipFlow::hostDeviceName(),
         m_services.store.legacyPassphrase().value_or(Crypto::randomPassphrase()),
-        ServerDefaults::initial(), m_services.hubHost.hosts()};
+        server.value_or(QString()), m_services.hubHost.hosts() || !server};
     m_view = std::make_unique<OnboardingView>(
         OnboardingView::Parts{m_model, m_services.l10n, m_services.launchAtLogin, prefill,
                               m_services.copyText, m_services.showsIcon});
@@ -27,6 +28,8 @@ OnboardingWindowController::OnboardingWindowController(AppModel& model, Onboardi
     m_view->donePage().onDone = [this] { m_view->close(); };
     m_view->donePage().onAddDevice = [this] { finish(true); };
     m_view->onClosed = [this] { finish(false); };
+    if (!server && !m_services.hubHost.hosts())
+        m_tasks.start(lookForHub());
 }
 
 OnboardingWindowController::~OnboardingWindowController() {
@@ -41,6 +44,12 @@ void OnboardingWindowController::present() {
 
 void OnboardingWindowController::close() {
     m_view->close();
+}
+
+Task<> OnboardingWindowController::lookForHub() {
+    auto asking = hubAnswers(m_services.network, m_services.hubOfThisComputer);
+    if (co_await std::move(asking))
+        m_view->createPage().offerHub(m_services.hubOfThisComputer);
 }
 
 bool OnboardingWindowController::prepare(FormPage& page) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/membership_flow.h"
+#include "hosting/hub_probe.h"
 
 #include <QObject>
 
@@ -24,8 +25,9 @@ struct OnboardingServices {
     L10n& l10n;
     HubHost& hubHost;
     LaunchAtLogin& launchAtLogin;
-    std::function<void(const QString&)> copyText; // a secret, to this computer's clipboard only
-    std::function<bool()> showsIcon;              // whether the desktop has a place for it
+    std::function<void(const QString&)> copyText;   // a secret, to this computer's clipboard only
+    std::function<bool()> showsIcon;                // whether the desktop has a place for it
+    QString hubOfThisComputer = kHubOfThisComputer; // where one may answer
 };
 
 /// The window in which a person creates a group or joins one. It carries the wish out, hands the
@@ -47,6 +49,7 @@ public:
     std::function<void()> onAddDevice;
 
 private:
+    Task<> lookForHub();
     void create();
     void join();
     void makeMembership(FormPage& page, const MembershipFlow::Wish& wish);
@@ -62,6 +65,7 @@ private:
     std::unique_ptr<MembershipFlow> m_flow; // present while a membership is being made
     bool m_startedHub = false;              // for a membership that is not there yet
     bool m_finished = false;
+    TaskScope m_tasks;
 };
 
 } // namespace sorrelwind

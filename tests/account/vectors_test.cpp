@@ -51,6 +51,10 @@ TEST(ServerDefaults, TakesTheEnvironmentWhenItIsAnAddress) {
     for (const auto& [value, address] : kTable) {
         qputenv("SORRELWIND_SERVER", value);
         EXPECT_EQ(ServerDefaults::initial(), address) << value;
+        // None is built in here: a reserved name is nothing to offer.
+        EXPECT_EQ(ServerDefaults::offered(),
+                  address == builtIn ? std::nullopt : std::optional(address))
+            << value;
     }
     qunsetenv("SORRELWIND_SERVER");
 }

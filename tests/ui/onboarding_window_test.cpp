@@ -1,3 +1,4 @@
+#include "tests/ui/played_systemd.h"
 #include "tests/ui/windows_fixture.h"
 #include "ui/onboarding/invitation.h"
 #include "ui/onboarding_window.h"
@@ -14,13 +15,16 @@ const QByteArray kEndlessCrypto = QByteArray(kCrypto).replace(":2,", ":214748364
 
 class Onboarding : public WindowsFixture {
 protected:
-    Onboarding() { startModel(); }
+    Onboarding() {
+        qunsetenv("SORRELWIND_SERVER");
+        startModel();
+    }
 
     void open() {
         window_ = std::make_unique<OnboardingWindowController>(
             *model, OnboardingServices{store, network, l10n, hubHost, launchAtLogin,
                                        [this](const QString& text) { copied << text; },
-                                       [this] { return showsIcon; }});
+                                       [this] { return showsIcon; }, hubOfThisComputer});
         window_->onFinish = [this] {
             calls << u"finish"_qs;
             window_.reset();
@@ -32,8 +36,10 @@ protected:
         open();
         press(u"Get Started"_qs);
         press(u"Create a group"_qs);
+        useAddress();
         type("server", hub.base());
     }
+    static void useAddress() { QTest::keyClick(seen<QWidget>("hubChoice"), Qt::Key_Left); }
     void openJoin() {
         open();
         press(u"Get Started"_qs);
@@ -46,6 +52,7 @@ protected:
     QStringList calls;
     std::unique_ptr<OnboardingWindowController> window_;
     bool showsIcon = true;
+    QString hubOfThisComputer = u"http://127.0.0.1:9"_qs; // nobody answers
 };
 
 TEST_F(Onboarding, CreatesAGroupByKeyboardAlone) {
@@ -61,6 +68,9 @@ TEST_F(Onboarding, CreatesAGroupByKeyboardAlone) {
     EXPECT_EQ(window()->focusWidget(), name);
     EXPECT_FALSE(name->text().isEmpty());
     EXPECT_EQ(seen<QLineEdit>("passphrase")->text().size(), 23);
+    useAddress();
+    EXPECT_EQ(seen<QLineEdit>("server")->text(), QString());
+    EXPECT_EQ(seen<QLineEdit>("server")->placeholderText(), u"https://hub.example"_qs);
     expectTabReachesAll();
     type("deviceName", u" Desk "_qs);
     type("passphrase", u"my own words"_qs);
@@ -139,12 +149,54 @@ TEST_F(Onboarding, FieldsAreCheckedAsTheyAreTyped) {
     EXPECT_TRUE(hub.requests.isEmpty());
 }
 
+TEST_F(Onboarding, OffersTheHubThatIsThereElseHosting) {
+    const QByteArray healthy = R"({"ok":true,"version":"0.1.0"})";
+    const struct {
+        const char* what;
+        QByteArray environment;
+        Answer health;
+        bool typesFirst;
+        QString offered; // empty: hosting
+    } kTable[] = {
+        {"a hub of this computer", "", {.body = healthy}, false, hub.base()},
+        {"another program", "", {.body = "{}"}, false, {}},
+        {"a hub in trouble", "", {.status = 503, .body = healthy}, false, {}},
+        {"what a person chose stands", "", {.body = healthy}, true, {}},
+        {"the environment's", "hub.example", {.body = healthy}, false, u"https://hub.example"_qs},
+    };
+    hubOfThisComputer = hub.base();
+    for (const auto& [what, environment, health, typesFirst, offered] : kTable) {
+        SCOPED_TRACE(what);
+        const Environment server("SORRELWIND_SERVER", environment);
+        hub.requests.clear();
+        hub.on("GET /healthz", {health});
+        open();
+        press(u"Get Started"_qs);
+        press(u"Create a group"_qs);
+        EXPECT_EQ(seen<QLineEdit>("server") == nullptr, environment.isEmpty());
+        if (typesFirst) {
+            useAddress();
+            QTest::keyClick(seen<QWidget>("hubChoice"), Qt::Key_Right);
+        }
+        if (environment.isEmpty()) {
+            ASSERT_TRUE(waitFor([&] { return hub.count("GET /healthz") == 1; }));
+            if (offered.isEmpty())
+                runFor(std::chrono::milliseconds(100));
+            else
+                ASSERT_TRUE(waitFor([] { return seen<QLineEdit>("server") != nullptr; }));
+        }
+        auto* field = seen<QLineEdit>("server");
+        EXPECT_EQ(field ? field->text() : QString(), offered);
+        EXPECT_EQ(says(u"Phones and other computers can’t reach"_qs), offered == hub.base());
+        key(Qt::Key_Escape);
+        ASSERT_TRUE(waitFor([&] { return window_ == nullptr; }));
+    }
+}
+
 TEST_F(Onboarding, HostingThatCannotBeSaysWhy) {
-    openCreate();
-    auto* choice = seen<QWidget>("hubChoice");
-    ASSERT_NE(choice, nullptr);
-    QTest::keyClick(choice, Qt::Key_Right);
-    EXPECT_EQ(seen<QLineEdit>("server"), nullptr);
+    open();
+    press(u"Get Started"_qs);
+    press(u"Create a group"_qs);
     press(u"Create Group"_qs);
     ASSERT_TRUE(waitFor([] { return says(u"sorrelwind-hub is not on this computer"_qs); }));
     EXPECT_TRUE(hub.requests.isEmpty());
@@ -275,6 +327,9 @@ TEST_F(Onboarding, LanguageSwitchReachesEveryPage) {
     both("join by code");
     press(u"Back"_qs);
     press(u"Create a group"_qs);
+    both("create, hosting");
+    useAddress();
+    both("create without an address");
     type("server", hub.base());
     both("create");
     press(u"Create Group"_qs);
@@ -285,7 +340,7 @@ TEST_F(Onboarding, LanguageSwitchReachesEveryPage) {
     press(u"Create Group"_qs);
     ASSERT_TRUE(reachesDone());
     both("done");
-    EXPECT_EQ(model->languageEpoch(), 14 + 2);
+    EXPECT_EQ(model->languageEpoch(), 18 + 2);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "account/server_defaults.h"
 #include "core/membership_flow.h"
 #include "crypto/clipboard_crypto.h"
+#include "hosting/local_address.h"
 #include "ui/controls/choice_control.h"
 #include "ui/controls/icon_button.h"
 #include "ui/controls/text_field.h"
@@ -44,7 +45,7 @@ CreatePage::CreatePage(const L10n& l10n, const Prefill& prefill,
     m_server->setObjectName(QStringLiteral("server"));
     m_hubChoice->setObjectName(QStringLiteral("hubChoice"));
     m_hubChoice->setCurrent(prefill.hosts ? 1 : 0);
-    m_hubChoice->onChosen = [this](int) { typed(); };
+    m_hubChoice->onChosen = [this](int) { hubTyped(); };
 
     auto* inField = new QHBoxLayout(m_passphrase);
     inField->setContentsMargins(0, 0, 4, 0);
@@ -67,7 +68,8 @@ CreatePage::CreatePage(const L10n& l10n, const Prefill& prefill,
     addBlock(m_hubLabel, hub, m_hubNote);
     for (TextField* field : {m_name, m_passphrase, m_server}) {
         submitsByEnter(field);
-        connect(field, &TextField::textEdited, this, [this] { typed(); });
+        connect(field, &TextField::textEdited, this,
+                [this, field] { field == m_server ? hubTyped() : typed(); });
     }
     CreatePage::render();
 }
@@ -113,9 +115,24 @@ void CreatePage::typed() {
     updateSubmit();
 }
 
+void CreatePage::hubTyped() {
+    m_hubTyped = true;
+    typed();
+}
+
+void CreatePage::offerHub(const QString& server) {
+    if (m_hubTyped || busy())
+        return;
+    m_server->setText(server);
+    m_hubChoice->setCurrent(0);
+    renderHub();
+    updateSubmit();
+}
+
 void CreatePage::renderHub() {
+    const bool empty = m_server->text().trimmed().isEmpty();
     m_server->setVisible(!hosts());
-    m_server->setFaulty(!hosts() && !server());
+    m_server->setFaulty(!hosts() && !empty && !server());
     m_hubNote->setRole(TextRole::tertiary);
     if (hosts()) {
         m_hubNote->setText(
@@ -123,14 +140,20 @@ void CreatePage::renderHub() {
                  u"这台电脑关机或离线时，其他设备无法同步。",
                  u"The hub will run on this computer for devices on the same network. While this "
                  u"computer is off or away, they do not sync."));
-    } else if (const auto address = server()) {
+    } else if (empty) {
+        m_hubNote->setText(text(u"请填写服务器地址。", u"Give the hub’s address."));
+    } else if (const auto address = server(); address && isLoopback(*address)) {
+        m_hubNote->setText(text(u"将连接 %1。手机和其他电脑无法访问这个地址；要添加它们，"
+                                u"请选择“在这台电脑上运行服务器”。",
+                                u"Connects to %1. Phones and other computers can’t reach that "
+                                u"address; to add them, choose “Host the hub on this computer”.")
+                               .arg(*address));
+    } else if (address) {
         m_hubNote->setText(text(u"将连接 %1", u"Connects to %1").arg(*address));
     } else {
         m_hubNote->setRole(TextRole::danger);
-        m_hubNote->setText(m_server->text().trimmed().isEmpty()
-                               ? text(u"请填写服务器地址", u"Give the hub’s address")
-                               : text(u"这不是服务器地址，例如 https://hub.example",
-                                      u"That is not a hub’s address, such as https://hub.example"));
+        m_hubNote->setText(text(u"这不是服务器地址，例如 https://hub.example",
+                                u"That is not a hub’s address, such as https://hub.example"));
     }
 }
 
@@ -153,6 +176,7 @@ void CreatePage::render() {
                              text(u"在这台电脑上运行服务器", u"Host the hub on this computer")});
     m_hubChoice->setAccessibleName(m_hubLabel->text());
     m_server->setAccessibleName(text(u"服务器地址", u"Hub address"));
+    m_server->setPlaceholderText(QStringLiteral("https://hub.example"));
     renderHub();
     updateSubmit();
 }

@@ -15,7 +15,7 @@ public:
     struct Prefill {
         QString deviceName;
         QString passphrase;
-        QString server;
+        QString server; // empty: none is known
         bool hosts = false;
     };
     CreatePage(const L10n& l10n, const Prefill& prefill,
@@ -23,6 +23,9 @@ public:
 
     void render() override;
     [[nodiscard]] QWidget* firstFocus() override;
+
+    /// Chooses the hub at `server` unless the person has chosen already.
+    void offerHub(const QString& server);
 
     [[nodiscard]] QString deviceName() const;
     [[nodiscard]] QString passphrase() const;
@@ -37,6 +40,7 @@ private:
     void regenerate();
     void copyPassphrase();
     void typed();
+    void hubTyped();
     void renderHub();
 
     std::function<void(const QString&)> m_copyText;
@@ -51,6 +55,7 @@ private:
     ChoiceControl* m_hubChoice;
     TextField* m_server;
     TextLabel* m_hubNote;
+    bool m_hubTyped = false;
 };
 
 } // namespace sorrelwind

@@ -110,7 +110,7 @@ void JoinPage::renderEntry() {
     m_entryNote->setText(note);
     m_passphraseBlock->setVisible(what.needsPassphrase());
     m_serverBlock->setVisible(what.needsServer());
-    m_server->setFaulty(!server());
+    m_server->setFaulty(!m_server->text().trimmed().isEmpty() && !server());
 }
 
 void JoinPage::render() {
@@ -125,6 +125,7 @@ void JoinPage::render() {
     m_passphrase->setAccessibleName(m_passphraseLabel->text());
     m_serverLabel->setText(text(u"服务器地址", u"Hub address"));
     m_server->setAccessibleName(m_serverLabel->text());
+    m_server->setPlaceholderText(QStringLiteral("https://hub.example"));
     m_nameLabel->setText(text(u"设备名称", u"Device name"));
     m_name->setAccessibleName(m_nameLabel->text());
     renderEntry();
