@@ -10,9 +10,9 @@
 #include "base/prefs.h"
 #include "clipboard/make_pasteboard.h"
 #include "core/app_model.h"
+#include "hosting/hub_host.h"
 #include "hub/network.h"
 #include "ui/appearance.h"
-#include "hosting/hub_host.h"
 #include "ui/launch_at_login.h"
 #include "ui/session_bus.h"
 
@@ -32,11 +32,11 @@ void say(const QString& sentence) {
 }
 
 int sayRunning(const CommandLine& line, const L10n& l10n) {
-    say(l10n.text(u"Sorrelwind 已经在使用 %1 运行。用 sorrelwind status 查看它，或用 "
-                  u"--config-dir 另选一个文件夹。",
-                  u"Sorrelwind is running on %1 already — see it with: sorrelwind status, or name "
-                  u"another directory with --config-dir.")
-            .arg(line.configDir));
+    say(l10n.text(u"Sorrelwind 已经在使用 %1 运行。用 %2 查看它，或用 --config-dir "
+                  u"另选一个文件夹。",
+                  u"Sorrelwind is running on %1 already — see it with: %2, or name another "
+                  u"directory with --config-dir.")
+            .arg(line.configDir, commandLine(line.configDir, QStringLiteral("status"))));
     return kExitRunning;
 }
 
@@ -67,9 +67,10 @@ QStringList startCommand(const CommandLine& line) {
 int failWithoutDesktop(const CommandLine& line, const L10n& l10n) {
     if (const auto code = showRunningAgent(line, l10n))
         return *code;
-    say(l10n.text(u"这里没有桌面可以显示图标和窗口。只在后台运行：sorrelwind --headless",
+    say(l10n.text(u"这里没有桌面可以显示图标和窗口。只在后台运行：%1",
                   u"There is no desktop here to show the icon and the windows on — to run without "
-                  u"them: sorrelwind --headless"));
+                  u"them: %1")
+            .arg(commandLine(line.configDir, QStringLiteral("--headless"))));
     return kExitFailed;
 }
 
@@ -110,7 +111,8 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     QObject::connect(pasteboard.get(), &Pasteboard::ended, QCoreApplication::instance(),
                      [] { QCoreApplication::exit(kExitFailed); });
     AppModel model({store, *pasteboard, network, l10n, prefs});
-    ControlServer control(model, store, l10n);
+    HubHost hubHost(defaults);
+    ControlServer control(model, store, hubHost, l10n);
     if (!control.listen(controlSocketPath(store.dir()))) {
         return fail(
             l10n.text(u"无法在 %1 中建立控制接口。请用 --config-dir 换一个路径较短的文件夹。",
@@ -123,7 +125,6 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
     QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &model,
                      &AppModel::shutdown);
 
-    HubHost hubHost(defaults);
     hubHost.resume();
     LaunchAtLogin launchAtLogin(startCommand(line));
     std::optional<AppCoordinator> coordinator;
@@ -142,9 +143,10 @@ int runAgent(const CommandLine& line, Defaults& defaults, L10n& l10n) {
                           u"permissions, or move it away and join again.")
                     .arg(store.fileUrl()));
         } else if (!hasFace) {
-            say(l10n.text(u"还没有加入设备组。新建：sorrelwind create；加入：sorrelwind join",
-                          u"In no group yet. Make one with: sorrelwind create; join one with: "
-                          u"sorrelwind join"));
+            say(l10n.text(u"还没有加入设备组。新建：%1；加入：%2",
+                          u"In no group yet. Make one with: %1; join one with: %2")
+                    .arg(commandLine(line.configDir, QStringLiteral("create")),
+                         commandLine(line.configDir, QStringLiteral("join"))));
         }
     }
     const int code = QCoreApplication::exec();

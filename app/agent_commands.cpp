@@ -1,6 +1,7 @@
 #include "app/agent_commands.h"
 
 #include "app/control_client.h"
+#include "app/display.h"
 #include "app/terminal_qr.h"
 #include "base/printable.h"
 #include "clipboard/clipboard_text.h"
@@ -107,10 +108,11 @@ void printPairing(const QJsonObject& pairing, Lang lang) {
                    u"The link contains the encryption key — only send it to your own devices."));
 }
 
-QString sentence(ControlFailure reason, Lang lang) {
+QString sentence(ControlFailure reason, const QString& configDir, Lang lang) {
     if (reason == ControlFailure::notRunning)
-        return pick(lang, u"Sorrelwind 没有在运行，请先启动：sorrelwind",
-                    u"Sorrelwind is not running — start it with: sorrelwind");
+        return pick(lang, u"Sorrelwind 没有在运行，请先启动：%1",
+                    u"Sorrelwind is not running — start it with: %1")
+            .arg(startLine(configDir));
     if (reason == ControlFailure::forbidden)
         return pick(lang, u"Sorrelwind 由另一个用户运行，请以那个用户的身份执行此命令",
                     u"Sorrelwind is another user's here — run this command as that user");
@@ -189,7 +191,7 @@ int follow(const CommandLine& line, Lang lang) {
     return fail(reason == ControlFailure::noAnswer
                     ? pick(lang, u"Sorrelwind 已结束，或本机已离开设备组",
                            u"Sorrelwind has ended, or this device is no longer in the group")
-                    : sentence(reason, lang));
+                    : sentence(reason, line.configDir, lang));
 }
 
 } // namespace
@@ -205,7 +207,7 @@ int runAgentCommand(const CommandLine& line, const L10n& l10n) {
     }
     const auto reply = askAgent(line.configDir, request);
     if (!reply)
-        return fail(sentence(reply.error(), lang));
+        return fail(sentence(reply.error(), line.configDir, lang));
     if (reply->error)
         return fail(*reply->error);
     const QJsonObject& result = reply->result;

@@ -49,7 +49,12 @@ public:
                            clipboardChoiceName(ClipboardChoice::wayland)}));
 
         auto* create = command("create", u"新建设备组", u"Make a new group");
-        addMembership(create);
+        CLI::Option* server = addMembership(create);
+        create
+            ->add_flag("--host", m_result.hosts,
+                       text(u"在这台电脑上运行服务器，供同一网络中的设备使用",
+                            u"Host the hub on this computer, for devices on the same network"))
+            ->excludes(server);
         auto* join = command("join", u"用配对链接或配对码加入设备组",
                              u"Join a group by a pairing link or a pairing code");
         join->add_option("LINK|CODE", m_argument,
@@ -200,14 +205,15 @@ private:
     void addJson(CLI::App* command) {
         command->add_flag("--json", m_result.json, text(u"以 JSON 输出", u"Print JSON"));
     }
-    void addMembership(CLI::App* command) {
-        command
-            ->add_option(
-                "--server", m_server,
-                text(u"服务器地址（默认取自 SORRELWIND_SERVER 或内置地址）",
-                     u"The hub's address (default: SORRELWIND_SERVER or the built-in one)"))
-            ->type_name("URL")
-            ->check(notEmpty());
+    CLI::Option* addMembership(CLI::App* command) {
+        CLI::Option* server =
+            command
+                ->add_option("--server", m_server,
+                             text(u"服务器地址（默认取自 SORRELWIND_SERVER 或内置地址，若有）",
+                                  u"The hub's address (default: SORRELWIND_SERVER, or the built-in "
+                                  u"one if there is one)"))
+                ->type_name("URL")
+                ->check(notEmpty());
         command
             ->add_option(
                 "--name", m_name,
@@ -217,6 +223,7 @@ private:
         command->add_flag(
             "--passphrase-stdin", m_result.passphraseFromStdin,
             text(u"从标准输入读取一行口令", u"Read the passphrase, one line, from standard input"));
+        return server;
     }
 
     Lang m_lang;
@@ -230,6 +237,19 @@ private:
 };
 
 } // namespace
+
+QString commandLine(const QString& configDir, const QString& words) {
+    static const QRegularExpression kPlain(QStringLiteral("^[\\w@%+=:,./-]+$"),
+                                           QRegularExpression::UseUnicodePropertiesOption);
+    QString line = QStringLiteral("sorrelwind");
+    if (configDir != AccountStore::defaultDir()) {
+        QString folder = configDir;
+        if (!kPlain.match(folder).hasMatch())
+            folder = u'\'' + folder.replace(u'\'', QLatin1StringView("'\\''")) + u'\'';
+        line += QStringLiteral(" --config-dir ") + folder;
+    }
+    return words.isEmpty() ? line : line + u' ' + words;
+}
 
 QString clipboardChoiceName(ClipboardChoice choice) {
     switch (choice) {

@@ -24,9 +24,13 @@ struct CommandLine {
     bool nullEnded = false; // receive ends each text with NUL
     bool passphraseFromStdin = false;
     std::optional<QString> server; // canonical
+    bool hosts = false;            // create hosts the hub on this computer
     std::optional<QString> name;
     QString argument; // of join, remove, rename, send; null when not given
 };
+
+/// The line for a shell that calls this program with `words` on the same config directory.
+[[nodiscard]] QString commandLine(const QString& configDir, const QString& words);
 
 /// Exit codes of the program.
 inline constexpr int kExitDone = 0;

@@ -1,8 +1,10 @@
 #include "app/control_server.h"
 
 #include "account/account_store.h"
+#include "app/command_line.h"
 #include "base/l10n.h"
 #include "core/app_model.h"
+#include "hosting/hub_host.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -81,8 +83,9 @@ QJsonValue activityJson(const std::optional<Activity>& activity) {
 
 } // namespace
 
-ControlServer::ControlServer(AppModel& model, const AccountStore& store, const L10n& l10n)
-    : m_model(model), m_store(store), m_l10n(l10n) {
+ControlServer::ControlServer(AppModel& model, const AccountStore& store, HubHost& hubHost,
+                             const L10n& l10n)
+    : m_model(model), m_store(store), m_hubHost(hubHost), m_l10n(l10n) {
     connect(&m_server, &QLocalServer::newConnection, this, &ControlServer::accept);
 }
 
@@ -124,6 +127,8 @@ void ControlServer::read(QLocalSocket* socket) {
         send(socket, request->argument);
     else if (inGroup && request->command == QLatin1StringView("receive"))
         receive(socket, request->argument == QLatin1StringView("follow"));
+    else if (!inGroup && request->command == QLatin1StringView("host"))
+        host(socket, request->argument == QLatin1StringView("stop"));
     else
         m_tasks.start(serve(socket, *request));
 }
@@ -172,6 +177,29 @@ void ControlServer::receive(QLocalSocket* socket, bool follow) {
     });
 }
 
+// For a group that the command line is about to make, or that did not come about.
+void ControlServer::host(QLocalSocket* socket, bool stop) {
+    const auto answer = [socket = QPointer(socket)](const ControlReply& reply) {
+        if (socket)
+            finish(*socket, reply);
+    };
+    if (stop) {
+        m_hubHost.stop([answer](const std::optional<Sentence>&) { answer(done()); });
+        return;
+    }
+    const bool hosted = m_hubHost.hosts();
+    m_hubHost.start([this, answer, hosted](const Result<QString, Sentence>& address) {
+        if (!address) {
+            answer(outcome(address.error().in(m_l10n.lang())));
+            return;
+        }
+        answer({{{QStringLiteral("server"), *address},
+                 {QStringLiteral("started"), !hosted},
+                 {QStringLiteral("service"), m_hubHost.isService()}},
+                {}});
+    });
+}
+
 Task<> ControlServer::serve(QPointer<QLocalSocket> socket, ControlRequest request) {
     const ControlReply reply = co_await answer(request);
     if (socket)
@@ -199,9 +227,10 @@ Task<ControlReply> ControlServer::answer(ControlRequest request) {
         co_return co_await pair();
     if (command == QLatin1StringView("remove")) {
         if (request.argument == m_model.selfId()) {
-            co_return outcome(
-                m_l10n.text(u"这是本机。要离开设备组，请运行 sorrelwind leave",
-                            u"That is this device — to leave, run: sorrelwind leave"));
+            co_return outcome(m_l10n
+                                  .text(u"这是本机。要离开设备组，请运行：%1",
+                                        u"That is this device — to leave, run: %1")
+                                  .arg(commandLine(m_store.dir(), QStringLiteral("leave"))));
         }
         const auto error = co_await m_model.removeDevice(request.argument);
         co_return error ? outcome(error->in(m_l10n.lang())) : done();
@@ -237,10 +266,11 @@ Task<ControlReply> ControlServer::pair() {
 }
 
 ControlReply ControlServer::inNoGroup() const {
-    return outcome(
-        m_l10n.text(u"本机还没有加入设备组，请先运行 sorrelwind create 或 sorrelwind join",
-                    u"This device is in no group yet — run: sorrelwind create, "
-                    u"or: sorrelwind join"));
+    return outcome(m_l10n
+                       .text(u"本机还没有加入设备组，请先运行：%1，或：%2",
+                             u"This device is in no group yet — run: %1, or: %2")
+                       .arg(commandLine(m_store.dir(), QStringLiteral("create")),
+                            commandLine(m_store.dir(), QStringLiteral("join"))));
 }
 
 ControlReply ControlServer::show() {

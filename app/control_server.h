@@ -16,6 +16,7 @@ namespace sorrelwind {
 
 class AccountStore;
 class AppModel;
+class HubHost;
 class L10n;
 
 /// Lets the command line steer the running agent. Owned by the agent; the model outlives it. A
@@ -23,7 +24,7 @@ class L10n;
 class ControlServer final : public QObject {
     Q_OBJECT
 public:
-    ControlServer(AppModel& model, const AccountStore& store, const L10n& l10n);
+    ControlServer(AppModel& model, const AccountStore& store, HubHost& hubHost, const L10n& l10n);
 
     /// The program was started again: it is to show itself. Empty without windows.
     std::function<void()> onShow;
@@ -39,6 +40,7 @@ private:
     Task<ControlReply> pair();
     void send(QLocalSocket* socket, const QString& text);
     void receive(QLocalSocket* socket, bool follow);
+    void host(QLocalSocket* socket, bool stop);
     [[nodiscard]] ControlReply inNoGroup() const;
     ControlReply show();
     ControlReply takeUpAccount();
@@ -47,6 +49,7 @@ private:
 
     AppModel& m_model;
     const AccountStore& m_store;
+    HubHost& m_hubHost;
     const L10n& m_l10n;
     QLocalServer m_server;
     TaskScope m_tasks;

@@ -1,5 +1,7 @@
 #include "app/display.h"
 
+#include "app/command_line.h"
+
 #include <QFile>
 #include <QLibraryInfo>
 
@@ -30,6 +32,11 @@ bool chooseDisplay() {
     qputenv("QT_QPA_PLATFORM", "wayland");
     return QFile::exists(QLibraryInfo::path(QLibraryInfo::PluginsPath) +
                          QStringLiteral("/platforms/libqwayland-generic.so"));
+}
+
+QString startLine(const QString& configDir) {
+    return commandLine(configDir,
+                       chooseDisplay() ? QStringLiteral("&") : QStringLiteral("--headless &"));
 }
 
 } // namespace sorrelwind

@@ -54,7 +54,7 @@ int main(int argc, char** argv) {
         code = runAgent(line, defaults, l10n);
     else if (line.command == QLatin1StringView("create") ||
              line.command == QLatin1StringView("join"))
-        code = runSetup(line, l10n);
+        code = runSetup(line, defaults, l10n);
     else
         code = runAgentCommand(line, l10n);
     if ((std::fflush(stdout) != 0 || std::ferror(stdout) != 0) && code == kExitDone) {

@@ -13,7 +13,7 @@ build_packages=(
 command -v node >/dev/null && command -v npm >/dev/null || build_packages+=(nodejs npm)
 demo_packages=(xvfb xclip)
 test_packages=(
-  libgtest-dev libgmock-dev xvfb xclip xsel zbar-tools imagemagick openssl
+  libgtest-dev libgmock-dev xvfb xclip xsel zbar-tools imagemagick openssl iproute2
   dbus-daemon openbox trayer lxqt-panel xfce4-panel xdotool x11-utils fonts-inter fonts-noto-cjk
   sway kwin-wayland mutter xwayland wl-clipboard chromium
   dpkg-dev lintian desktop-file-utils appstream mandoc systemd zsh fish

@@ -32,7 +32,8 @@ _sorrelwind() {
       options+=' --version'
       commands='create join pair status devices remove rename send receive pause resume leave quit'
       ;;
-    create | join) options+=' --server --name --passphrase-stdin' ;;
+    create) options+=' --server --host --name --passphrase-stdin' ;;
+    join) options+=' --server --name --passphrase-stdin' ;;
     receive) options+=' --follow --null' ;;
     pair | status | devices) options+=' --json' ;;
   esac

@@ -26,6 +26,7 @@ complete -c sorrelwind -n $first -a quit -d 'End the running agent'
 
 set -l member '__fish_seen_subcommand_from create join'
 complete -c sorrelwind -n $member -l server -x -d 'The hub\'s address'
+complete -c sorrelwind -n '__fish_seen_subcommand_from create' -l host -d 'Host the hub on this computer'
 complete -c sorrelwind -n $member -l name -x -d 'This device\'s name'
 complete -c sorrelwind -n $member -l passphrase-stdin -d 'Read the passphrase from standard input'
 complete -c sorrelwind -n '__fish_seen_subcommand_from pair status devices' -l json -d 'Print JSON'

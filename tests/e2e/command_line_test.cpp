@@ -54,8 +54,11 @@ TEST(CommandLine, EveryWrongUseHasACodeAndASentence) {
         {{"join", "https://hub.example/#k=x"}, 2, "neither"},
         {{"join", "ABC"}, 2, "neither"},
         {{"join", "-"}, 2, "neither"},
-        {{"join", "ABCD-EFGH"}, 2, "--passphrase-stdin"},
-        {{"create", "--passphrase-stdin"}, 2, "passphrase", "\n"},
+        {{"join", "ABCD-EFGH"}, 2, "--server"},
+        {{"join", "ABCD-EFGH", "--server", nobody}, 2, "--passphrase-stdin"},
+        {{"create"}, 2, " create --host"},
+        {{"create", "--host", "--server", nobody}, 2, "--host"},
+        {{"create", "--server", nobody, "--passphrase-stdin"}, 2, "passphrase", "\n"},
         {{"status"}, 1, "not running"},
         {{"create", "--server", ""}, 2, "--server"},
         {{"rename", "  "}, 2, "NAME"},
@@ -185,6 +188,33 @@ TEST(CommandLine, SecondAgentOnADirectoryEndsWithASentence) {
     EXPECT_EQ(fourth.code, 1);
     EXPECT_TRUE(fourth.err.contains("no desktop here")) << fourth.err.toStdString();
     EXPECT_EQ(desktop.status()[u"phase"], "onboarding");
+}
+
+TEST(CommandLine, SaysTheLineThatStartsTheAgentHere) {
+    QTemporaryDir folder;
+    auto noDesktop = ourEnvironment();
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        noDesktop.remove(name);
+    const Xvfb x;
+    auto desktop = noDesktop;
+    desktop.insert("DISPLAY", QString::fromLatin1(x.display()));
+    const QString plain = folder.filePath("plain");
+    const QString quoted = folder.filePath("it's a folder");
+    const QString inQuotes = u"'%1/it'\\''s a folder'"_qs.arg(folder.path());
+    const struct {
+        QString configDir;
+        QProcessEnvironment environment;
+        QString line;
+    } cases[] = {
+        {plain, noDesktop, u" --config-dir %1 --headless &\n"_qs.arg(plain)},
+        {plain, desktop, u" --config-dir %1 &\n"_qs.arg(plain)},
+        {quoted, noDesktop, u" --config-dir %1 --headless &\n"_qs.arg(inQuotes)},
+    };
+    for (const auto& [configDir, environment, line] : cases) {
+        const Ended ended = runToEnd(kAgent, {"--config-dir", configDir, "pair"}, {}, environment);
+        EXPECT_EQ(ended.code, 1);
+        EXPECT_TRUE(ended.err.endsWith("sorrelwind" + line.toUtf8())) << ended.err.toStdString();
+    }
 }
 
 TEST(CommandLine, ControlSocketSurvivesRubbish) {
