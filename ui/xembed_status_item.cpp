@@ -14,8 +14,15 @@ namespace sorrelwind {
 
 using std::chrono_literals::operator""ms;
 
+namespace {
+
+constexpr auto kFirstLook = 200ms;
+constexpr auto kRestingLook = 25'600ms; // a panel changes its colours without a word
+
+} // namespace
+
 // Draws at whatever size the tray has, and has the ground looked at after each painting: the tray
-// puts its own colour there after it took the icon in.
+// puts its own colour there after it took the icon in, on a busy machine seconds after.
 class XembedStatusItem::Ink final : public QIconEngine {
 public:
     explicit Ink(XembedStatusItem& item) : m_item(item) {}
@@ -27,7 +34,7 @@ public:
         QColor ink = m_item.m_ink;
         ink.setAlphaF(m_item.m_dimmed ? kDimmedOpacity : 1.F);
         painter->drawPixmap(square, menuBarIcon(side, ink, painter->device()->devicePixelRatioF()));
-        m_item.m_lookSoon.start(200ms);
+        m_item.m_lookSoon.start(kFirstLook);
     }
 
     [[nodiscard]] QIconEngine* clone() const override { return new Ink(m_item); }
@@ -44,7 +51,6 @@ XembedStatusItem::XembedStatusItem() {
                 else
                     askForMenu();
             });
-    m_lookSoon.setSingleShot(true);
     connect(&m_lookSoon, &QTimer::timeout, this, &XembedStatusItem::look);
     draw();
     m_icon.show();
@@ -92,7 +98,8 @@ void XembedStatusItem::draw() {
 void XembedStatusItem::look() {
     const QRect place = m_icon.geometry();
     QScreen* screen = QGuiApplication::screenAt(place.center());
-    if (!screen)
+    m_lookSoon.setInterval(qMin(m_lookSoon.intervalAsDuration() * 2, kRestingLook));
+    if (!screen) // a tray that is not in its place yet
         return;
     const QPoint corner = place.topLeft() - screen->geometry().topLeft();
     const QImage seen = screen->grabWindow(0, corner.x(), corner.y(), 1, 1).toImage();

@@ -33,13 +33,14 @@ QDBusConnection ownConnection() {
 TrayDesktop::TrayDesktop() {
     m_windowManager =
         std::make_unique<Program>(QStringLiteral("openbox"), QStringList(), m_xvfb.environment());
-    // A tray that starts before the window manager is left where it was made.
+    // A tray that starts before the window manager is left where it was made. Managing the windows
+    // that are there is the last that it does when it starts.
     QProcess property;
     const QDeadlineTimer deadline(kPatienceMs);
     do {
         property.setProcessEnvironment(m_xvfb.environment());
         property.start(QStringLiteral("xprop"),
-                       {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")});
+                       {QStringLiteral("-root"), QStringLiteral("_NET_CLIENT_LIST")});
         property.waitForFinished(kPatienceMs);
     } while (!property.readAllStandardOutput().contains("window id") && !deadline.hasExpired());
     qputenv("DISPLAY", m_xvfb.display());

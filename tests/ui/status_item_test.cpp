@@ -79,7 +79,8 @@ TEST_F(StatusItemTest, TrayOfAnyColourShowsIconThatStandsOut) {
     for (const char* colour : {"0xf0f0f0", "0x101010"}) {
         const auto tray = desktop().tray(colour);
         const auto item = listenedItem();
-        EXPECT_TRUE(settlesInTray(*item)) << colour;
+        EXPECT_TRUE(settlesInTray(*item))
+            << colour << " " << testing::PrintToString(item->anchor()) << " " << inkOn(*item);
         EXPECT_TRUE(item->hosted());
     }
 }
