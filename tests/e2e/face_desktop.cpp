@@ -41,7 +41,7 @@ FaceDesktop::FaceDesktop(const QString& folder, const QString& name)
     EXPECT_TRUE(waitFor([&] {
         const Ended property =
             runToEnd(QStringLiteral("xprop"),
-                     {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")}, {},
+                     {QStringLiteral("-root"), QStringLiteral("_NET_CLIENT_LIST")}, {},
                      m_environment);
         return property.out.contains("window id") && QFile::exists(m_home + QStringLiteral("/bus"));
     }));
