@@ -144,6 +144,11 @@ const QString kKey = u"&k=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8"_qs;
              choice->setCurrent(1);
              choice->onChosen(1);
          }},
+        {u"create-local", false,
+         [](Stage&, OnboardingView& v) {
+             v.showCreate();
+             type(v.createPage(), "server", u"http://127.0.0.1:8787"_qs);
+         }},
         {u"create-busy", false,
          [](Stage&, OnboardingView& v) {
              v.showCreate();
