@@ -247,7 +247,9 @@ Task<std::optional<Sentence>> HubHost::startService() {
     const auto enabled = co_await systemctl(kEnable);
     if (enabled.exitCode == 0)
         co_return std::nullopt;
+    (void)co_await systemctl(kDisable); // it may be enabled without having started
     QFile::remove(hubUnitPath());
+    (void)co_await systemctl(kReload);
     qWarning("the hub cannot be made a service: %s", qPrintable(enabled.lastError));
     co_return Sentence::of(u"无法把服务器设为系统服务，原因见系统日志。",
                            u"The hub can't be made a service; the system's log says why.");

@@ -1,8 +1,9 @@
 #include "relay/api.h"
 #include "relay/hub.h"
 #include "relay/log.h"
-#include "relay/options.h"
+#include "relay/options_check.h"
 #include "relay/server.h"
+#include "relay/service_manager.h"
 #include "relay/site.h"
 #include "relay/sqlite_store.h"
 #include "relay/state_directory.h"
@@ -36,6 +37,7 @@ void keepMemoryReturnable() {
 }
 
 void serve(const Options& options) {
+    StateDirectory::check(options.data);
     const StateDirectory directory(options.data);
     SqliteStore store(directory.database());
     Hub hub(store, options.limits);
@@ -44,6 +46,12 @@ void serve(const Options& options) {
     Api api(hub, site);
     Server(options, hub, api).run();
     hub.flush();
+}
+
+int failed(const std::exception& error, int status) {
+    logEvent(std::string("sorrelwind-hub: ") + error.what());
+    tellServiceManager({}, error.what());
+    return status;
 }
 
 } // namespace
@@ -57,11 +65,19 @@ int main(int argc, char** argv) {
     try {
         if (const auto* doctor = std::get_if<DoctorOptions>(&parsed))
             return runDoctor(*doctor);
-        serve(std::get<Options>(parsed));
+        if (const auto* copy = std::get_if<CopyOptions>(&parsed)) {
+            copyDatabase(*copy);
+            return 0;
+        }
+        const auto& options = std::get<Options>(parsed);
+        if (options.check)
+            return checkOptions(options);
+        serve(options);
         logEvent("stopped");
         return 0;
+    } catch (const OptionError& error) {
+        return failed(error, 2);
     } catch (const std::exception& error) {
-        logEvent(std::string("sorrelwind-hub: ") + error.what());
-        return 1;
+        return failed(error, 1);
     }
 }

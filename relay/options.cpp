@@ -1,5 +1,6 @@
 #include "relay/options.h"
 
+#include "relay/service_manager.h"
 #include "relay/state_directory.h"
 
 #include <CLI/CLI.hpp>
@@ -20,7 +21,7 @@ auto mustParse(Parse parse, const char* what) {
 
 } // namespace
 
-std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv) {
+CommandLine readCommandLine(int argc, char** argv) {
     Options options;
     Limits& limits = options.limits;
     std::vector<std::string> listen{"127.0.0.1:8787"};
@@ -52,6 +53,8 @@ std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv)
     app.add_option("--trusted-proxy", proxies, "whose X-Forwarded-For is believed; repeatable")
         ->type_name("CIDR")
         ->check(mustParse(Cidr::parse, "an address range"));
+    app.add_flag("--check", options.check,
+                 "say whether these options are right: addresses, folders, files; then end");
 
     const auto count = CLI::Range(0, std::numeric_limits<int>::max() / 16);
     const auto rate = CLI::Range(0.0, 1e9);
@@ -100,9 +103,20 @@ std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv)
     auto idle = doctor.idle.count();
     auto* doctorCommand = app.add_subcommand(
         "doctor", "look at a hub from outside: certificate, proxy, socket, clock");
+    CopyOptions copy;
+    std::string file;
+    auto* backupCommand =
+        app.add_subcommand("backup", "copy the database to a file, also while the hub runs");
+    auto* restoreCommand = app.add_subcommand(
+        "restore", "put such a file in the database's place, while the hub does not run");
     const auto serves = [](const CLI::Option* option) { return !option->check_lname("help"); };
-    for (auto* option : app.get_options(serves))
-        doctorCommand->excludes(option);
+    for (auto* command : {doctorCommand, backupCommand, restoreCommand})
+        for (auto* option : app.get_options(serves))
+            command->excludes(option);
+    for (auto* command : {backupCommand, restoreCommand}) {
+        command->add_option("FILE", file, "the copy")->type_name("")->required();
+        command->add_option("--data", data, "folder of the database")->type_name("DIR");
+    }
     doctorCommand->add_option("URL", doctor.address, "its address, such as https://hub.example")
         ->type_name("")
         ->required();
@@ -124,12 +138,21 @@ std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv)
                                                            std::to_string(4 * limits.maxMessage()) +
                                                            " for this --max-payload");
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 2;
+        if (app.exit(error) == 0)
+            return 0;
+        tellServiceManager({}, error.what());
+        return 2;
     }
 
     if (doctorCommand->parsed()) {
         doctor.idle = std::chrono::seconds(idle);
         return doctor;
+    }
+    if (backupCommand->parsed() || restoreCommand->parsed()) {
+        copy.restores = restoreCommand->parsed();
+        copy.file = file;
+        copy.data = data.empty() ? directoryInUse() : std::filesystem::path(data);
+        return copy;
     }
 
     for (const auto& text : listen)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "relay/client_address.h"
+#include "relay/database_copy.h"
 #include "relay/doctor.h"
 #include "relay/limits.h"
 #include "relay/listen_address.h"
@@ -21,10 +22,12 @@ struct Options {
     std::optional<std::filesystem::path> web;
     std::vector<Cidr> trustedProxies;
     Limits limits;
+    bool check = false; ///< only say whether these are right
 };
 
-/// What to serve with, or the hub to look at ("doctor"), or the exit status after it has said what
-/// is wrong (2) or what was asked for (0).
-[[nodiscard]] std::variant<Options, DoctorOptions, int> readCommandLine(int argc, char** argv);
+/// What to serve with, the hub to look at ("doctor"), the database to copy ("backup", "restore"),
+/// or the exit status after it has said what is wrong (2) or what was asked for (0).
+using CommandLine = std::variant<Options, DoctorOptions, CopyOptions, int>;
+[[nodiscard]] CommandLine readCommandLine(int argc, char** argv);
 
 } // namespace sorrelwind::relay

@@ -1,5 +1,6 @@
 #include "relay/server.h"
 
+#include "relay/service_manager.h"
 #include "relay/state_directory.h"
 #include "relay/tls.h"
 
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <fstream>
 
@@ -71,26 +73,7 @@ std::size_t connectionLimit(const Options& options) {
 
 } // namespace
 
-Server::Server(const Options& options, Hub& hub, Api& api)
-    : m_options(options), m_hub(hub),
-      m_connections(connectionLimit(options), options.limits.maxConnections),
-      m_service{hub, api, options.trustedProxies, m_connections},
-      m_signals(m_io, SIGTERM, SIGINT, SIGHUP), m_tick(m_io), m_deadline(m_io) {
-    if (options.tlsCert)
-        m_tls = loadTls(*options.tlsCert, *options.tlsKey);
-    for (const auto& address : options.listen)
-        m_acceptors.push_back(bind(address));
-    m_hub.onTickSoon([this] { m_tick.cancel(); });
-    m_connections.onEmptied([this] { leaveWhenEmpty(); });
-}
-
-Server::~Server() {
-    m_hub.onTickSoon({});
-    m_connections.onEmptied({});
-}
-
-tcp::acceptor Server::bind(const ListenAddress& address) {
-    tcp::acceptor acceptor(m_io);
+error_code bindTo(tcp::acceptor& acceptor, const ListenAddress& address) {
     const tcp::endpoint endpoint(address.address, address.port);
     error_code error;
     const auto step = [&](auto&& act) {
@@ -105,17 +88,49 @@ tcp::acceptor Server::bind(const ListenAddress& address) {
             acceptor.set_option(net::ip::v6_only(true), error);
     });
     step([&] { acceptor.bind(endpoint, error); });
-    step([&] { acceptor.listen(net::socket_base::max_listen_connections, error); });
-    if (error)
-        throw StartError("cannot listen on " + address.text() + ": " + error.message());
-    return acceptor;
+    return error;
+}
+
+void refuse(const ListenAddress& address, const error_code& error) {
+    if (!error)
+        return;
+    const auto sentence = "cannot listen on " + address.text() + ": " + error.message();
+    // The other program may end, and the network may be on its way up.
+    if (error == net::error::address_in_use || error.value() == EADDRNOTAVAIL)
+        throw StartError(sentence);
+    throw OptionError(sentence);
+}
+
+Server::Server(const Options& options, Hub& hub, Api& api)
+    : m_options(options), m_hub(hub),
+      m_connections(connectionLimit(options), options.limits.maxConnections),
+      m_service{hub, api, options.trustedProxies, m_connections},
+      m_signals(m_io, SIGTERM, SIGINT, SIGHUP), m_tick(m_io), m_deadline(m_io) {
+    if (options.tlsCert)
+        m_tls = loadTls(*options.tlsCert, *options.tlsKey);
+    for (const auto& address : options.listen) {
+        auto& acceptor = m_acceptors.emplace_back(m_io);
+        auto error = bindTo(acceptor, address);
+        if (!error)
+            acceptor.listen(net::socket_base::max_listen_connections, error);
+        refuse(address, error);
+    }
+    m_hub.onTickSoon([this] { m_tick.cancel(); });
+    m_connections.onEmptied([this] { leaveWhenEmpty(); });
+}
+
+Server::~Server() {
+    m_hub.onTickSoon({});
+    m_connections.onEmptied({});
 }
 
 void Server::run() {
     for (auto& acceptor : m_acceptors) {
         const auto local = acceptor.local_endpoint();
         const ListenAddress address{local.address(), local.port()};
-        logEvent(std::string("listening on ") + (m_tls ? "https://" : "http://") + address.text());
+        const auto url = (m_tls ? "https://" : "http://") + address.text();
+        logEvent("listening on " + url);
+        m_status.append(m_status.empty() ? "listening on " : ", ").append(url);
         if (!m_tls && !local.address().is_loopback())
             logEvent("warning: without TLS tokens can be read on the way; put a TLS proxy in "
                      "front or give --tls-cert and --tls-key");
@@ -123,6 +138,7 @@ void Server::run() {
     }
     net::co_spawn(m_io, obeySignals(), orEnd);
     net::co_spawn(m_io, keepTime(), orEnd);
+    tellServiceManager("READY=1", m_status);
     m_io.run();
 }
 
@@ -183,18 +199,23 @@ net::awaitable<void> Server::keepTime() {
 }
 
 void Server::reloadTls() {
-    if (!m_tls)
-        return;
-    try {
-        m_tls = loadTls(*m_options.tlsCert, *m_options.tlsKey);
-        logEvent("certificate renewed");
-    } catch (const StartError& error) {
-        logEvent(std::string("the old certificate stays: ") + error.what());
+    tellServiceManager("RELOADING=1");
+    std::string outcome = "nothing to read again without --tls-cert";
+    if (m_tls) {
+        try {
+            m_tls = loadTls(*m_options.tlsCert, *m_options.tlsKey);
+            outcome = "certificate renewed";
+        } catch (const StartError& error) {
+            outcome = std::string("the old certificate stays: ") + error.what();
+        }
     }
+    logEvent(outcome);
+    tellServiceManager("READY=1", m_status + "; " + outcome);
 }
 
 void Server::stop() {
     logEvent("stopping");
+    tellServiceManager("STOPPING=1");
     m_hub.stop();
     error_code ignored;
     for (auto& acceptor : m_acceptors)

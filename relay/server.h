@@ -8,15 +8,24 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <string>
 #include <vector>
 
 namespace sorrelwind::relay {
+
+/// Makes `acceptor` the owner of the address, without listening yet.
+boost::system::error_code bindTo(boost::asio::ip::tcp::acceptor& acceptor,
+                                 const ListenAddress& address);
+/// Throws OptionError for an address that could not be had, StartError if it may be later; does
+/// nothing if there is no error.
+void refuse(const ListenAddress& address, const boost::system::error_code& error);
 
 /// The process around the hub: listens, hands connections on, keeps the hub's time and obeys
 /// signals. Everything runs on the thread that calls `run`.
 class Server {
 public:
-    /// Binds every address; throws StartError when one cannot be had or the certificate is bad.
+    /// Listens on every address; throws StartError when one cannot be had, OptionError when it
+    /// never will or the certificate is bad.
     Server(const Options& options, Hub& hub, Api& api);
     ~Server();
 
@@ -24,7 +33,6 @@ public:
     void run();
 
 private:
-    [[nodiscard]] boost::asio::ip::tcp::acceptor bind(const ListenAddress& address);
     boost::asio::awaitable<void> accept(boost::asio::ip::tcp::acceptor& acceptor);
     boost::asio::awaitable<void> obeySignals();
     boost::asio::awaitable<void> keepTime();
@@ -43,6 +51,7 @@ private:
     boost::asio::steady_timer m_tick;
     boost::asio::steady_timer m_deadline;
     std::shared_ptr<boost::asio::ssl::context> m_tls;
+    std::string m_status; ///< where it listens, for "systemctl status"
 };
 
 } // namespace sorrelwind::relay

@@ -72,17 +72,17 @@ bool isHostAndPort(std::string_view host) {
            host.find_first_not_of(kAllowed) == std::string_view::npos;
 }
 
-/// The file's content; throws StartError before it reads more than `room` bytes.
+/// The file's content; throws OptionError before it reads more than `room` bytes.
 std::string contentOf(const fs::path& file, std::size_t room) {
     std::error_code error;
     const auto size = fs::file_size(file, error);
     if (!error && size > room)
-        throw StartError(file.string() + " is too large: the files of a site may have " +
-                         std::to_string(Site::kMaxBytes) + " bytes together");
+        throw OptionError(file.string() + " is too large: the files of a site may have " +
+                          std::to_string(Site::kMaxBytes) + " bytes together");
     std::string content(error ? 0 : size, '\0');
     std::ifstream stream(file, std::ios::binary);
     if (error || !stream.read(content.data(), static_cast<std::streamsize>(content.size())))
-        throw StartError("cannot read " + file.string());
+        throw OptionError("cannot read " + file.string());
     return content;
 }
 
@@ -120,12 +120,12 @@ Site::Site(const fs::path& folder) : m_isFolder(true) {
             std::move(content));
     }
     if (error)
-        throw StartError("cannot read the folder " + folder.string() + ": " + error.message());
+        throw OptionError("cannot read the folder " + folder.string() + ": " + error.message());
     for (const auto& [suffix, encoding] : kCompressed)
         takeVariants(suffix, encoding);
     const auto index = m_pages.find("/index.html");
     if (index == m_pages.end())
-        throw StartError("the folder " + folder.string() + " has no index.html");
+        throw OptionError("the folder " + folder.string() + " has no index.html");
     m_pages["/"] = index->second;
 }
 

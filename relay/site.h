@@ -31,7 +31,7 @@ public:
 
     /// The built-in page and its style sheet.
     Site();
-    /// Every file below `folder`, `index.html` also as "/". Throws StartError when the folder
+    /// Every file below `folder`, `index.html` also as "/". Throws OptionError when the folder
     /// cannot be read, has no index.html, or is larger than `kMaxBytes`.
     explicit Site(const std::filesystem::path& folder);
 

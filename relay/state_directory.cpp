@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <string_view>
 
@@ -18,7 +19,7 @@ namespace {
 
 [[noreturn]] void fail(const std::filesystem::path& path, const char* what) {
     const char* reason = std::strerror(errno);
-    throw StartError(std::string(what) + ' ' + path.string() + ": " + reason);
+    throw OptionError(std::string(what) + ' ' + path.string() + ": " + reason);
 }
 
 void make(const std::filesystem::path& path) {
@@ -65,6 +66,25 @@ StateDirectory::StateDirectory(const std::filesystem::path& path) : m_path(path)
         fail(database(), "cannot use the database");
     }
     ::close(file);
+}
+
+void StateDirectory::check(const std::filesystem::path& path) {
+    auto folder = std::filesystem::absolute(path);
+    while (::access(folder.c_str(), F_OK) != 0 && errno == ENOENT && folder.has_relative_path())
+        folder = folder.parent_path();
+    if (::access((folder / ".").c_str(), R_OK | W_OK | X_OK) != 0)
+        fail(folder, "cannot use the directory");
+    const auto database = path / "hub.db";
+    if (::access(database.c_str(), F_OK) != 0)
+        return;
+    if (::access(database.c_str(), R_OK | W_OK) != 0)
+        fail(database, "cannot use the database");
+    constexpr std::string_view kHead("SQLite format 3\0", 16);
+    std::string head(kHead.size(), ' ');
+    std::ifstream file(database, std::ios::binary);
+    file.read(head.data(), static_cast<std::streamsize>(head.size()));
+    if (file.gcount() != 0 && head != kHead)
+        throw OptionError(database.string() + " is no database");
 }
 
 StateDirectory::~StateDirectory() {

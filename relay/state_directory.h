@@ -5,10 +5,18 @@
 
 namespace sorrelwind::relay {
 
-/// Something that the operator has to put right before the hub can start; `what()` is one sentence.
+/// Why the hub cannot start; `what()` is one sentence. It may pass by itself, as when another
+/// process has the port.
 class StartError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+/// An option, or what it names, that the operator has to put right: no later attempt will do
+/// better.
+class OptionError : public StartError {
+public:
+    using StartError::StartError;
 };
 
 /// Where the hub keeps its state when it is not told: the first of $STATE_DIRECTORY, as systemd
@@ -18,8 +26,12 @@ public:
 /// The hub's own folder, held for one process at a time. Made with mode 0700 if it is missing.
 class StateDirectory {
 public:
-    /// Throws StartError when the folder cannot be made or used, or another hub uses it.
+    /// Throws OptionError when the folder cannot be made or used, StartError when another hub uses
+    /// it.
     explicit StateDirectory(const std::filesystem::path& path);
+    /// Throws the same OptionError, and one for a file that is no database, without making anything
+    /// or taking hold of it.
+    static void check(const std::filesystem::path& path);
     ~StateDirectory();
     StateDirectory(const StateDirectory&) = delete;
     StateDirectory& operator=(const StateDirectory&) = delete;

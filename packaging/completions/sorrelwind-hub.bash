@@ -20,11 +20,17 @@ _sorrelwind_hub() {
 
   if [[ " ${words[*]:1:cword-1} " == *' doctor '* ]]; then
     COMPREPLY=($(compgen -W '--help --idle' -- "$cur"))
+  elif [[ " ${words[*]:1:cword-1} " =~ ' '(backup|restore)' ' ]]; then
+    if [[ $cur == -* ]]; then
+      COMPREPLY=($(compgen -W '--help --data' -- "$cur"))
+    else
+      _filedir
+    fi
   elif [[ $cur == -* ]]; then
     COMPREPLY=($(compgen -W '--help --version --listen --data --tls-cert --tls-key --web
-      --trusted-proxy --max-payload --max-devices --publish-rate --publish-burst --claim-failures
+      --trusted-proxy --check --max-payload --max-devices --publish-rate --publish-burst --claim-failures
       --new-groups --item-ttl --max-connections --max-memory' -- "$cur"))
   elif ((cword == 1)); then
-    COMPREPLY=($(compgen -W doctor -- "$cur"))
+    COMPREPLY=($(compgen -W 'doctor backup restore' -- "$cur"))
   fi
 } && complete -F _sorrelwind_hub sorrelwind-hub

@@ -6,7 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <poll.h>
+#include <sqlite3.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -23,6 +28,13 @@ namespace fs = std::filesystem;
 unsigned modeOf(const fs::path& path) {
     struct stat info {};
     return ::stat(path.c_str(), &info) == 0 ? info.st_mode & 0777u : 0;
+}
+
+void makeDatabase(const fs::path& path, const char* sql) {
+    sqlite3* database = nullptr;
+    EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(database);
 }
 
 class Process : public testing::Test {
@@ -147,6 +159,8 @@ TEST_F(Process, speaksTlsAndRenewsItsCertificate) {
 }
 
 TEST_F(Process, saysInOneSentenceWhyItCannotStart) {
+    constexpr int kMayPass = 1; // a service is started again then
+    constexpr int kWrong = 2;   // and not then
     const auto data = (folder.path() / "data").string();
     const auto file = (folder.path() / "file").string();
     std::ofstream(file) << "not a database, though long enough to look like one to a careless eye";
@@ -155,13 +169,16 @@ TEST_F(Process, saysInOneSentenceWhyItCannotStart) {
     const HubProgram running(folder.path() / "running");
     const auto taken = "127.0.0.1:" + std::to_string(running.port());
     const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
-        {{"--data", data, "--listen", taken}, 1, "cannot listen on " + taken},
-        {{"--data", file, "--listen", "127.0.0.1:0"}, 1, "cannot use the directory"},
-        {{"--data", file + "/sub", "--listen", "127.0.0.1:0"}, 1, "cannot make the directory"},
-        {{"--data", (folder.path() / "bad").string()}, 1, "database"},
-        {{"--data", (folder.path() / "running").string()}, 1, "another sorrelwind-hub"},
-        {{"--data", data, "--web", data + "/none"}, 1, "cannot read the folder"},
-        {{"--data", data, "--tls-cert", file, "--tls-key", file}, 1, "cannot use the certificate"},
+        {{"--data", data, "--listen", taken}, kMayPass, "cannot listen on " + taken},
+        {{"--data", data, "--listen", "192.0.2.1:0"}, kMayPass, "cannot listen on 192.0.2.1:0"},
+        {{"--data", (folder.path() / "running").string()}, kMayPass, "another sorrelwind-hub"},
+        {{"--data", file, "--listen", "127.0.0.1:0"}, kWrong, "cannot use the directory"},
+        {{"--data", file + "/sub", "--listen", "127.0.0.1:0"}, kWrong, "cannot use the directory"},
+        {{"--data", (folder.path() / "bad").string()}, kWrong, "is no database"},
+        {{"--data", data, "--web", data + "/none"}, kWrong, "cannot read the folder"},
+        {{"--data", data, "--tls-cert", file, "--tls-key", file},
+         kWrong,
+         "cannot use the certificate"},
         {{"--tls-cert", file}, 2, "--tls-key"},
         {{"--listen", "localhost"}, 2, "not an IP address and a port"},
         {{"--trusted-proxy", "10.0.0.0/99"}, 2, "not an address range"},
@@ -177,7 +194,117 @@ TEST_F(Process, saysInOneSentenceWhyItCannotStart) {
         EXPECT_EQ(failure.status, status) << failure.text;
         EXPECT_NE(failure.text.find(says), std::string::npos) << failure.text;
         const auto lines = std::count(failure.text.begin(), failure.text.end(), '\n');
-        EXPECT_TRUE(status == 2 || lines == 1) << failure.text;
+        const bool isUsage = failure.text.find("--help") != std::string::npos;
+        EXPECT_EQ(lines, isUsage ? 2 : 1) << failure.text;
+
+        // Looked at beforehand: the same, but for another hub that runs in the place of this one.
+        auto looked = flags;
+        looked.emplace_back("--check");
+        const auto check = runToEnd(looked);
+        const bool isOwn = says.starts_with("another") || says.ends_with(taken);
+        EXPECT_EQ(check.status, isOwn ? 0 : 2) << check.text;
+        EXPECT_NE(check.text.find(isOwn ? "the options are right" : says), std::string::npos)
+            << check.text;
+    }
+    EXPECT_FALSE(fs::exists(data + "/made")) << "looking makes nothing";
+}
+
+/// Plays the service manager of all programs that are started as long as it lives.
+class Manager {
+public:
+    explicit Manager(const fs::path& path) : m_socket(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.string().copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(::bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        ::setenv("NOTIFY_SOCKET", path.c_str(), 1);
+    }
+    ~Manager() {
+        ::unsetenv("NOTIFY_SOCKET");
+        ::close(m_socket);
+    }
+    Manager(const Manager&) = delete;
+    Manager& operator=(const Manager&) = delete;
+
+    std::string next() const {
+        pollfd wait{m_socket, POLLIN, 0};
+        char message[1024];
+        const bool came = ::poll(&wait, 1, kPatience / 1ms) > 0;
+        const auto size = came ? ::recv(m_socket, message, sizeof message, 0) : 0;
+        return {message, static_cast<std::size_t>(size)};
+    }
+
+private:
+    int m_socket;
+};
+
+TEST_F(Process, tellsTheServiceManagerHowThingsStand) {
+    const Manager manager(folder.path() / "notify");
+    {
+        HubProgram hub(folder.path() / "data");
+        const auto at = "listening on http://127.0.0.1:" + std::to_string(hub.port());
+        EXPECT_EQ(manager.next(), "READY=1\nSTATUS=" + at);
+        EXPECT_EQ(request(hub.port(), {"GET", "/readyz"}).status, 200);
+        hub.signal(SIGHUP);
+        EXPECT_EQ(manager.next(), "RELOADING=1");
+        EXPECT_TRUE(manager.next().starts_with("READY=1\nSTATUS=" + at + "; "));
+        hub.signal(SIGTERM);
+        EXPECT_EQ(manager.next(), "STOPPING=1");
+        EXPECT_EQ(hub.wait(), 0);
+    }
+    EXPECT_EQ(runToEnd({"--nonsense"}).status, 2);
+    EXPECT_TRUE(manager.next().starts_with("STATUS=")) << "not ready, for this reason";
+    EXPECT_EQ(runToEnd({"--listen", "192.0.2.1:0", "--data", folder.path()}).status, 1);
+    EXPECT_TRUE(manager.next().starts_with("STATUS=cannot listen on 192.0.2.1:0"));
+}
+
+TEST_F(Process, backsUpWhileItRunsAndIsRestored) {
+    const auto data = folder.path() / "data";
+    const auto other = folder.path() / "other";
+    const auto copy = folder.path() / "copy";
+    const auto run = [](const char* what, const fs::path& file, const fs::path& in) {
+        return runToEnd({what, file, "--data", in});
+    };
+    Device before;
+    Device after;
+    {
+        const HubProgram hub(data);
+        before = createGroup(hub.port());
+        std::ofstream(copy) << "what a backup of yesterday left here";
+        EXPECT_EQ(run("backup", copy, data).status, 0);
+        EXPECT_EQ(modeOf(copy), 0600u);
+        after = createGroup(hub.port());
+        EXPECT_EQ(run("restore", copy, data).status, 1) << "it runs";
+        EXPECT_EQ(request(hub.port(), {"GET", "/crypto", {}, after.token}).status, 200);
+    }
+    const auto isMember = [&](const fs::path& in, const Device& device) {
+        const HubProgram hub(in);
+        return request(hub.port(), {"GET", "/crypto", {}, device.token}).status == 200;
+    };
+    // Killed, so that there is a log beside the old database.
+    EXPECT_TRUE(fs::exists(data / "hub.db-wal"));
+    for (const auto& in : {data, other}) {
+        const auto restored = run("restore", copy, in);
+        EXPECT_EQ(restored.status, 0) << restored.text;
+        EXPECT_EQ(modeOf(in / "hub.db"), 0600u);
+        EXPECT_TRUE(isMember(in, before));
+        EXPECT_FALSE(isMember(in, after));
+    }
+
+    std::ofstream(folder.path() / "text") << "not a database, but long enough to pass for one";
+    makeDatabase(folder.path() / "foreign", "CREATE TABLE t (x); PRAGMA user_version = 1");
+    makeDatabase(folder.path() / "newer", "PRAGMA user_version = 99");
+    for (const auto* bad : {"text", "foreign", "newer", "missing"}) {
+        const auto refused = run("restore", folder.path() / bad, data);
+        EXPECT_EQ(refused.status, 1) << bad;
+        EXPECT_EQ(std::count(refused.text.begin(), refused.text.end(), '\n'), 1) << refused.text;
+        EXPECT_TRUE(isMember(data, before)) << "what was there stays";
+    }
+    EXPECT_FALSE(fs::exists(folder.path() / "missing"));
+    EXPECT_EQ(run("backup", folder.path() / "none", folder.path() / "empty").status, 1);
+    for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
+        const auto name = entry.path().filename().string();
+        EXPECT_FALSE(name.starts_with("hub.db.") || name.starts_with("copy.")) << name;
     }
 }
 
