@@ -207,7 +207,7 @@ Response Api::createGroup(const Call& call) {
 
 Response Api::createCode(const Call& call) {
     const auto code = m_hub.createCode(call.member, call.now);
-    return ok(codeBody(code.code, code.expiresAt));
+    return code ? ok(codeBody(code->code, code->expiresAt)) : refused(code.error());
 }
 
 Response Api::claim(const Call& call) {

@@ -22,7 +22,13 @@ namespace net = boost::asio;
 using Level = Finding::Level;
 
 constexpr std::size_t kLarge = 2u << 20; ///< bytes, above the usual limit of a proxy, below a hub's
-constexpr std::string_view kSeeLogs = "see the logs of the hub and of the proxy before it";
+
+const Text kSeeLogs("请看服务器和它前面的代理的日志",
+                    "see the logs of the hub and of the proxy before it");
+
+Text interrupted() {
+    return {"已中断", "interrupted"};
+}
 
 class Doctor {
 public:
@@ -46,12 +52,12 @@ private:
     net::awaitable<void> leave();
 
     /// What to do, should the visit come to nothing, is `advice`.
-    net::awaitable<void> attempt(std::string_view about, std::string_view advice,
-                                 net::awaitable<void> visit);
+    net::awaitable<void> attempt(std::string_view about, Text advice, net::awaitable<void> visit);
     /// The status of the answer; 0 without one.
     net::awaitable<int> removeGuest();
     void say(const Finding& finding);
 
+    const Lang m_lang = terminalLanguage();
     HubAddress m_address;
     std::chrono::seconds m_idle;
     HubVisit m_visit;
@@ -65,19 +71,19 @@ private:
 
 void Doctor::say(const Finding& finding) {
     m_failed = m_failed || finding.level == Level::fail;
-    std::cout << finding.line() << std::endl;
+    std::cout << finding.line(m_lang) << std::endl;
 }
 
-net::awaitable<void> Doctor::attempt(std::string_view about, std::string_view advice,
+net::awaitable<void> Doctor::attempt(std::string_view about, Text advice,
                                      net::awaitable<void> visit) {
-    std::string failure;
+    std::optional<Text> failure;
     try {
         co_await std::move(visit);
     } catch (const VisitError& error) {
-        failure = error.what();
+        failure = error.text();
     }
-    if (!failure.empty())
-        say({Level::fail, about, "it " + failure + ": " + std::string(advice)});
+    if (failure)
+        say({Level::fail, about, {"它%1：%2", "it %1: %2", {*failure, advice}}});
 }
 
 net::awaitable<bool> Doctor::reach() {
@@ -94,23 +100,31 @@ net::awaitable<bool> Doctor::reach() {
         list.append(list.empty() ? "" : ", ").append(endpoint.address().to_string());
     }
     constexpr auto kAbout = "reachable";
-    const auto port = " on port " + std::to_string(m_address.port);
+    const auto port = std::to_string(m_address.port);
     if (endpoints.empty())
-        say({Level::fail, kAbout,
-             "the name " + m_address.host +
-                 " leads to no address: look at "
-                 "its DNS record"});
+        say({Level::fail,
+             kAbout,
+             {"名称 %1 没有对应的地址：请检查它的 DNS 记录",
+              "the name %1 leads to no address: look at its DNS record",
+              {m_address.host}}});
     else if (reached.empty())
-        say({Level::fail, kAbout,
-             "nothing accepts connections" + port + (silent.empty() ? "" : " at " + silent) +
-                 ": see whether the hub runs, its --listen, and the firewalls on the way"});
+        say({Level::fail,
+             kAbout,
+             {"%2的端口 %1 不接受连接：请看服务器是否在运行、它的 --listen，以及途中的防火墙",
+              "nothing accepts connections on port %1%2: see whether the hub runs, its --listen, "
+              "and the firewalls on the way",
+              {port, silent.empty() ? Text() : Text(silent + " ", " at " + silent)}}});
     else if (!silent.empty())
-        say({Level::warn, kAbout,
-             reached + " accepts connections" + port + ", but " + silent +
-                 " does not: drop that "
-                 "address from the DNS or let the hub listen there as well"});
+        say({Level::warn,
+             kAbout,
+             {"%1 的端口 %2 接受连接，但 %3 不接受：请从 DNS 里去掉那个地址，或让服务器也监听它",
+              "%1 accepts connections on port %2, but %3 does not: drop that address from the DNS "
+              "or let the hub listen there as well",
+              {reached, port, silent}}});
     else
-        say({Level::ok, kAbout, reached + " accepts connections" + port});
+        say({Level::ok,
+             kAbout,
+             {"%1 的端口 %2 接受连接", "%1 accepts connections on port %2", {reached, port}}});
     co_return !reached.empty();
 }
 
@@ -152,26 +166,34 @@ net::awaitable<bool> Doctor::becomeGuest() {
     const HubVisit::Request request{
         "POST", "/groups", {}, R"({"name":"sorrelwind-hub doctor","platform":"doctor"})"};
     HubReply reply;
-    std::string failure;
+    std::optional<Text> failure;
     m_asking = true;
     try {
         reply = co_await m_visit.send(request);
     } catch (const VisitError& error) {
-        failure = error.what();
+        failure = error.text();
     }
     m_asking = false;
     m_guest = readGuest(reply);
-    if (!failure.empty())
-        say({Level::fail, kAbout,
-             "asked for a group to try the socket with, it " + failure +
-                 "; if it made one, that stays behind with nothing in it"});
+    if (failure)
+        say({Level::fail,
+             kAbout,
+             {"向它申请试连用的设备组时，它%1；如果已经建好，服务器会在一天内忘掉它",
+              "asked for a group to try the socket with, it %1; if it made one, it forgets that "
+              "within a day",
+              {*failure}}});
     else if (reply.status == 429)
-        say({Level::warn, kAbout,
-             "the socket was not tried, as this address may make no more "
-             "groups for now: come back in an hour"});
+        say({Level::warn,
+             kAbout,
+             {"没有试连，因为这个地址一小时内的检查次数已经用完：请过一小时再来",
+              "the socket was not tried, as this address was examined from often enough for now: "
+              "come back in an hour"}});
     else if (!m_guest)
-        say({Level::fail, kAbout,
-             "asked for a group to try the socket with, it " + strangeReply(reply)});
+        say({Level::fail,
+             kAbout,
+             {"向它申请试连用的设备组时，它%1",
+              "asked for a group to try the socket with, it %1",
+              {strangeReply(reply)}}});
     co_return m_guest && !m_interrupted;
 }
 
@@ -201,17 +223,19 @@ net::awaitable<void> Doctor::examine() {
     const bool reached = co_await reach();
     if (!reached)
         co_return;
-    if (m_address.tls)
-        co_await attempt("certificate",
-                         "see what listens on this port; the address of a hub without TLS begins "
-                         "with http://",
-                         lookAtCertificate());
-    if (m_isTls == m_address.tls)
-        co_await attempt("hub",
-                         m_isTls ? kSeeLogs
-                                 : "see what listens on this port; the address of a hub with TLS "
-                                   "begins with https://",
-                         askHealth());
+    if (m_address.tls) {
+        const Text advice("请看这个端口上是什么程序；没有 TLS 的服务器，地址以 http:// 开头",
+                          "see what listens on this port; the address of a hub without TLS begins "
+                          "with http://");
+        co_await attempt("certificate", advice, lookAtCertificate());
+    }
+    if (m_isTls == m_address.tls) {
+        const Text noTls("请看这个端口上是什么程序；有 TLS 的服务器，地址以 https:// 开头",
+                         "see what listens on this port; the address of a hub with TLS begins "
+                         "with https://");
+        const Text& advice = m_isTls ? kSeeLogs : noTls;
+        co_await attempt("hub", advice, askHealth());
+    }
     if (!m_isHub)
         co_return;
     co_await attempt("page", kSeeLogs, askAsPage());
@@ -246,9 +270,10 @@ net::awaitable<void> Doctor::leave() {
         pause.expires_after(std::chrono::seconds(1));
         co_await pause.async_wait(net::redirect_error(net::use_awaitable, ignored));
     }
-    say({Level::fail, "group",
-         "the group made for this could not be removed again; it stays "
-         "behind with one device and no texts"});
+    say({Level::fail,
+         "group",
+         {"试连用的设备组没能删除；服务器会在一天内忘掉它",
+          "the group made for this could not be removed again; the hub forgets it within a day"}});
 }
 
 int Doctor::run() {
@@ -278,7 +303,7 @@ int Doctor::run() {
         });
         io.run();
         if (m_interrupted && !m_guest) { // a name server that does not answer is not waited for
-            say({Level::fail, "doctor", "interrupted"});
+            say({Level::fail, "doctor", interrupted()});
             std::_Exit(1);
         }
     }
@@ -287,7 +312,7 @@ int Doctor::run() {
         leaving.run();
     }
     if (m_interrupted)
-        say({Level::fail, "doctor", "interrupted"});
+        say({Level::fail, "doctor", interrupted()});
     return m_failed ? 1 : 0;
 }
 
@@ -296,9 +321,11 @@ int Doctor::run() {
 int runDoctor(const DoctorOptions& options) {
     const auto address = HubAddress::parse(options.address);
     if (!address) {
-        const Finding finding{Level::fail, "address",
-                              "this is none: it should look like https://hub.example"};
-        std::cout << finding.line() << std::endl;
+        const Finding finding{Level::fail,
+                              "address",
+                              {"这不是地址：应该像 https://hub.example 这样",
+                               "this is none: it should look like https://hub.example"}};
+        std::cout << finding.line(terminalLanguage()) << std::endl;
         return 1;
     }
     return Doctor(*address, options.idle).run();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "relay/hub_visit.h"
+#include "relay/text.h"
 
 #include <cstdint>
 #include <optional>
@@ -14,11 +15,11 @@ struct Finding {
     enum class Level { ok, warn, fail };
 
     Level level;
-    std::string_view about; ///< one word
-    std::string text;       ///< a sentence; texts of the hub in it are printable and short
+    std::string_view about; ///< one English word
+    Text text;              ///< a sentence; texts of the hub in it are printable and short
 
     /// A line without its end: "warn  clock        …".
-    [[nodiscard]] std::string line() const;
+    [[nodiscard]] std::string line(Lang lang) const;
 };
 
 /// What a reply, a certificate or an idle socket says about the hub. Free of input and output.
@@ -40,7 +41,7 @@ struct Finding {
 [[nodiscard]] Finding aboutLargeRequest(const HubReply& reply, std::size_t bytes);
 
 /// What an operator can do about a reply that is not the hub's own.
-[[nodiscard]] std::string strangeReply(const HubReply& reply);
+[[nodiscard]] Text strangeReply(const HubReply& reply);
 
 /// The device that `POST /groups` made; none if that is not what the body says.
 struct Guest {

@@ -17,7 +17,8 @@ constexpr std::size_t kMaxToken = 256;
 constexpr double kAttempts = 4; ///< times the limit of accepted items
 
 constexpr auto kUnusedFor = 24h;
-constexpr int kMostForgotten = 256; ///< a minute, so that nobody waits for it
+constexpr int kMostForgotten = 256;            ///< a minute, so that nobody waits for it
+constexpr std::string_view kDoctor = "doctor"; ///< the platform of its device
 constexpr double kWriteRate = 1;
 constexpr double kWriteBurst = 20;
 constexpr double kGroupWriteRate = 2;
@@ -34,8 +35,8 @@ Hub::Hub(Store& store, const Limits& limits)
       m_publishes(limits.publishRate, limits.publishBurst),
       m_attempts(limits.publishRate * kAttempts, limits.publishBurst * kAttempts),
       m_writes(kWriteRate, kWriteBurst), m_groupWrites(kGroupWriteRate, kWriteBurst),
-      m_newGroups(limits.newGroups, 1h), m_failedClaims(limits.claimFailures, 1min),
-      m_allFailedClaims(0, 1min) {}
+      m_newGroups(limits.newGroups, 1h), m_doctorGroups(limits.newGroups, 1h),
+      m_failedClaims(limits.claimFailures, 1min), m_allFailedClaims(0, 1min) {}
 
 std::vector<DeviceRecord> Hub::roster(const std::string& group) {
     auto devices = m_store.devices(group);
@@ -60,24 +61,32 @@ std::optional<Member> Hub::authenticate(std::string_view token, const Now& now) 
 Answer<Hub::Joined> Hub::createGroup(const NewDevice& device, const Address& client,
                                      const Now& now) {
     const auto key = limitKey(client);
-    if (const int wait = m_newGroups.waitFor(key, now.steady))
+    auto& limit = device.platform == kDoctor ? m_doctorGroups : m_newGroups;
+    if (const int wait = limit.waitFor(key, now.steady))
         return tooMany("too many new groups from this address", wait);
     const auto group = newId();
     Joined joined{group, newDevice(device, now), newToken(group)};
     m_store.createGroup(group, joined.device, sha256(joined.token));
-    m_newGroups.count(key, now.steady);
+    limit.count(key, now.steady);
     logEvent("group created",
              {{"device", joined.device.id}, {"client", m_pseudonyms.of(client, now.unixMs)}});
     return joined;
 }
 
-Hub::Code Hub::createCode(const Member& member, const Now& now) {
+bool Hub::isForDoctor(const std::string& group) {
+    const auto devices = m_store.devices(group);
+    return !devices.empty() && devices.front().platform == kDoctor;
+}
+
+Answer<Hub::Code> Hub::createCode(const Member& member, const Now& now) {
+    if (isForDoctor(member.group))
+        return Refusal{403, "no device can join a group of the doctor's"};
     const auto code = newPairingCode();
     const std::chrono::milliseconds lifetime = kCodeLifetime;
     const auto expiresAt = now.unixMs + lifetime.count();
     m_store.addCode(sha256(*canonicalCode(code)), member, now.unixMs, expiresAt, kMaxLiveCodes);
     logEvent("pairing opened", {{"device", member.device}});
-    return {code, expiresAt};
+    return Code{code, expiresAt};
 }
 
 std::optional<Refusal> Hub::claimsBlocked(const std::string& key, const Now& now) {
@@ -198,7 +207,8 @@ bool Hub::ready(const Now& now) {
 
 void Hub::open(const Member& member, Outlet& outlet, const Now& now) {
     m_lastSeen.note(member.device, now.unixMs);
-    m_store.markUsed(member.group);
+    if (!isForDoctor(member.group))
+        m_store.markUsed(member.group);
     m_bus.join(member, outlet, now);
     tickSoon();
 }
@@ -276,6 +286,7 @@ void Hub::sweep(const Now& now) {
     m_writes.sweep(now.steady);
     m_groupWrites.sweep(now.steady);
     m_newGroups.sweep(now.steady);
+    m_doctorGroups.sweep(now.steady);
     m_failedClaims.sweep(now.steady);
     m_allFailedClaims.sweep(now.steady);
     try {

@@ -45,7 +45,8 @@ public:
 
     [[nodiscard]] Answer<Joined> createGroup(const NewDevice& device, const Address& client,
                                              const Now& now);
-    [[nodiscard]] Code createCode(const Member& member, const Now& now);
+    /// Refused to a group of the doctor's.
+    [[nodiscard]] Answer<Code> createCode(const Member& member, const Now& now);
     [[nodiscard]] Answer<Joined> claim(const Claim& claim, const Address& client, const Now& now);
     [[nodiscard]] std::optional<CryptoRecord> crypto(const Member& member);
     [[nodiscard]] CryptoRecord setCrypto(const Member& member, const std::string& salt);
@@ -85,6 +86,9 @@ public:
 
 private:
     [[nodiscard]] std::vector<DeviceRecord> roster(const std::string& group);
+    /// Whether a doctor made the group, to try a socket with. It is of no other use, so that it
+    /// need not count as a new group: nobody can join it, and it is forgotten like one never used.
+    [[nodiscard]] bool isForDoctor(const std::string& group);
     [[nodiscard]] static DeviceRecord newDevice(const NewDevice& device, const Now& now);
     [[nodiscard]] std::optional<Refusal> claimsBlocked(const std::string& key, const Now& now);
     void changed(const std::string& group, const Now& now);
@@ -103,6 +107,7 @@ private:
     TokenBuckets m_writes;      ///< of a device
     TokenBuckets m_groupWrites; ///< of all its devices
     WindowLimit m_newGroups;
+    WindowLimit m_doctorGroups; ///< counted by themselves, with the same limit
     WindowLimit m_failedClaims;
     WindowLimit m_allFailedClaims;
     std::function<void()> m_onTickSoon;

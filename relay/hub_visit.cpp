@@ -27,15 +27,17 @@ constexpr std::uint32_t kMaxReplyHead = 16u << 10;
 constexpr std::uint64_t kMaxReplyBody = 64u << 10;
 constexpr std::size_t kMaxFrame = 64u << 10;
 
-[[noreturn]] void giveUp(const std::string& doing, error_code error) {
+[[noreturn]] void giveUp(const Text& doing, error_code error) {
     if (error == boost::beast::error::timeout)
-        throw VisitError("did not " + doing + " in " + std::to_string(HubVisit::kPatience.count()) +
-                         " seconds");
+        throw VisitError({"在 %2 秒内没有%1",
+                          "did not %1 in %2 seconds",
+                          {doing, std::to_string(HubVisit::kPatience.count())}});
     if (error == http::error::end_of_stream || error == http::error::partial_message ||
         error == net::error::eof || error == net::error::connection_reset ||
         error == net::ssl::error::stream_truncated)
-        throw VisitError("closed the connection instead of going on to " + doing);
-    throw VisitError("did not " + doing + " (" + error.message() + ")");
+        throw VisitError(
+            {"关闭了连接，没有%1", "closed the connection instead of going on to %1", {doing}});
+    throw VisitError({"没有%1（%2）", "did not %1 (%2)", {doing, error.message()}});
 }
 
 bool isHello(const boost::beast::flat_buffer& buffer) {
@@ -97,7 +99,7 @@ net::awaitable<Stream> HubVisit::open() const {
     plain.expires_after(kConnectTime);
     co_await plain.async_connect(m_endpoint, net::redirect_error(net::use_awaitable, error));
     if (error)
-        giveUp("accept a connection", error);
+        giveUp({"接受连接", "accept a connection"}, error);
     plain.expires_never();
     Stream stream(plain.release_socket(), m_tls);
     stream.expiresAfter(kPatience);
@@ -111,7 +113,7 @@ net::awaitable<Stream> HubVisit::open() const {
     co_await stream.asyncHandshake(net::ssl::stream_base::client,
                                    net::redirect_error(net::use_awaitable, error));
     if (error)
-        giveUp("speak TLS", error);
+        giveUp({"进行 TLS 握手", "speak TLS"}, error);
     co_return stream;
 }
 
@@ -120,7 +122,7 @@ net::awaitable<PeerCertificate> HubVisit::certificate() {
     SSL* const tls = stream.tls();
     X509* const shown = SSL_get0_peer_certificate(tls);
     if (!shown)
-        throw VisitError("showed no certificate");
+        throw VisitError({"没有出示证书", "showed no certificate"});
     PeerCertificate certificate;
     certificate.distrust = SSL_get_verify_result(tls);
     const auto& host = m_address.host;
@@ -162,7 +164,7 @@ net::awaitable<HubReply> HubVisit::send(Request request) {
     co_await http::async_read(stream, buffer, parser,
                               net::redirect_error(net::use_awaitable, error));
     if (error)
-        giveUp("answer", error);
+        giveUp({"答复", "answer"}, error);
     stream.cut();
     auto& reply = parser.get();
     const auto header = [&](http::field name) { return std::string(reply[name]); };
@@ -196,7 +198,7 @@ net::awaitable<SocketVisit> HubVisit::openSocket(std::string token, std::chrono:
     if (error == websocket::error::upgrade_declined)
         co_return visit;
     if (error)
-        giveUp("open a WebSocket", error);
+        giveUp({"打开 WebSocket", "open a WebSocket"}, error);
 
     boost::beast::flat_buffer buffer(kMaxFrame);
     socket.next_layer().expiresAfter(kPatience);

@@ -1,14 +1,15 @@
 #pragma once
 
 #include "relay/hub_address.h"
+#include "relay/text.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 
 #include <chrono>
+#include <exception>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -16,10 +17,15 @@ namespace sorrelwind::relay {
 
 class Stream;
 
-/// A visit that came to nothing; `what()` is half a sentence that goes on after "the hub" or "it".
-class VisitError : public std::runtime_error {
+/// A visit that came to nothing; its text is half a sentence that goes on after "the hub" or "it".
+class VisitError : public std::exception {
 public:
-    using std::runtime_error::runtime_error;
+    explicit VisitError(Text text) : m_text(std::move(text)) {}
+    [[nodiscard]] const Text& text() const { return m_text; }
+    [[nodiscard]] const char* what() const noexcept override { return m_text.en.c_str(); }
+
+private:
+    Text m_text;
 };
 
 /// What TLS showed of the other end.

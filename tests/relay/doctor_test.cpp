@@ -32,7 +32,8 @@ struct Diagnosis {
 
 Diagnosis examine(const std::string& url, const std::string& idle = "1",
                   std::chrono::milliseconds time = kPatience) {
-    const auto outcome = runToEnd({"doctor", "--idle", idle, url}, time);
+    const auto outcome = runToEnd(
+        {"LC_ALL=C.UTF-8", builtHub().string(), "doctor", "--idle", idle, url}, time, "env");
     Diagnosis diagnosis{outcome.status, outcome.text};
     std::istringstream lines(outcome.text);
     const std::regex form("(ok|warn|fail) +([a-z]+) +[^ ].*");
@@ -302,11 +303,34 @@ TEST(Doctor, tidiesUpWhenItIsInterrupted) {
 TEST(Doctor, saysSoWhenNoGroupIsToBeHad) {
     TemporaryFolder folder;
     HubProgram hub(folder.path(), {"--new-groups", "1"});
-    EXPECT_EQ(examine(local(hub.port()), "0").status, 0);
+    createGroup(hub.port());
+    EXPECT_EQ(examine(local(hub.port()), "0").level("websocket"), "ok") << "it counts by itself";
     const auto diagnosis = examine(local(hub.port()), "0");
     EXPECT_EQ(diagnosis.level("group"), "warn") << diagnosis.text;
     EXPECT_EQ(diagnosis.level("websocket"), "") << diagnosis.text;
-    expectNothingLeft(hub);
+}
+
+TEST(Doctor, speaksChineseWhereTheTerminalDoes) {
+    TemporaryFolder folder;
+    HubProgram hub(folder.path());
+    const struct {
+        const char* all;
+        const char* messages;
+        bool chinese;
+    } cases[] = {
+        {"zh_CN.UTF-8", "C", true}, {"", "zh_TW.UTF-8", true}, {"C.UTF-8", "zh_CN", false}};
+    for (const auto& c : cases) {
+        const auto outcome =
+            runToEnd({"LC_ALL=" + std::string(c.all), "LC_MESSAGES=" + std::string(c.messages),
+                      builtHub().string(), "doctor", "--idle", "1", local(hub.port())},
+                     kPatience, "env");
+        EXPECT_EQ(outcome.status, 0);
+        std::istringstream lines(outcome.text);
+        const std::regex chinese("(正常|警告)  .*[\xe4-\xe9][\x80-\xbf]{2}.*|正常  地址 .*");
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_EQ(std::regex_match(line, chinese), c.chinese) << line;
+        EXPECT_EQ(countIn(outcome.text, "\n"), 11);
+    }
 }
 
 TEST(Doctor, takesItsOwnOptionsOnly) {

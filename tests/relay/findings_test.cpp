@@ -65,6 +65,14 @@ TEST(Findings, saysWhenACertificateIsToBeRenewed) {
     }
 }
 
+TEST(Findings, sayTheSameInBothLanguages) {
+    const Finding finding{Finding::Level::warn,
+                          "hub",
+                          {"答复 %1：%2", "answered %1: %2", {"%2", Text("断开", "closed")}}};
+    EXPECT_EQ(finding.line(Lang::en), "warn  hub          answered %2: closed");
+    EXPECT_EQ(finding.line(Lang::zh), "警告  服务器       答复 %2：断开");
+}
+
 TEST(Findings, readsTheDate) {
     EXPECT_EQ(readHttpDate("Sun, 06 Nov 1994 08:49:37 GMT"), 784111777);
     for (const auto* text :
@@ -85,8 +93,8 @@ TEST(Findings, comparesClocks) {
     };
     for (const auto& [sent, received, level, says] : cases) {
         const auto finding = aboutClock(reply, sent, received);
-        EXPECT_EQ(finding.level, level) << finding.text;
-        EXPECT_NE(finding.text.find(says), std::string::npos) << finding.text;
+        EXPECT_EQ(finding.level, level) << finding.text.en;
+        EXPECT_NE(finding.text.en.find(says), std::string::npos) << finding.text.en;
     }
     EXPECT_EQ(aboutClock({}, date, date).level, Finding::Level::warn);
 }
@@ -102,8 +110,8 @@ TEST(Findings, tellsVersionsApart) {
     const auto strange =
         about("{\"ok\":true,\"version\":\"\\u001b[2J" + std::string(500, 'x') + "\"}");
     EXPECT_EQ(strange.level, Finding::Level::warn);
-    EXPECT_EQ(strange.text.find('\x1b'), std::string::npos);
-    EXPECT_LT(strange.text.size(), 250u);
+    EXPECT_EQ(strange.text.en.find('\x1b'), std::string::npos);
+    EXPECT_LT(strange.text.en.size(), 250u);
 }
 
 TEST(Findings, judgesAnIdleSocketByItsPings) {

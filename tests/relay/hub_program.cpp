@@ -146,10 +146,11 @@ HubProgram::HubProgram(const std::filesystem::path& data, const std::vector<std:
             log().c_str() + log().find("127.0.0.1:", log().find(mark)) + 10, nullptr, 10));
 }
 
-Outcome runToEnd(const std::vector<std::string>& flags, std::chrono::milliseconds time) {
-    Program program(joined({builtHub().string()}, flags));
-    const int status = program.wait(time);
-    return {status, program.log()};
+Outcome runToEnd(const std::vector<std::string>& flags, std::chrono::milliseconds time,
+                 const std::filesystem::path& program) {
+    Program run(joined({program.string()}, flags));
+    const int status = run.wait(time);
+    return {status, run.log()};
 }
 
 } // namespace sorrelwind::relay::test

@@ -75,6 +75,7 @@ struct Outcome {
     std::string text;
 };
 [[nodiscard]] Outcome runToEnd(const std::vector<std::string>& flags,
-                               std::chrono::milliseconds time = kPatience);
+                               std::chrono::milliseconds time = kPatience,
+                               const std::filesystem::path& program = builtHub());
 
 } // namespace sorrelwind::relay::test

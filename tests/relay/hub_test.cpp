@@ -38,7 +38,7 @@ protected:
     static Member member(const Hub::Joined& joined) { return {joined.group, joined.device.id}; }
     /// Another device of the group.
     Hub::Joined joinedTo(const Hub::Joined& first) {
-        return *claim(hub.createCode(member(first), now).code);
+        return *claim(hub.createCode(member(first), now)->code);
     }
     /// The head of a publish over REST.
     static Head itemHead(const std::string& authorization) {
@@ -81,7 +81,7 @@ TEST_F(HubTest, aTokenIsGoodUntilItsDeviceIsRemoved) {
     EXPECT_EQ(hub.authenticate(second.token, now), std::nullopt);
     EXPECT_EQ(hub.remove(member(first), second.device.id, now).error().status, 404);
 
-    const auto code = hub.createCode(member(first), now).code;
+    const auto code = hub.createCode(member(first), now)->code;
     EXPECT_TRUE(hub.remove(member(first), first.device.id, now));
     EXPECT_EQ(hub.authenticate(first.token, now), std::nullopt);
     EXPECT_EQ(status(claim(code)), 403) << "the group is gone with its last device";
@@ -89,14 +89,14 @@ TEST_F(HubTest, aTokenIsGoodUntilItsDeviceIsRemoved) {
 
 TEST_F(HubTest, aCodeWorksOnceAndForTenMinutes) {
     const auto first = create();
-    const auto code = hub.createCode(member(first), now);
+    const auto code = *hub.createCode(member(first), now);
     EXPECT_EQ(code.expiresAt, now.unixMs + 600'000);
-    const auto lapsed = hub.createCode(member(first), now).code;
+    const auto lapsed = hub.createCode(member(first), now)->code;
     EXPECT_EQ(status(claim(code.code)), 200);
     EXPECT_EQ(status(claim(code.code)), 403);
     now = now.after(10min);
     EXPECT_EQ(status(claim(lapsed)), 403);
-    const auto late = hub.createCode(member(first), now).code;
+    const auto late = hub.createCode(member(first), now)->code;
     now = now.after(10min - 1ms);
     EXPECT_EQ(status(claim(late)), 200);
 }
@@ -105,7 +105,7 @@ TEST_F(HubTest, aGroupHasFourLiveCodesAndTheOldestLapses) {
     const auto first = create();
     std::vector<std::string> codes;
     for (int i = 0; i < 5; ++i)
-        codes.push_back(hub.createCode(member(first), now).code);
+        codes.push_back(hub.createCode(member(first), now)->code);
     EXPECT_EQ(status(claim(codes[0])), 403);
     EXPECT_EQ(status(claim(codes[1])), 200);
     EXPECT_EQ(status(claim(codes[4])), 200);
@@ -117,7 +117,7 @@ TEST_F(HubTest, aGroupHasFourLiveCodesAndTheOldestLapses) {
 TEST_F(HubTest, aRemovedDevicesCodesAreDead) {
     const auto first = create();
     const auto second = joinedTo(first);
-    const auto code = hub.createCode(member(second), now).code;
+    const auto code = hub.createCode(member(second), now)->code;
     EXPECT_TRUE(hub.remove(member(first), second.device.id, now));
     EXPECT_EQ(status(claim(code)), 403);
 }
@@ -125,7 +125,7 @@ TEST_F(HubTest, aRemovedDevicesCodesAreDead) {
 TEST_F(HubTest, wrongCodesAreLimitedByAddressAndOverall) {
     const auto first = create();
     const auto other = create("other");
-    const auto code = hub.createCode(member(first), now).code;
+    const auto code = hub.createCode(member(first), now)->code;
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(status(claim("AAAA-AAAA")), 403);
     EXPECT_EQ(status(claim(code)), 429) << "even the right code";
@@ -140,7 +140,7 @@ TEST_F(HubTest, wrongCodesAreLimitedByAddressAndOverall) {
         SCOPED_TRACE(codes);
         std::string good;
         for (; alive < codes; ++alive)
-            good = hub.createCode(member(alive < 4 ? first : other), now).code;
+            good = hub.createCode(member(alive < 4 ? first : other), now)->code;
         const auto wrong = [&](int i) {
             const auto from = "198.51." + std::to_string(i / 200) + '.' + std::to_string(i % 200);
             return status(claim("AAAA-AAAA", from.c_str()));
@@ -166,6 +166,24 @@ TEST_F(HubTest, newGroupsAreLimitedByAddress) {
     EXPECT_TRUE(hub.createGroup(device, address("192.0.2.2"), now));
     now = now.after(1h);
     EXPECT_TRUE(hub.createGroup(device, address("192.0.2.1"), now));
+}
+
+TEST_F(HubTest, theDoctorsGroupsCountByThemselvesAndAreOfNoOtherUse) {
+    const NewDevice doctor{"doctor", "doctor"};
+    const auto examine = [&] { return hub.createGroup(doctor, address("192.0.2.1"), now); };
+    std::vector<Hub::Joined> made;
+    for (int i = 0; i < 6; ++i)
+        made.push_back(*examine());
+    EXPECT_EQ(examine().error().status, 429);
+    for (int i = 0; i < 6; ++i)
+        create();
+    EXPECT_EQ(hub.createCode(member(made[0]), now).error().status, 403);
+    Listener listener;
+    hub.open(member(made[0]), listener, now);
+    EXPECT_EQ(listener.last.at("type"), "hello");
+    now = now.after(24h);
+    hub.tick(now);
+    EXPECT_FALSE(hub.authenticate(made[0].token, now)) << "a socket was opened, and yet";
 }
 
 TEST_F(HubTest, aGroupThatNobodyUsedIsForgottenAfterADay) {
