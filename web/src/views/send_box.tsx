@@ -92,7 +92,7 @@ export function SendBox({ session, now }: { session: Session; now: number }) {
         {refused
           ? t("浏览器没有允许读取剪贴板。请粘贴到上面再发送。", "The browser did not allow reading the clipboard. Paste above and send.")
           : lastSent &&
-            `${resultText(lastSent, session.devices.length < 2)} · ${relativeTime(lastSent.at, now)}`}
+            `${resultText(lastSent, session.devices.length < 2)}\u00a0· ${relativeTime(lastSent.at, now)}`}
       </p>
     </section>
   );

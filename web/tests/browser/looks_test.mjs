@@ -15,6 +15,24 @@ if (kPictures) mkdirSync(kPictures, { recursive: true });
 
 /** In the page: what is wrong with what it shows now. */
 function faults() {
+  /** The last of an element's lines of text, null if there is but one. */
+  function lastLine(element) {
+    const walker = document.createTreeWalker(element, NodeFilter.SHOW_TEXT);
+    const lines = [];
+    let bottom = -Infinity;
+    for (let node = walker.nextNode(); node; node = walker.nextNode())
+      for (let i = 0; i < node.length; ++i) {
+        const range = document.createRange();
+        range.setStart(node, i);
+        range.setEnd(node, i + 1);
+        const rect = range.getBoundingClientRect();
+        if (rect.width === 0) continue;
+        if (rect.top >= bottom - 2) lines.push("");
+        bottom = Math.max(rect.bottom, bottom);
+        lines[lines.length - 1] += node.data[i];
+      }
+    return lines.length > 1 ? lines[lines.length - 1].trim() : null;
+  }
   const found = [];
   if (document.documentElement.scrollWidth > innerWidth) found.push(`wider than the screen: ${document.documentElement.scrollWidth}`);
   const describe = (element) => `${element.tagName} ${element.className} "${(element.ariaLabel ?? element.textContent).slice(0, 30)}"`;
@@ -28,6 +46,12 @@ function faults() {
   }
   const ids = [...document.querySelectorAll("[id]")].map(({ id }) => id);
   if (new Set(ids).size !== ids.length) found.push(`an id twice: ${ids}`);
+
+  for (const element of document.querySelectorAll("p, label, summary, h1, h2, button span")) {
+    if (element.matches(".excerpt, .name, .origin *") || element.querySelector("bdi, textarea")) continue;
+    const last = lastLine(element);
+    if (last !== null && last.length < 4) found.push(`alone in its line: "${last}" of ${describe(element)}`);
+  }
 
   const parse = (color) => color.match(/[\d.]+/g).map(Number);
   const luminance = ([r, g, b]) => {
@@ -123,6 +147,13 @@ describe("how the page looks", { timeout: 240_000 }, () => {
     await page.getByRole("button", { name: "Remove “Studio”" }).click();
     await page.getByRole("button", { name: "Leave Group…" }).click();
     await look(page, "member-asking");
+    await page.evaluate(() => {
+      navigator.clipboard.writeText = () => Promise.reject(new DOMException("", "NotAllowedError"));
+      document.execCommand = () => false;
+    });
+    for (const copy of await page.getByRole("button", { name: "Copy", exact: true }).all()) await copy.click();
+    await page.getByText("did not allow copying").nth(3).waitFor();
+    await look(page, "member-by-hand");
     await hub.kill();
     await page.getByText("Offline — reconnecting…").waitFor();
     await send(page, "into the void");
