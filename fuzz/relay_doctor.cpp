@@ -12,8 +12,11 @@ using namespace sorrelwind::relay;
 namespace {
 
 void mustBePrintable(const Finding& finding) {
-    for (const char c : finding.line())
+    for (const char c : finding.line(Lang::en))
         if (c < 0x20 || c > 0x7e)
+            std::abort();
+    for (const unsigned char c : finding.line(Lang::zh))
+        if (c < 0x20 || c == 0x7f)
             std::abort();
 }
 
