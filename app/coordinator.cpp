@@ -11,8 +11,10 @@
 #include "ui/settings_window.h"
 #include "ui/status_panel.h"
 
+#include <QApplication>
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMimeData>
 #include <QTimer>
@@ -55,6 +57,9 @@ AppCoordinator::AppCoordinator(Services services, std::unique_ptr<StatusItem> st
     m_panel->setAnchor([this] { return m_statusItem->anchor(); });
     m_panel->onMenuRequested = [this] { showQuickMenu(); };
 
+    // No shortcuts of the toolkit's, which knows none for a menu that belongs to no window.
+    qGuiApp->installEventFilter(this);
+
     model.showBubble = [this](const QString& text, BubbleKind kind) { showBubble(text, kind); };
     model.onNeedsOnboarding = [this] { startOver(); };
     connect(&model, &AppModel::changed, this, &AppCoordinator::render);
@@ -78,6 +83,7 @@ void AppCoordinator::render() {
     m_statusItem->setToolTip(model.phase() == AppModel::Phase::running
                                  ? model.statusText()
                                  : QStringLiteral("Sorrelwind"));
+    m_statusItem->setMenu(quickMenu());
 }
 
 void AppCoordinator::show() {
@@ -100,26 +106,57 @@ void AppCoordinator::showQuickMenu() {
         return;
     }
     m_panel->close();
+    m_quickMenu = std::make_unique<QMenu>(); // made anew, in the language of now
+    dress(*m_quickMenu);
+    for (const MenuEntry& entry : quickMenu()) {
+        if (entry.text.isEmpty()) {
+            m_quickMenu->addSeparator();
+            continue;
+        }
+        QAction* action = m_quickMenu->addAction(entry.text, entry.shortcut, this, entry.chosen);
+        action->setEnabled(entry.enabled);
+    }
+    m_statusItem->popUp(*m_quickMenu);
+}
+
+QList<MenuEntry> AppCoordinator::quickMenu() {
     const AppModel& model = m_services.model;
     const L10n& l10n = m_services.l10n;
     const bool running = model.phase() == AppModel::Phase::running;
-    m_quickMenu = std::make_unique<QMenu>(); // made anew, in the language of now
-    dress(*m_quickMenu);
+    QList<MenuEntry> menu;
     if (running) {
-        m_quickMenu->addAction(model.paused() ? l10n.text(u"恢复同步", u"Resume Sync")
-                                              : l10n.text(u"暂停同步", u"Pause Sync"),
-                               this, &AppCoordinator::togglePause);
-        m_quickMenu->addAction(l10n.text(u"添加设备…", u"Add Device…"), this,
-                               &AppCoordinator::showPairing);
+        menu.append({.text = model.paused() ? l10n.text(u"恢复同步", u"Resume Sync")
+                                            : l10n.text(u"暂停同步", u"Pause Sync"),
+                     .chosen = [this] { togglePause(); }});
+        menu.append(
+            {.text = l10n.text(u"添加设备…", u"Add Device…"), .chosen = [this] { showPairing(); }});
     }
-    m_quickMenu
-        ->addAction(l10n.text(u"设置…", u"Settings…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), this,
-                    &AppCoordinator::showSettings)
-        ->setEnabled(running);
-    m_quickMenu->addSeparator();
-    m_quickMenu->addAction(l10n.text(u"退出 Sorrelwind", u"Quit Sorrelwind"),
-                           QKeySequence(Qt::CTRL | Qt::Key_Q), qApp, &QCoreApplication::quit);
-    m_statusItem->popUp(*m_quickMenu);
+    menu.append({.text = l10n.text(u"设置…", u"Settings…"),
+                 .shortcut = QKeySequence(Qt::CTRL | Qt::Key_Comma),
+                 .enabled = running,
+                 .chosen = [this] { showSettings(); }});
+    menu.append(MenuEntry{});
+    menu.append({.text = l10n.text(u"退出 Sorrelwind", u"Quit Sorrelwind"),
+                 .shortcut = QKeySequence(Qt::CTRL | Qt::Key_Q),
+                 .chosen = [] { QCoreApplication::quit(); }});
+    return menu;
+}
+
+bool AppCoordinator::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::KeyPress)
+        return QObject::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event);
+    for (const MenuEntry& entry : quickMenu()) {
+        if (!entry.enabled || entry.shortcut != QKeySequence(key->keyCombination()))
+            continue;
+        if (auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget()))
+            menu->close();
+        m_panel->close();
+        if (!key->isAutoRepeat())
+            entry.chosen();
+        return true;
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void AppCoordinator::togglePause() {

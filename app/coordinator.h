@@ -50,6 +50,9 @@ public:
     void showQuickMenu();
     void togglePause();
 
+    /// The menu's shortcuts, in every window of the program and in the open menu.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
     /// Each opens its window or brings it to the front. In no group only onboarding opens.
     void showOnboarding();
     void showPairing();
@@ -57,6 +60,7 @@ public:
 
 private:
     void render();
+    [[nodiscard]] QList<MenuEntry> quickMenu();
     [[nodiscard]] std::function<void(const QString&)> copyHere();
     void showBubble(const QString& text, BubbleKind kind);
     void startOver();

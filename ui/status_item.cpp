@@ -36,6 +36,8 @@ public:
             m_xembed->setToolTip(text);
     }
 
+    void setMenu(const QList<MenuEntry>& entries) override { m_notifier.setMenu(entries); }
+
     [[nodiscard]] std::optional<QRect> anchor() const override {
         return m_xembed ? m_xembed->anchor() : m_notifier.anchor();
     }

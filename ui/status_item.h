@@ -1,16 +1,27 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QKeySequence>
+#include <QList>
 #include <QObject>
 #include <QRect>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
 class QMenu;
 
 namespace sorrelwind {
+
+/// One entry of the menu behind the icon; one without a text is a line between the others.
+struct MenuEntry {
+    QString text{};
+    QKeySequence shortcut{};
+    bool enabled = true;
+    std::function<void()> chosen{};
+};
 
 /// The program's icon in the desktop's panel: what it looks like, where it is, and which button
 /// was pressed on it. Owned by the coordinator, lives on the main thread. A desktop may have no
@@ -23,6 +34,8 @@ public:
     /// A dimmed icon says that the program does nothing for now.
     virtual void setDimmed(bool dimmed) = 0;
     virtual void setToolTip(const QString& text) = 0;
+    /// For panels that draw the menu themselves. They ask for it by no signal, and tell by none.
+    virtual void setMenu(const QList<MenuEntry>&) {}
     /// Where the icon is on the screen, in device-independent pixels; none when the desktop does
     /// not tell.
     [[nodiscard]] virtual std::optional<QRect> anchor() const = 0;

@@ -52,6 +52,7 @@ namespace {
 const QString kWatcher = QStringLiteral("org.kde.StatusNotifierWatcher");
 const QString kWatcherPath = QStringLiteral("/StatusNotifierWatcher");
 const QString kItemPath = QStringLiteral("/StatusNotifierItem");
+const QString kMenuPath = QStringLiteral("/MenuBar"); // where hosts expect one
 
 constexpr int kEdge = 64;     // panels are no thicker
 constexpr int kIconSide = 22; // the usual size in a panel
@@ -89,16 +90,15 @@ StatusNotifierItem::StatusNotifierItem(std::optional<QDBusConnection> bus)
 StatusNotifierItem::~StatusNotifierItem() {
     if (m_bus) {
         m_bus->unregisterObject(kItemPath);
+        m_bus->unregisterObject(kMenuPath);
         m_bus->unregisterService(m_service);
     }
 }
 
 void StatusNotifierItem::start() {
     if (!m_bus ||
-        !m_bus->registerObject(kItemPath, this,
-                               QDBusConnection::ExportScriptableSlots |
-                                   QDBusConnection::ExportScriptableSignals |
-                                   QDBusConnection::ExportScriptableProperties) ||
+        !m_bus->registerObject(kItemPath, this, QDBusConnection::ExportScriptableContents) ||
+        !m_bus->registerObject(kMenuPath, &m_menu, QDBusConnection::ExportScriptableContents) ||
         !m_bus->registerService(m_service)) {
         setHosted(false);
         return;
@@ -160,6 +160,10 @@ NotifierPixmaps StatusNotifierItem::iconPixmap() const {
     for (const int side : {16, 22, 24, 32, 48, 64})
         pixmaps.append(toNetwork(menuBarIcon(side, ink).toImage()));
     return pixmaps;
+}
+
+QDBusObjectPath StatusNotifierItem::menu() const {
+    return QDBusObjectPath(kMenuPath);
 }
 
 // The coordinates that hosts pass are the screen's in some sessions and the icon's own in others;

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "ui/bus_menu.h"
 #include "ui/status_item.h"
 
 #include <QByteArray>
 #include <QDBusArgument>
 #include <QDBusConnection>
+#include <QDBusObjectPath>
 #include <QList>
 
 namespace sorrelwind {
@@ -28,8 +30,8 @@ QDBusArgument& operator<<(QDBusArgument& argument, const NotifierToolTip& toolTi
 const QDBusArgument& operator>>(const QDBusArgument& argument, NotifierToolTip& toolTip);
 
 /// The icon by org.kde.StatusNotifierItem (freedesktop.org, StatusNotifierItem), object
-/// /StatusNotifierItem. It has no Menu property, so hosts report the click that asks for a menu
-/// instead of drawing one. Registers with every watcher that comes onto the bus.
+/// /StatusNotifierItem. A host either draws the menu at /MenuBar itself or reports the click that
+/// asks for one. Registers with every watcher that comes onto the bus.
 class StatusNotifierItem final : public StatusItem {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierItem")
@@ -42,6 +44,7 @@ class StatusNotifierItem final : public StatusItem {
     Q_PROPERTY(sorrelwind::NotifierPixmaps IconPixmap READ iconPixmap SCRIPTABLE true)
     Q_PROPERTY(sorrelwind::NotifierToolTip ToolTip READ toolTip SCRIPTABLE true)
     Q_PROPERTY(bool ItemIsMenu READ itemIsMenu SCRIPTABLE true)
+    Q_PROPERTY(QDBusObjectPath Menu READ menu SCRIPTABLE true)
 public:
     explicit StatusNotifierItem(std::optional<QDBusConnection> bus);
     ~StatusNotifierItem() override;
@@ -51,6 +54,7 @@ public:
 
     void setDimmed(bool dimmed) override;
     void setToolTip(const QString& text) override;
+    void setMenu(const QList<MenuEntry>& entries) override { m_menu.setEntries(entries); }
     [[nodiscard]] std::optional<QRect> anchor() const override { return m_anchor; }
     [[nodiscard]] bool hosted() const override { return m_hosted.value_or(false); }
 
@@ -63,6 +67,7 @@ public:
     [[nodiscard]] NotifierPixmaps iconPixmap() const;
     [[nodiscard]] NotifierToolTip toolTip() const { return {m_toolTip}; }
     [[nodiscard]] bool itemIsMenu() const { return false; }
+    [[nodiscard]] QDBusObjectPath menu() const;
 
 public Q_SLOTS:
     Q_SCRIPTABLE void Activate(int x, int y);
@@ -83,6 +88,7 @@ private:
 
     std::optional<QDBusConnection> m_bus;
     QString m_service;
+    BusMenu m_menu;
     bool m_dimmed = false;
     QString m_toolTip;
     std::optional<bool> m_hosted; // none until the bus has answered

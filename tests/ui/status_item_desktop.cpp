@@ -19,6 +19,8 @@ namespace {
 constexpr int kPatienceMs = 20'000;
 const QString kItemInterface = QStringLiteral("org.kde.StatusNotifierItem");
 const QString kItemPath = QStringLiteral("/StatusNotifierItem");
+const QString kMenuPath = QStringLiteral("/MenuBar");
+const QString kMenuInterface = QStringLiteral("com.canonical.dbusmenu");
 
 const TrayDesktop* g_desktop = nullptr;
 
@@ -91,6 +93,10 @@ NotifierPanel::NotifierPanel(bool withHost) : m_bus(ownConnection()), m_hostRegi
                   SLOT(onNewIcon()));
     m_bus.connect(QString(), kItemPath, kItemInterface, QStringLiteral("NewToolTip"), this,
                   SLOT(onNewToolTip()));
+    m_bus.connect(QString(), kMenuPath, kMenuInterface, QStringLiteral("LayoutUpdated"), this,
+                  SLOT(onLayout(uint, int)));
+    m_bus.connect(QString(), kMenuPath, kMenuInterface, QStringLiteral("ItemsPropertiesUpdated"),
+                  this, SLOT(onProperties(QDBusMessage)));
 }
 
 NotifierPanel::~NotifierPanel() {
@@ -117,6 +123,19 @@ QVariantMap NotifierPanel::properties() {
     const QDBusPendingReply<QVariantMap> reply = m_bus.asyncCall(question);
     EXPECT_TRUE(waitFor([&] { return reply.isFinished(); }));
     return reply.isValid() ? reply.value() : QVariantMap();
+}
+
+void NotifierPanel::onProperties(const QDBusMessage& message) {
+    newTexts += qdbus_cast<QList<BusMenuItem>>(message.arguments().value(0));
+}
+
+QDBusMessage NotifierPanel::askMenu(const char* method, const QVariantList& arguments) {
+    auto question = QDBusMessage::createMethodCall(items.value(0), kMenuPath, kMenuInterface,
+                                                   QString::fromLatin1(method));
+    question.setArguments(arguments);
+    const QDBusPendingCall call = m_bus.asyncCall(question);
+    EXPECT_TRUE(waitFor([&] { return call.isFinished(); }));
+    return call.reply();
 }
 
 void NotifierPanel::call(const char* method) {

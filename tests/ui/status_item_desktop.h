@@ -3,8 +3,10 @@
 #include "tests/support/message_bus.h"
 #include "tests/support/program.h"
 #include "tests/support/xvfb.h"
+#include "ui/bus_menu.h"
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QImage>
 #include <QObject>
 #include <QPoint>
@@ -59,17 +61,23 @@ public:
     QStringList items; // services, each as often as it registered
     int newIcons = 0;
     int newToolTips = 0;
+    QList<uint> layouts;         // revisions of the menu
+    QList<BusMenuItem> newTexts; // entries of the menu that changed
 
     /// All properties of the one item; empty when it does not answer.
     [[nodiscard]] QVariantMap properties();
     /// Calls Activate or ContextMenu of the item, with coordinates that are of no use.
     void call(const char* method);
+    /// What the item's menu answers.
+    [[nodiscard]] QDBusMessage askMenu(const char* method, const QVariantList& arguments);
 
     Q_SCRIPTABLE Q_INVOKABLE void RegisterStatusNotifierItem(const QString& service);
 
 public Q_SLOTS:
     void onNewIcon() { ++newIcons; }
     void onNewToolTip() { ++newToolTips; }
+    void onLayout(uint revision, int) { layouts.append(revision); }
+    void onProperties(const QDBusMessage& message);
 
 Q_SIGNALS:
     Q_SCRIPTABLE void StatusNotifierHostRegistered();

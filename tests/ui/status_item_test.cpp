@@ -6,6 +6,7 @@
 #include "ui/status_notifier_item.h"
 
 #include <QDBusArgument>
+#include <QDBusObjectPath>
 #include <QMenu>
 #include <QtEndian>
 
@@ -148,7 +149,7 @@ TEST_F(StatusItemTest, PanelIsToldWhatItNeeds) {
     EXPECT_EQ(told.value("Id").toString(), "sorrelwind");
     EXPECT_EQ(told.value("Status").toString(), "Active");
     EXPECT_EQ(told.value("ItemIsMenu"), QVariant(false));
-    EXPECT_FALSE(told.contains("Menu")); // a host that saw one would draw it itself
+    EXPECT_EQ(qdbus_cast<QDBusObjectPath>(told.value("Menu")).path(), "/MenuBar");
     EXPECT_EQ(qdbus_cast<NotifierToolTip>(told.value("ToolTip")).title,
               "Connected · &lt;b&gt;&amp;"); // panels take it for markup;
     for (const NotifierPixmap& pixmap : pixmapsOf(told)) {
@@ -168,6 +169,76 @@ TEST_F(StatusItemTest, PanelIsToldWhatItNeeds) {
     panel.call("SecondaryActivate");
     panel.call("Activate");
     EXPECT_TRUE(waitFor([&] { return heard(*item) == QStringList{"menu", "menu", "click"}; }));
+}
+
+TEST_F(StatusItemTest, PanelThatDrawsTheMenuItselfIsToldOfItAndObeyed) {
+    NotifierPanel panel;
+    const auto item = listenedItem();
+    ASSERT_TRUE(waitFor([&] { return panel.items.size() == 1 && item->hosted(); }));
+    QStringList done;
+    const auto entry = [&](const char* text, bool enabled = true) {
+        return MenuEntry{.text = QString::fromUtf8(text), .enabled = enabled, .chosen = [&, text] {
+                             done << QString::fromUtf8(text);
+                         }};
+    };
+    // A line for each entry: id, text, whether it can be chosen.
+    const auto read = [&] {
+        QStringList lines;
+        const auto reply = panel.askMenu("GetLayout", {0, -1, QStringList()});
+        const auto menu = qdbus_cast<BusMenuLayout>(reply.arguments().value(1));
+        EXPECT_EQ(menu.item.properties.value("children-display"), "submenu");
+        for (const BusMenuLayout& child : menu.children) {
+            const QVariantMap& told = child.item.properties;
+            lines << u"%1 %2 %3"_qs.arg(child.item.id)
+                         .arg(told.value("label", told.value("type")).toString())
+                         .arg(told.value("enabled").toBool());
+        }
+        return lines;
+    };
+    item->setMenu({entry("设置…", false), MenuEntry{}, entry("Quit")});
+    EXPECT_EQ(read(), (QStringList{"1 设置… 0", "2 separator 0", "3 Quit 1"}));
+    ASSERT_TRUE(waitFor([&] { return panel.layouts.size() == 1; }));
+    item->setMenu({entry("Settings…", false), MenuEntry{}, entry("Quit")});
+    ASSERT_TRUE(waitFor([&] { return panel.newTexts.size() == 1; }));
+    EXPECT_EQ(panel.newTexts[0].id, 1);
+    EXPECT_EQ(panel.newTexts[0].properties.value("label"), "Settings…");
+
+    const auto clicked = [&](int id, const char* what = "clicked") {
+        return panel.askMenu("Event", {id, what, QVariant::fromValue(QDBusVariant(0)), 0U}).type();
+    };
+    EXPECT_EQ(clicked(3), QDBusMessage::ReplyMessage);
+    EXPECT_TRUE(waitFor([&] { return done == QStringList{"Quit"}; }));
+
+    // Another menu: what is clicked in the old one, still open, comes to nothing.
+    item->setMenu({entry("Pause"), entry("Settings…"), MenuEntry{}, entry("Quit")});
+    EXPECT_EQ(read().value(0), "4 Pause 1");
+    ASSERT_TRUE(waitFor([&] { return panel.layouts.size() == 2; }));
+    EXPECT_GT(panel.layouts[1], panel.layouts[0]);
+    for (const int id : {-1, 1, 3, 8, INT_MAX, INT_MIN}) {
+        EXPECT_EQ(clicked(id), QDBusMessage::ErrorMessage) << id;
+        EXPECT_EQ(panel.askMenu("GetLayout", {id, -1, QStringList()}).type(),
+                  QDBusMessage::ErrorMessage);
+        EXPECT_EQ(panel.askMenu("GetProperty", {id, "label"}).type(), QDBusMessage::ErrorMessage);
+        EXPECT_EQ(panel.askMenu("AboutToShow", {id}).type(), QDBusMessage::ErrorMessage);
+    }
+    for (const auto& [id, what] : {std::pair(0, "clicked"), {4, "hovered"}, {6, "clicked"}})
+        EXPECT_EQ(clicked(id, what), QDBusMessage::ReplyMessage);
+    EXPECT_EQ(panel.askMenu("GetProperty", {4, "icon-data"}).type(), QDBusMessage::ErrorMessage);
+    EXPECT_EQ(panel.askMenu("GetProperty", {4, "label"}).arguments().value(0),
+              QVariant::fromValue(QDBusVariant(u"Pause"_qs)));
+    const auto group = panel.askMenu(
+        "GetGroupProperties", {QVariant::fromValue(QList<int>(1000, 5)), QStringList{"enabled"}});
+    const auto found = qdbus_cast<QList<BusMenuItem>>(group.arguments().value(0));
+    ASSERT_EQ(found.size(), 1);
+    EXPECT_EQ(found[0].properties, (QVariantMap{{"enabled", true}}));
+    // Many at once are as good as a few.
+    const QList<BusMenuEvent> events =
+        QList<BusMenuEvent>{{99, "clicked"}} + QList<BusMenuEvent>(5000, {4, u"clicked"_qs});
+    const auto unknown = panel.askMenu("EventGroup", {QVariant::fromValue(events)});
+    EXPECT_EQ(qdbus_cast<QList<int>>(unknown.arguments().value(0)), QList<int>{99});
+    EXPECT_EQ(clicked(7), QDBusMessage::ReplyMessage);
+    EXPECT_TRUE(waitFor([&] { return done.endsWith("Quit") && done.size() > 2; }));
+    EXPECT_LT(done.size(), 20);
 }
 
 TEST_F(StatusItemTest, PanelsPlaceIsThatOfThePointerAtAnEdge) {
