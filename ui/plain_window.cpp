@@ -13,9 +13,14 @@
 
 namespace sorrelwind {
 
+namespace {
+constexpr QSize kFrame(8, 40); // what window managers add at most, unknown before they do
+}
+
 PlainWindow::PlainWindow(QSize size)
     : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                           Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint) {
+                           Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint),
+      m_size(size) {
     setFixedSize(size);
     setAttribute(Qt::WA_QuitOnClose, false); // the agent goes on without windows
     setFocusPolicy(Qt::ClickFocus);
@@ -24,7 +29,8 @@ PlainWindow::PlainWindow(QSize size)
 void PlainWindow::present() {
     if (!isVisible()) {
         const QRect area = screen()->availableGeometry();
-        move(area.center() - rect().center());
+        setFixedSize(m_size.boundedTo(area.size() - kFrame));
+        move(area.center() - QRect(QPoint(), size() + kFrame).center());
     }
     if (isMinimized())
         showNormal();

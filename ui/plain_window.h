@@ -7,9 +7,9 @@
 
 namespace sorrelwind {
 
-/// An ordinary window of fixed size in the program's colours, with no button in its title but the
-/// one that closes it: moved by its background, closed by Escape. Its owner shows it with present()
-/// and is told when it was closed.
+/// An ordinary window of fixed size, smaller only where the screen leaves less room, in the
+/// program's colours, with no button in its title but the one that closes it: moved by its
+/// background, closed by Escape. Its owner shows it with present() and is told when it was closed.
 class PlainWindow : public QWidget {
     Q_OBJECT
 public:
@@ -30,6 +30,7 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
 
 private:
+    QSize m_size;
     std::optional<QPoint> m_grip; // where the background was taken hold of
 };
 

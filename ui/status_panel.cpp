@@ -51,7 +51,10 @@ StatusPanelController::StatusPanelController(AppModel& model, const L10n& l10n,
                                              StatusActions actions)
     : m_view(new StatusView(model, l10n, std::move(actions))),
       m_panel(std::make_unique<KeyablePanel>(
-          [this] { close(); },
+          [this] {
+              if (!m_view->dropQuestions())
+                  close();
+          },
           [this](QPoint place, Qt::MouseButton button) { pressedOutside(place, button); })) {
     m_panel->setContent(m_view);
     m_panel->setWindowTitle(QStringLiteral("Sorrelwind"));
@@ -72,7 +75,7 @@ void StatusPanelController::setAnchor(std::function<std::optional<QRect>()> anch
 
 void StatusPanelController::place() {
     const std::optional<QRect> anchor = m_anchor ? m_anchor() : std::nullopt;
-    const QSize size = m_view->fit(FloatingCard::tallestUnder(anchor, kGap));
+    const QSize size = m_view->fit(FloatingCard::tallest(anchor, kGap));
     m_panel->placeUnder(anchor, size, kGap);
 }
 

@@ -9,8 +9,8 @@ namespace sorrelwind {
 class FloatingCard;
 
 /// The panel that drops from the status item. The coordinator owns it and says when to show and
-/// close it; it closes by itself on Escape, on a click elsewhere and when the application loses the
-/// focus. The model outlives it.
+/// close it; it closes by itself on Escape, which withdraws an open question first, on a click
+/// elsewhere and when the application loses the focus. The model outlives it.
 class StatusPanelController {
 public:
     StatusPanelController(AppModel& model, const L10n& l10n, StatusActions actions);

@@ -3,6 +3,7 @@
 #include "ui/activity_row.h"
 #include "ui/controls/icon_button.h"
 #include "ui/controls/logo_tile.h"
+#include "ui/controls/slim_scroll_area.h"
 #include "ui/controls/text_label.h"
 #include "ui/device_row.h"
 #include "ui/empty_devices.h"
@@ -16,7 +17,6 @@
 #include <QHBoxLayout>
 #include <QMenu>
 #include <QPainter>
-#include <QScrollArea>
 #include <QScrollBar>
 
 namespace sorrelwind {
@@ -109,7 +109,6 @@ StatusView::StatusView(AppModel& model, const L10n& l10n, StatusActions actions)
         if (isVisible())
             render();
     });
-    colourScrollBar();
     render();
 }
 
@@ -184,14 +183,7 @@ QWidget* StatusView::devicesList() {
     });
     m_rows->addWidget(m_empty);
     m_rows->addStretch();
-    m_scroll = new QScrollArea;
-    m_scroll->setFrameShape(QFrame::NoFrame);
-    m_scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_scroll->setWidgetResizable(true);
-    m_scroll->setFocusPolicy(Qt::NoFocus);
-    m_scroll->setWidget(list);
-    m_scroll->viewport()->setAutoFillBackground(false);
-    list->setAutoFillBackground(false);
+    m_scroll = new SlimScrollArea(list);
     return m_scroll;
 }
 
@@ -321,10 +313,18 @@ QSize StatusView::fit(int tallest) {
     return {kWidth, height};
 }
 
+bool StatusView::dropQuestions() {
+    bool dropped = false;
+    for (DeviceRow* row : std::as_const(m_rowOf)) {
+        dropped = dropped || row->isConfirming();
+        row->setConfirming(false);
+    }
+    return dropped;
+}
+
 void StatusView::reset() {
     m_removeError.reset();
-    for (DeviceRow* row : std::as_const(m_rowOf))
-        row->setConfirming(false);
+    dropQuestions();
     if (QWidget* focused = focusWidget())
         focused->clearFocus();
     window()->setAttribute(Qt::WA_KeyboardFocusChange, false);
@@ -339,22 +339,6 @@ void StatusView::showEvent(QShowEvent* event) {
 void StatusView::hideEvent(QHideEvent* event) {
     QWidget::hideEvent(event);
     m_minute.stop();
-}
-
-void StatusView::changeEvent(QEvent* event) {
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange && m_scroll)
-        colourScrollBar();
-}
-
-void StatusView::colourScrollBar() {
-    m_scroll->verticalScrollBar()->setStyleSheet(
-        QStringLiteral("QScrollBar { background: transparent; width: 8px; margin: 0; }"
-                       "QScrollBar::handle { background: %1; border-radius: 3px; margin: 0 0 0 2px;"
-                       " min-height: 24px; }"
-                       "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
-                       "QScrollBar::add-page, QScrollBar::sub-page { background: none; }")
-            .arg(Palette::Role::separatorStrong().name()));
 }
 
 } // namespace sorrelwind

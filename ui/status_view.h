@@ -40,6 +40,8 @@ public:
     /// The size that shows everything, or, where that is taller than `tallest`, the one in which
     /// the devices scroll.
     [[nodiscard]] QSize fit(int tallest);
+    /// Withdraws the questions that are open; false when there is none.
+    bool dropQuestions();
     /// Forgets open questions, old errors and where the focus was.
     void reset();
 
@@ -52,7 +54,6 @@ public:
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
-    void changeEvent(QEvent* event) override;
 
 private:
     [[nodiscard]] QWidget* header();
@@ -63,7 +64,6 @@ private:
     void renderActivity(ActivityRow& row, const std::optional<Activity>& activity);
     void renderDevices();
     void showMore();
-    void colourScrollBar();
     Task<> remove(QString id);
 
     AppModel& m_model;

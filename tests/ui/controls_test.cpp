@@ -216,6 +216,26 @@ TEST(ControlsTest, FocusIsShownOnceTheKeyboardMovesIt) {
     EXPECT_FALSE(showsFocus(field));
 }
 
+TEST(ControlsTest, AFieldShowsTheBeginningOfItsTextUnlessItIsFilledIn) {
+    QWidget window;
+    TextField field(QString(200, u'x'), &window);
+    BrandButton other(BrandButton::Kind::secondary, false, &window);
+    other.move(0, 50);
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(waitFor([&window] { return window.isActiveWindow(); }));
+    EXPECT_EQ(field.cursorPosition(), 0);
+    other.setFocus();
+    field.setFocus(Qt::OtherFocusReason);
+    EXPECT_EQ(field.cursorPosition(), 200) << "to be gone on with";
+    field.insert(QStringLiteral("y"));
+    EXPECT_EQ(field.cursorPosition(), 201);
+    press(field, Qt::Key_Tab);
+    EXPECT_EQ(field.cursorPosition(), 0);
+    field.setText(QString(300, u'x'));
+    EXPECT_EQ(field.cursorPosition(), 0);
+}
+
 } // namespace
 
 } // namespace sorrelwind::test

@@ -4,6 +4,7 @@
 #include "ui/text_font.h"
 
 #include <QEvent>
+#include <QFocusEvent>
 #include <QPainter>
 
 namespace sorrelwind {
@@ -22,6 +23,11 @@ TextField::TextField(const QString& text, QWidget* parent) : QLineEdit(text, par
     setFixedHeight(kHeight);
     setRightInset(0);
     recolour();
+    home(false);
+    connect(this, &QLineEdit::textChanged, this, [this] {
+        if (!isModified()) // not typed
+            home(false);
+    });
 }
 
 void TextField::setFaulty(bool faulty) {
@@ -57,6 +63,19 @@ void TextField::changeEvent(QEvent* event) {
     QLineEdit::changeEvent(event);
     if (event->type() == QEvent::PaletteChange)
         recolour();
+}
+
+void TextField::focusInEvent(QFocusEvent* event) {
+    QLineEdit::focusInEvent(event);
+    if (event->reason() == Qt::OtherFocusReason)
+        end(false); // to be gone on with
+}
+
+void TextField::focusOutEvent(QFocusEvent* event) {
+    QLineEdit::focusOutEvent(event);
+    // Not when it will have the focus again just as it was.
+    if (event->reason() != Qt::PopupFocusReason && event->reason() != Qt::ActiveWindowFocusReason)
+        home(false);
 }
 
 void TextField::paintEvent(QPaintEvent* event) {

@@ -4,8 +4,8 @@
 
 namespace sorrelwind {
 
-/// A line of text to fill in, 36 high, with the program's own border and focus. Give it an
-/// accessible name.
+/// A line of text to fill in, 36 high, with the program's own border and focus. Unless it is being
+/// filled in, it shows the beginning of its text. Give it an accessible name.
 class TextField final : public QLineEdit {
     Q_OBJECT
 public:
@@ -21,6 +21,8 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     void recolour();

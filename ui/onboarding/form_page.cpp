@@ -1,6 +1,7 @@
 #include "ui/onboarding/form_page.h"
 
 #include "ui/controls/brand_button.h"
+#include "ui/controls/slim_scroll_area.h"
 #include "ui/controls/text_field.h"
 #include "ui/controls/text_label.h"
 #include "ui/palette.h"
@@ -33,8 +34,11 @@ FormPage::FormPage(const L10n& l10n)
     buttons->addStretch();
     buttons->addWidget(m_submit);
 
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(64, 0, 64, 24);
+    buttons->setContentsMargins(64, Palette::Space::s2, 64, 24);
+
+    auto* form = new QWidget;
+    auto* column = new QVBoxLayout(form);
+    column->setContentsMargins(64, 0, 64, 0);
     column->setSpacing(0);
     column->addWidget(m_title);
     column->addSpacing(Palette::Space::s4);
@@ -42,8 +46,11 @@ FormPage::FormPage(const L10n& l10n)
     column->addSpacing(Palette::Space::s3);
     column->addLayout(status);
     column->addStretch();
-    column->addSpacing(Palette::Space::s2);
-    column->addLayout(buttons);
+    auto* whole = new QVBoxLayout(this);
+    whole->setContentsMargins(0, 0, 0, 0);
+    whole->setSpacing(0);
+    whole->addWidget(new SlimScrollArea(form), 1);
+    whole->addLayout(buttons);
     showNothing();
 }
 

@@ -50,8 +50,10 @@ GroupSection::GroupSection(AppModel& model, const SettingsServices& services)
     render();
 }
 
-void GroupSection::leave() {
+bool GroupSection::dropQuestion() {
+    const bool asked = m_question != Question::none && !m_leaving;
     ask(Question::none);
+    return asked;
 }
 
 void GroupSection::ask(Question question) {

@@ -19,8 +19,8 @@ public:
     GroupSection(AppModel& model, const SettingsServices& services);
 
     void render();
-    /// A question that was not answered is withdrawn.
-    void leave();
+    /// Withdraws a question that was not answered; false when there is none.
+    bool dropQuestion();
 
     /// It grew by a question.
     std::function<void()> onAsked;

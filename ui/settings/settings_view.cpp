@@ -3,14 +3,14 @@
 #include "base/l10n.h"
 #include "core/app_model.h"
 #include "ui/controls/card.h"
+#include "ui/controls/slim_scroll_area.h"
 #include "ui/controls/text_label.h"
 #include "ui/palette.h"
 #include "ui/settings/device_section.h"
 #include "ui/settings/display_section.h"
 #include "ui/settings/group_section.h"
-#include "ui/settings/slim_scroll_bar.h"
 
-#include <QScrollArea>
+#include <QKeyEvent>
 #include <QTimer>
 
 namespace sorrelwind {
@@ -48,16 +48,8 @@ SettingsView::SettingsView(AppModel& model, const SettingsServices& services)
     column->addWidget(m_display);
     column->addWidget(m_group);
     column->addStretch();
-    auto* scroll = new QScrollArea;
-    scroll->setVerticalScrollBar(new SlimScrollBar);
+    auto* scroll = new SlimScrollArea(content);
     scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    scroll->setWidget(content);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    scroll->setFocusPolicy(Qt::NoFocus);
-    scroll->viewport()->setAutoFillBackground(false);
-    content->setAutoFillBackground(false);
     auto* whole = new QVBoxLayout(this);
     whole->setContentsMargins(0, 0, 0, 0);
     whole->addWidget(scroll);
@@ -69,10 +61,15 @@ SettingsView::SettingsView(AppModel& model, const SettingsServices& services)
     };
     onClosed = [this] {
         m_device->leave();
-        m_group->leave();
+        m_group->dropQuestion();
     };
     connect(&model, &AppModel::changed, this, &SettingsView::render);
     render();
+}
+
+void SettingsView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() != Qt::Key_Escape || !m_group->dropQuestion())
+        PlainWindow::keyPressEvent(event);
 }
 
 void SettingsView::render() {

@@ -20,6 +20,9 @@ public:
 
     void render();
 
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
 private:
     SettingsServices m_services;
     TextLabel* m_title;
