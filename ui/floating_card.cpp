@@ -4,7 +4,6 @@
 #include "ui/palette.h"
 #include "ui/placement.h"
 
-#include <QBitmap>
 #include <QGuiApplication>
 #include <QPainter>
 #include <QScreen>
@@ -13,8 +12,6 @@
 namespace sorrelwind {
 
 namespace {
-
-constexpr int kEdge = 8; // what a card leaves free at the edges of the screen
 
 QList<ScreenGeometry> screens() {
     QList<ScreenGeometry> all;
@@ -34,6 +31,8 @@ FloatingCard::FloatingCard(Qt::WindowFlags flags, int radius, int shadow)
             [this](const QVariant& opacity) { setOpacity(opacity.toDouble()); });
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(shadow, shadow, shadow, shadow);
+    // The size is said, and may be less than what the last content needed.
+    layout->setSizeConstraint(QLayout::SetNoConstraint);
 }
 
 void FloatingCard::setContent(QWidget* content) {
@@ -61,17 +60,8 @@ void FloatingCard::placeUnder(std::optional<QRect> anchor, QSize size, int gap) 
     update();
 }
 
-int FloatingCard::tallestUnder(std::optional<QRect> anchor, int gap) {
-    const QScreen* screen = anchor ? QGuiApplication::screenAt(anchor->center()) : nullptr;
-    if (!screen)
-        screen = QGuiApplication::primaryScreen();
-    const QRect free = screen->availableGeometry().adjusted(0, kEdge, 0, -kEdge);
-    if (!anchor)
-        return free.height();
-    // The card hangs below an icon in the upper half and stands on one in the lower half.
-    return anchor->center().y() < free.center().y()
-               ? free.bottom() + 1 - std::max(free.top(), anchor->bottom() + 1 + gap)
-               : std::min(free.bottom() + 1, anchor->top() - gap) - free.top();
+int FloatingCard::tallest(std::optional<QRect> anchor, int gap) {
+    return tallestUnder(anchor, screens(), gap);
 }
 
 void FloatingCard::setOpacity(double opacity) {
@@ -94,28 +84,18 @@ void FloatingCard::fadeTo(double opacity, std::chrono::milliseconds duration,
     m_fade.start();
 }
 
-void FloatingCard::resizeEvent(QResizeEvent* event) {
-    QWidget::resizeEvent(event);
-    if (m_composited) {
-        clearMask();
-        return;
-    }
-    QBitmap shape(size());
-    shape.clear();
-    QPainter painter(&shape);
-    painter.setBrush(Qt::color1);
-    painter.setPen(Qt::color1);
-    painter.drawRoundedRect(rect().adjusted(0, 0, -1, -1), m_radius, m_radius);
-    painter.end();
-    setMask(shape);
-}
-
 void FloatingCard::paintEvent(QPaintEvent*) {
     QPainter painter(this);
+    if (!m_composited) { // whatever is not opaque would be black
+        painter.setPen(Palette::Role::separatorStrong());
+        painter.setBrush(Palette::Role::surface());
+        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+        return;
+    }
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     const QRectF card = cardRect();
-    const int reach = card.left() > 0 ? m_shadow : 0;
+    const int reach = m_shadow;
     // Many faint layers, each smaller than the one below, add up to a blur; it falls downwards.
     for (int i = reach; i > 0; --i) {
         const double strength = 1 - static_cast<double>(i) / reach;

@@ -11,7 +11,8 @@ namespace sorrelwind {
 
 /// The frameless window that hangs from the status item: a rounded card with a soft shadow around
 /// it. Its owner gives it one content and says where the card goes; the shadow's margin is its own
-/// affair. Without a compositor the card has no margin and its corners are cut off.
+/// affair. Without a compositor there is neither shadow nor roundness: the card has square corners
+/// and a line around it.
 class FloatingCard : public QWidget {
     Q_OBJECT
 public:
@@ -25,7 +26,7 @@ public:
     /// The card without its shadow, in this window's coordinates.
     [[nodiscard]] QRect cardRect() const;
     /// The tallest card that placeUnder can show whole.
-    [[nodiscard]] static int tallestUnder(std::optional<QRect> anchor, int gap);
+    [[nodiscard]] static int tallest(std::optional<QRect> anchor, int gap);
 
     /// Of the whole window, at once on the screen.
     void setOpacity(double opacity);
@@ -35,7 +36,6 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
 
 private:
     int m_radius;

@@ -52,4 +52,17 @@ QRect frameUnder(QSize size, std::optional<QRect> anchor, const QList<ScreenGeom
     return frame;
 }
 
+int tallestUnder(std::optional<QRect> anchor, const QList<ScreenGeometry>& screens, int gap) {
+    if (screens.isEmpty())
+        return 0;
+    const QRect visible = anchor ? screenOf(*anchor, screens).visible : screens.front().visible;
+    const QRect free = visible.adjusted(0, kMargin, 0, -kMargin);
+    // Beside an icon in a panel at the left or right there is room from top to bottom.
+    if (!anchor || anchor->right() < visible.left() || anchor->left() > visible.right())
+        return free.height();
+    const int below = free.bottom() - std::max(free.top() - 1, anchor->bottom() + gap);
+    const int above = std::min(free.bottom() + 1, anchor->top() - gap) - free.top();
+    return std::max(below, above);
+}
+
 } // namespace sorrelwind

@@ -20,4 +20,8 @@ struct ScreenGeometry {
 [[nodiscard]] QRect frameUnder(QSize size, std::optional<QRect> anchor,
                                const QList<ScreenGeometry>& screens, int gap);
 
+/// The greatest height with which a pop-up fits there, without covering the icon.
+[[nodiscard]] int tallestUnder(std::optional<QRect> anchor, const QList<ScreenGeometry>& screens,
+                               int gap);
+
 } // namespace sorrelwind

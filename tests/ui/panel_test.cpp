@@ -226,6 +226,25 @@ TEST_F(StatusPanelTest, FollowsTheModelAndTheLanguage) {
     EXPECT_EQ(settings, 1);
 }
 
+TEST_F(StatusPanelTest, OpensAtTheHeightOfALanguageChosenMeanwhile) {
+    open({QStringLiteral("Pad")});
+    for (int i = 0; i < 2; ++i) {
+        const int before = card().height();
+        panel->close();
+        EXPECT_TRUE(waitFor([] { return window() == nullptr; }));
+        over.l10n.toggle();
+        over.model->languageChanged();
+        panel->show();
+        const int atOnce = card().height();
+        EXPECT_NE(atOnce, before) << "Chinese lines are taller";
+        runFor(std::chrono::milliseconds(20));
+        EXPECT_EQ(card().height(), atOnce);
+        panel.reset();
+        open({QStringLiteral("Pad")});
+        EXPECT_EQ(card().height(), atOnce) << "as if it were shown for the first time";
+    }
+}
+
 TEST_F(StatusPanelTest, MoreMenuPausesAndQuits) {
     open({QStringLiteral("Pad")});
     const auto choose = [&](const char* text) {
@@ -256,6 +275,10 @@ TEST_F(StatusPanelTest, ADeviceIsRemovedAfterAQuestion) {
     press("Cancel");
     EXPECT_FALSE(says("Remove this device"));
     EXPECT_EQ(over.hub.count("DELETE /devices/d1"), 0);
+
+    press("Remove “\u2068Pad\u2069”");
+    EXPECT_TRUE(send(Qt::Key_Escape)) << "closes the question";
+    EXPECT_TRUE(panel->isVisible() && !says("Remove this device"));
 
     press("Remove “\u2068Pad\u2069”");
     // The question stays while the list is renewed around it.

@@ -63,6 +63,34 @@ TEST(PlacementTest, FrameUnderTheIcon) {
         EXPECT_EQ(frameUnder(each.size, each.anchor, each.screens, 5), each.frame) << each.what;
 }
 
+TEST(PlacementTest, WhateverFitsIsWholeAndBesideTheIcon) {
+    const QRect frame(0, 0, 1024, 600);
+    const std::tuple<const char*, QRect, QRect> bars[] = {
+        // Where the bar's icons are, and what it leaves free.
+        {"top", {0, 0, 1024, 40}, {0, 40, 1024, 560}},
+        {"bottom", {0, 560, 1024, 40}, {0, 0, 1024, 560}},
+        {"left", {0, 0, 40, 600}, {40, 0, 984, 600}},
+        {"right", {984, 0, 40, 600}, {0, 0, 984, 600}},
+        {"silent top", {0, 0, 1024, 40}, frame},
+        {"silent bottom", {0, 560, 1024, 40}, frame},
+    };
+    for (const auto& [what, bar, visible] : bars) {
+        const QList<ScreenGeometry> screens{{frame, visible}};
+        for (int at = 0; at <= 10; ++at) {
+            const QPoint corner(bar.x() + 9 + (bar.width() - 40) * at / 10,
+                                bar.y() + 9 + (bar.height() - 40) * at / 10);
+            const QRect icon(corner, QSize(22, 22));
+            const int tallest = tallestUnder(icon, screens, 5);
+            EXPECT_GE(tallest, 500) << what << at;
+            for (const int height : {32, 300, tallest}) {
+                const QRect card = frameUnder(QSize(340, height), icon, screens, 5);
+                EXPECT_TRUE(visible.contains(card)) << what << at;
+                EXPECT_FALSE(card.intersects(icon)) << what << at;
+            }
+        }
+    }
+}
+
 } // namespace
 
 } // namespace sorrelwind::test
