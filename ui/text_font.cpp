@@ -1,15 +1,24 @@
 #include "ui/text_font.h"
 
 #include <QFontDatabase>
+#include <QFontInfo>
 #include <QStringList>
 
 namespace sorrelwind {
 
 namespace {
 
-QFont fontOf(QStringList families, QFontDatabase::SystemFont fallback, int pixelSize,
-             QFont::Weight weight) {
-    families.append(QFontDatabase::systemFont(fallback).family());
+/// The first one that is there sets the Latin letters and quotation marks. In Chinese fonts those
+/// are made for Chinese, so these come last; the desktop's own may be one of them.
+QStringList ordered(QStringList latin, const QStringList& chinese,
+                    QFontDatabase::SystemFont desktop) {
+    const QString own = QFontInfo(QFontDatabase::systemFont(desktop)).family(); // no alias
+    if (!QFontDatabase::writingSystems(own).contains(QFontDatabase::SimplifiedChinese))
+        latin.insert(1, own);
+    return latin + chinese + QStringList(own);
+}
+
+QFont fontOf(const QStringList& families, int pixelSize, QFont::Weight weight) {
     QFont font;
     font.setFamilies(families);
     font.setPixelSize(pixelSize);
@@ -20,14 +29,20 @@ QFont fontOf(QStringList families, QFontDatabase::SystemFont fallback, int pixel
 } // namespace
 
 QFont textFont(int pixelSize, QFont::Weight weight) {
-    return fontOf({QStringLiteral("Inter"), QStringLiteral("Noto Sans CJK SC"),
-                   QStringLiteral("Noto Sans SC")},
-                  QFontDatabase::GeneralFont, pixelSize, weight);
+    static const QStringList families =
+        ordered({QStringLiteral("Inter"), QStringLiteral("Noto Sans"),
+                 QStringLiteral("DejaVu Sans"), QStringLiteral("Liberation Sans")},
+                {QStringLiteral("Noto Sans CJK SC"), QStringLiteral("Noto Sans SC")},
+                QFontDatabase::GeneralFont);
+    return fontOf(families, pixelSize, weight);
 }
 
 QFont codeFont(int pixelSize, QFont::Weight weight) {
-    return fontOf({QStringLiteral("DejaVu Sans Mono"), QStringLiteral("Noto Sans Mono CJK SC")},
-                  QFontDatabase::FixedFont, pixelSize, weight);
+    static const QStringList families =
+        ordered({QStringLiteral("DejaVu Sans Mono"), QStringLiteral("Noto Sans Mono"),
+                 QStringLiteral("Liberation Mono")},
+                {QStringLiteral("Noto Sans Mono CJK SC")}, QFontDatabase::FixedFont);
+    return fontOf(families, pixelSize, weight);
 }
 
 } // namespace sorrelwind
