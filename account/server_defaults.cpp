@@ -28,6 +28,10 @@ std::optional<QString> ServerDefaults::offered() {
     return server == kNoHub ? std::nullopt : std::optional(server);
 }
 
+bool ServerDefaults::isBuiltIn(const QString& address) {
+    return address == QLatin1StringView(SORRELWIND_DEFAULT_HUB);
+}
+
 std::optional<QString> ServerDefaults::normalize(const QString& text) {
     QString url = text.trimmed();
     if (url.isEmpty())

@@ -15,6 +15,9 @@ public:
     /// initial() where a hub may answer at it, else none.
     [[nodiscard]] static std::optional<QString> offered();
 
+    /// Whether `address` is the hub that is built in.
+    [[nodiscard]] static bool isBuiltIn(const QString& address);
+
     /// The canonical base address, "https://" or "http://", host and port, without a final slash;
     /// none when `text` cannot be a hub's address. A missing scheme is https; wss and ws become
     /// https and http; path, query and fragment go (RFC 3986); schemes are case-sensitive here.

@@ -1,5 +1,6 @@
 #include "app/agent_commands.h"
 
+#include "account/account_store.h"
 #include "app/control_client.h"
 #include "app/display.h"
 #include "app/terminal_qr.h"
@@ -93,7 +94,7 @@ void printDevices(const QJsonArray& devices, Lang lang) {
     }
 }
 
-void printPairing(const QJsonObject& pairing, Lang lang) {
+void printPairing(const QJsonObject& pairing, const QString& configDir, Lang lang) {
     const auto expires =
         QDateTime::fromMSecsSinceEpoch(pairing.value(QLatin1StringView("expiresAt")).toInteger());
     print(terminalQr(textOf(pairing, "link"), isatty(STDOUT_FILENO) != 0));
@@ -106,6 +107,21 @@ void printPairing(const QJsonObject& pairing, Lang lang) {
     if (textOf(pairing, "link").contains(QLatin1StringView("&k=")))
         print(pick(lang, u"链接含加密密钥，只发给你自己的设备。",
                    u"The link contains the encryption key — only send it to your own devices."));
+    print(pick(lang,
+               u"手动输入配对码：在浏览器中打开 %1，或在另一台电脑上运行：sorrelwind join - "
+               u"--server %1",
+               u"To type the code, open %1 in a browser, or run on the other computer: "
+               u"sorrelwind join - --server %1")
+              .arg(textOf(pairing, "server")));
+    const QString passphrase = textOf(pairing, "passphrase");
+    if (passphrase == QLatin1StringView("here"))
+        print(pick(lang, u"手动输入还需要设备组口令：见“设置”，或 %1 中的 passphrase。",
+                   u"Typing also takes the group's passphrase: see Settings, or passphrase in %1.")
+                  .arg(AccountStore(configDir).fileUrl()));
+    else if (passphrase == QLatin1StringView("elsewhere"))
+        print(pick(lang, u"手动输入还需要设备组口令：见创建设备组的那台设备的“设置”。",
+                   u"Typing also takes the group's passphrase: see the settings of the device that "
+                   u"made the group."));
 }
 
 QString sentence(ControlFailure reason, const QString& configDir, Lang lang) {
@@ -221,7 +237,7 @@ int runAgentCommand(const CommandLine& line, const L10n& l10n) {
     } else if (line.command == QLatin1StringView("status")) {
         printStatus(result, lang);
     } else if (line.command == QLatin1StringView("pair")) {
-        printPairing(result, lang);
+        printPairing(result, line.configDir, lang);
     } else if (line.command == QLatin1StringView("receive")) {
         printText(result, line, isatty(STDOUT_FILENO) != 0, lang);
     } else if (line.command == QLatin1StringView("send")) {

@@ -262,6 +262,13 @@ Task<ControlReply> ControlServer::pair() {
     QJsonObject json{{QStringLiteral("code"), pairing->code},
                      {QStringLiteral("link"), pairing->url},
                      {QStringLiteral("expiresAt"), pairing->expiresAt.toMSecsSinceEpoch()}};
+    if (const auto& account = m_model.account()) {
+        json.insert(QStringLiteral("server"), account->server);
+        json.insert(QStringLiteral("passphrase"),
+                    m_model.crypto() == AppModel::CryptoStatus::plaintext ? QStringLiteral("none")
+                    : account->passphrase                                 ? QStringLiteral("here")
+                                          : QStringLiteral("elsewhere"));
+    }
     co_return ControlReply{json, {}};
 }
 

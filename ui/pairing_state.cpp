@@ -1,6 +1,7 @@
 #include "ui/pairing_state.h"
 
 #include "account/pairing_link.h"
+#include "account/server_defaults.h"
 
 #include <QHostAddress>
 #include <QUrl>
@@ -34,8 +35,30 @@ bool PairingState::linkHoldsKey() const {
     return link && link->keyB64;
 }
 
+QString PairingState::server() const {
+    return m_model.account() ? m_model.account()->server : QString();
+}
+
 bool PairingState::serverIsLoopback() const {
-    return m_model.account() && isLoopbackServer(m_model.account()->server);
+    return isLoopbackServer(server());
+}
+
+bool PairingState::opensPage() const {
+    return !ServerDefaults::isBuiltIn(server());
+}
+
+std::optional<Sentence> PairingState::typingNeeds() const {
+    const auto& account = m_model.account();
+    if (m_model.crypto() == AppModel::CryptoStatus::plaintext)
+        return std::nullopt;
+    if (account && account->passphrase)
+        return Sentence::of(u"手动输入还需要设备组口令，可在“设置”中查看",
+                            u"Typing also takes the group’s passphrase: see Settings");
+    if (account)
+        return Sentence::of(u"手动输入还需要设备组口令，可在创建设备组的那台设备上查看",
+                            u"Typing also takes the group’s passphrase: see the settings of the "
+                            u"device that made the group");
+    return std::nullopt;
 }
 
 void PairingState::generate() {

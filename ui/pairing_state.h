@@ -43,8 +43,14 @@ public:
     [[nodiscard]] bool linkCopied() const { return m_linkCopied; }
     /// The link gives the group's key to whoever has it.
     [[nodiscard]] bool linkHoldsKey() const;
+    /// Where a code is typed.
+    [[nodiscard]] QString server() const;
     /// The hub's address means something on this computer only.
     [[nodiscard]] bool serverIsLoopback() const;
+    /// What the link opens is the hub's page: an app can lay claim to the built-in address alone.
+    [[nodiscard]] bool opensPage() const;
+    /// What a typed code asks for besides, and where that stands; none in a group without a key.
+    [[nodiscard]] std::optional<Sentence> typingNeeds() const;
 
     /// Asks the hub for a fresh code, whatever the phase.
     void generate();

@@ -4,6 +4,7 @@
 #include "base/printable.h"
 #include "ui/code_groups.h"
 #include "ui/controls/brand_button.h"
+#include "ui/controls/slim_scroll_area.h"
 #include "ui/controls/text_label.h"
 #include "ui/countdown_ring.h"
 #include "ui/palette.h"
@@ -69,7 +70,13 @@ QWidget* PairingView::codePage() {
     m_loopback->setContentsMargins(0, Space::s1, 0, 0);
     m_orType = centred(Size::footnote, QFont::Normal, TextRole::secondary);
 
-    auto* column = columnOf(page);
+    m_hub = centred(Size::caption, QFont::Medium, TextRole::secondary);
+    m_hub->setElided(true);
+    m_needs = centred(Size::caption, QFont::Normal, TextRole::secondary);
+
+    auto* scrolled = new QWidget;
+    auto* column = columnOf(scrolled);
+    column->setContentsMargins(Space::s5, Space::s3, Space::s5, Space::s3);
     column->addWidget(m_heading);
     column->addSpacing(2);
     column->addWidget(m_line);
@@ -80,14 +87,25 @@ QWidget* PairingView::codePage() {
     column->addSpacing(6);
     column->addWidget(m_keyWarning);
     column->addWidget(m_loopback);
+    column->addSpacing(6);
     column->addStretch(2);
     column->addWidget(m_orType);
     column->addSpacing(6);
     column->addLayout(codeRow());
+    column->addSpacing(6);
+    column->addWidget(m_hub);
+    column->addWidget(m_needs);
+    column->addSpacing(6);
     column->addStretch(2);
     column->addLayout(stepsRow());
-    column->addStretch(2);
-    column->addWidget(doneButton());
+    auto* whole = new QVBoxLayout(page);
+    whole->setContentsMargins(0, 0, 0, Space::s4);
+    whole->setSpacing(0);
+    whole->addWidget(new SlimScrollArea(scrolled), 1);
+    auto* done = new QHBoxLayout;
+    done->setContentsMargins(Space::s5, 0, Space::s5, 0);
+    done->addWidget(doneButton());
+    whole->addLayout(done);
     return page;
 }
 
@@ -110,18 +128,15 @@ QLayout* PairingView::codeRow() {
 
 QLayout* PairingView::stepsRow() {
     auto* row = new QHBoxLayout;
-    const auto step = [&](const char* symbol, const char16_t* zh, const char16_t* en) {
-        m_steps.append({zh, en, centred(Size::caption, QFont::Normal, TextRole::secondary)});
-        auto* column = new QVBoxLayout;
-        column->setSpacing(Space::s1);
-        column->addWidget(new SymbolView(20, TextRole::accent, QLatin1StringView(symbol)), 0,
-                          Qt::AlignHCenter);
-        column->addWidget(m_steps.last().label);
-        row->addLayout(column, 1);
-    };
-    step("camera", u"相机扫码", u"Scan");
-    step("arrow.up.forward.app", u"打开 App", u"Open the app");
-    step("checkmark.seal", u"自动配对", u"Paired");
+    row->setSpacing(Space::s1);
+    for (const char* symbol : {"camera", "arrow.up.forward.app", "checkmark.seal"}) {
+        m_steps.append(centred(Size::caption, QFont::Normal, TextRole::secondary));
+        m_steps.last()->setWordWrap(false);
+        row->addStretch();
+        row->addWidget(new SymbolView(18, TextRole::accent, QLatin1StringView(symbol)));
+        row->addWidget(m_steps.last());
+        row->addStretch();
+    }
     return row;
 }
 
@@ -233,10 +248,16 @@ void PairingView::renderCode() {
     m_valid->setFixedWidth(m_l10n.lang() == Lang::zh ? 96 : 116);
     m_valid->setText(
         m_l10n.text(u"10 分钟内有效，仅可使用一次", u"Valid for 10 minutes, single use"));
-    for (int i = 0; i < m_steps.size(); ++i) {
-        m_steps[i].label->setText(
-            QStringLiteral("%1. %2").arg(i + 1).arg(m_l10n.text(m_steps[i].zh, m_steps[i].en)));
-    }
+    m_hub->setText(m_l10n.text(u"服务器：%1", u"Hub: %1").arg(printable(m_state.server())));
+    const auto needs = m_state.typingNeeds();
+    m_needs->setText(needs ? needs->in(m_l10n.lang()) : QString());
+    m_needs->setVisible(needs.has_value());
+    const QString steps[] = {m_l10n.text(u"相机扫码", u"Scan"),
+                             m_state.opensPage() ? m_l10n.text(u"打开网页", u"Open the page")
+                                                 : m_l10n.text(u"打开 App", u"Open the app"),
+                             m_l10n.text(u"自动配对", u"Paired")};
+    for (int i = 0; i < m_steps.size(); ++i)
+        m_steps[i]->setText(QStringLiteral("%1. %2").arg(i + 1).arg(steps[i]));
 }
 
 } // namespace sorrelwind

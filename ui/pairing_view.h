@@ -29,12 +29,6 @@ public:
     void render();
 
 private:
-    struct Step {
-        const char16_t* zh;
-        const char16_t* en;
-        TextLabel* label;
-    };
-
     [[nodiscard]] QWidget* codePage();
     [[nodiscard]] QWidget* joinedPage();
     [[nodiscard]] QWidget* failedPage();
@@ -46,7 +40,7 @@ private:
     const L10n& m_l10n;
     PairingState m_state;
     QList<BrandButton*> m_done;
-    QList<Step> m_steps;
+    QList<TextLabel*> m_steps;
 
     QStackedLayout* m_pages;
     TextLabel* m_heading = nullptr;
@@ -59,6 +53,8 @@ private:
     CodeGroups* m_code = nullptr;
     CountdownRing* m_ring = nullptr;
     TextLabel* m_valid = nullptr;
+    TextLabel* m_hub = nullptr;
+    TextLabel* m_needs = nullptr;
 
     TextLabel* m_joinedTitle = nullptr;
     TextLabel* m_joinedLine = nullptr;

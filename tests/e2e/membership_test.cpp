@@ -177,6 +177,8 @@ TEST_F(Membership, QrCodeInTheTerminalIsTheLink) {
     const Ended read = runToEnd("zbarimg", {"-q", "--raw", image.fileName()});
     EXPECT_EQ(QString::fromUtf8(read.out).trimmed(), link);
     EXPECT_TRUE(link.contains("&k="));
+    EXPECT_TRUE(pair.out.contains("open " + hub.url().toUtf8() + " in a browser"));
+    EXPECT_TRUE(pair.out.contains("passphrase in " + a.configDir().toUtf8()));
 }
 
 } // namespace sorrelwind::test

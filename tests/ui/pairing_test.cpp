@@ -162,6 +162,8 @@ TEST_F(PairingWindowTest, ShowsTheLinkAsCodeAndQrInBothLanguages) {
     EXPECT_TRUE(says("Only this computer can reach the hub’s current address"));
     EXPECT_TRUE(says("The link contains the encryption key — only send it to your own devices"));
     EXPECT_TRUE(says("Or type the pairing code"));
+    EXPECT_TRUE(says(qPrintable(QStringLiteral("Hub: ") + over.hub.base())));
+    EXPECT_TRUE(says("2. Open the page"));
 
     over.l10n.toggle();
     over.model->languageChanged();
@@ -249,6 +251,7 @@ TEST_F(PairingWindowTest, AFailureIsSaidAndRetried) {
 TEST_F(PairingWindowTest, ALinkWithoutAKeyIsNotSaidToHoldOne) {
     open(false);
     ASSERT_TRUE(reaches<PairingState::Ready>());
+    EXPECT_EQ(window->state().typingNeeds(), std::nullopt);
     EXPECT_FALSE(says("The link contains the encryption key — only send it to your own devices"));
 }
 
