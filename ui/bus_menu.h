@@ -44,8 +44,8 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, BusMenuLoss& loss
 
 /// The status item's menu for hosts that draw it themselves, by com.canonical.dbusmenu version 3.
 /// Owned by the item, which puts it on the bus. An entry's id is used once: a click on a menu that
-/// is on the screen still, but was replaced, comes to nothing. Shortcuts are left out, as no host
-/// listens for them while its menu is open.
+/// is on the screen still, but was replaced, comes to nothing. Shortcuts are left out, as
+/// this program cannot hear them while a host's menu is open.
 class BusMenu final : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.canonical.dbusmenu")
