@@ -245,7 +245,7 @@ void PairingView::renderCode() {
     m_ring->setVisible(!m_state.url().isEmpty());
     m_ring->setTime(m_state.expiresAt(), QDateTime::currentDateTimeUtc(), !ready);
     // Both break after the comma, or close to it.
-    m_valid->setFixedWidth(m_l10n.lang() == Lang::zh ? 96 : 116);
+    m_valid->setFixedWidth(m_l10n.lang() == Lang::zh ? 96 : 130);
     m_valid->setText(
         m_l10n.text(u"10 分钟内有效，仅可使用一次", u"Valid for 10 minutes, single use"));
     m_hub->setText(m_l10n.text(u"服务器：%1", u"Hub: %1").arg(printable(m_state.server())));
