@@ -149,6 +149,7 @@ private:
         labels->label("OPTIONS", text(u"选项", u"OPTIONS"));
         labels->label("SUBCOMMAND", text(u"命令", u"SUBCOMMAND"));
         labels->label("Positionals", text(u"参数", u"Positionals"));
+        labels->label("Excludes", text(u"不能同时用", u"Not with"));
         labels->label("REQUIRED", text(u"（必需）", u"REQUIRED"));
         m_app.failure_message([this](const CLI::App*, const CLI::Error& error) {
             return toUtf8(say(u"%1。用法见：sorrelwind --help\n", u"%1. See: sorrelwind --help\n")

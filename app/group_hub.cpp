@@ -16,7 +16,7 @@ void GroupHub::start(const HubHost::Started& done) {
         done(reply->result.value(QLatin1StringView("server")).toString());
         return;
     }
-    m_host.emplace(m_defaults);
+    m_host.emplace(m_defaults, HubHost::Options{.showsLog = false});
     m_started = !m_host->hosts();
     m_host->start([this, done](const Result<QString, Sentence>& address) {
         m_isService = m_host->isService();

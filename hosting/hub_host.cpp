@@ -291,13 +291,15 @@ Task<bool> HubHost::answers() {
 void HubHost::startChild() {
     m_restart.stop();
     m_child = std::make_unique<QProcess>();
-    m_child->setProcessChannelMode(QProcess::ForwardedChannels);
+    if (m_options.showsLog)
+        m_child->setProcessChannelMode(QProcess::ForwardedChannels);
     // An agent that is killed takes its hub with it.
     m_child->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     const auto ended = [this] {
         if (!m_child || m_child->state() != QProcess::NotRunning)
             return;
-        qWarning("the hub on this computer ended by itself");
+        qWarning("the hub on this computer ended by itself. %s",
+                 m_child->readAllStandardError().trimmed().split('\n').last().constData());
         m_child.release()->deleteLater();
         setRunning(false);
         m_restart.start();

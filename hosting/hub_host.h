@@ -35,6 +35,7 @@ public:
         QString dataDir = {}; // empty: the program's own choice
         bool mayUseSystemd = true;
         bool mayUseAvahi = true;
+        bool showsLog = true; // what the child says goes to this program's standard error
         /// This computer's address in its network, null without one.
         std::function<QHostAddress()> localAddress = {}; // empty: that of the default route
     };
