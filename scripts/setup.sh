@@ -18,7 +18,7 @@ test_packages=(
   sway kwin-wayland mutter xwayland wl-clipboard chromium
   dpkg-dev lintian desktop-file-utils appstream mandoc systemd zsh fish
 )
-package_packages=(dpkg-dev)
+package_packages=(dpkg-dev file)
 try_packages=(debootstrap openssl xvfb x11-utils)
 bench_packages=(libbenchmark-dev xvfb xclip)
 
