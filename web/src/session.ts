@@ -203,6 +203,7 @@ export class Session {
     const stored = await this.store.load();
     if (stored?.token === this.membership?.token) {
       if (stored) this.membership = stored;
+      if (this.unopened) this.take(this.unopened); // the key may be another now
     } else {
       this.end();
       if (stored) this.begin(stored);

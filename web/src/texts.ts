@@ -8,7 +8,10 @@ import { Device } from "./wire";
 export function failureText(error: unknown): string {
   if (error instanceof CryptoError) return t("密钥派生失败", "Couldn’t derive the encryption key");
   if (error instanceof WrongPassphrase)
-    return t("用这个口令也无法解密。", "This passphrase does not open it either.");
+    return t(
+      "用这个口令也无法解密，因此没有更改。请与发送它的设备核对。",
+      "This passphrase does not open it either, so nothing was changed. Compare it with the device that sent the text.",
+    );
   if (error instanceof NotEncrypted)
     return t(
       "服务器说这个设备组没有加密，此页面只加入加密的设备组。请在另一台设备上新建设备组。",

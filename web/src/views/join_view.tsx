@@ -106,8 +106,8 @@ export function JoinView(props: { session: Session; opened: Opened | null; onDon
             secret
             code
             note={t(
-              "在另一台设备的设置里可以看到。它不会发送给服务器。",
-              "Your other device shows it in its settings. It is never sent to the hub.",
+              "在另一台设备的设置里可以看到。它不会发送给服务器；是否正确，要等收到第一段文字时才知道。",
+              "Your other device shows it in its settings. It is never sent to the hub, so whether it fits shows with the first text that arrives.",
             )}
           />
         )}

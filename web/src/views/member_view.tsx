@@ -35,7 +35,7 @@ function Status({ session }: { session: Session }) {
   );
 }
 
-/** Items that could not be opened: most likely another passphrase. */
+/** A text that could not be opened: most likely the passphrases differ, and nobody knows whose is right. */
 function Undecryptable({ session, device }: { session: Session; device: string }) {
   const [passphrase, setPassphrase] = useState<string | null>(null);
   const { progress, failure, run, cancel } = useDerivation();
@@ -48,8 +48,8 @@ function Undecryptable({ session, device }: { session: Session; device: string }
       <Naming
         name={device}
         sentence={t(
-          "收到来自“%”的无法解密的内容：两边的口令可能不一致。",
-          "Received content from “%” that can’t be decrypted — passphrase mismatch?",
+          "来自“%”的内容无法用此浏览器的密钥解密。请与其他设备核对口令，或重新输入。",
+          "A text from “%” can’t be decrypted with this browser’s key. Compare the passphrase with your other devices, or enter it again.",
         )}
       />
       {passphrase === null ? (

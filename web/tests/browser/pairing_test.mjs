@@ -75,8 +75,10 @@ describe("over plain http, with an agent", { timeout: 120_000 }, () => {
     await page.getByText("Invalid or expired pairing code").waitFor();
 
     await join(page, { code: (await desktop.pair()).code });
+    const otherTab = await openTab(context, hub.url);
+    await until("both tabs are there", async () => (await otherTab.getByText("Connected").count()) === 1);
     await desktop.copy("sealed with another key");
-    await page.getByText("can’t be decrypted").waitFor();
+    for (const tab of [page, otherTab]) await tab.getByText("can’t be decrypted").waitFor();
     await page.getByRole("button", { name: "Enter the passphrase again" }).click();
     await page.getByLabel("Group passphrase").fill(passphrase + "x");
     await page.getByRole("button", { name: "Use this passphrase" }).click();
@@ -84,7 +86,7 @@ describe("over plain http, with an agent", { timeout: 120_000 }, () => {
     await page.getByLabel("Group passphrase").fill(passphrase);
     await page.getByRole("button", { name: "Use this passphrase" }).click();
     await page.getByText("can’t be decrypted").waitFor({ state: "hidden" });
-    await shows(page, "sealed with another key");
+    for (const tab of [page, otherTab]) await shows(tab, "sealed with another key");
     await page.reload();
     await desktop.copy("sealed with the same key");
     await shows(page, "sealed with the same key");
