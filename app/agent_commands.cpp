@@ -38,7 +38,20 @@ QString shown(const QString& name) {
     return isatty(STDOUT_FILENO) != 0 ? isolated(name) : printable(name);
 }
 
-void printStatus(const QJsonObject& status, Lang lang) {
+QString keyState(const QJsonObject& status, const QString& configDir, Lang lang) {
+    const QJsonValue fits = status.value(QLatin1StringView("keyFits"));
+    if (status.value(QLatin1StringView("wantsPassphrase")).toBool())
+        return pick(lang, u"请重新输入设备组口令：%1",
+                    u"enter the group's passphrase again with: %1")
+            .arg(commandLine(configDir, QStringLiteral("passphrase")));
+    if (fits.toBool())
+        return pick(lang, u"正确，收到的内容已能打开", u"fits: what arrived could be opened");
+    if (textOf(status, "crypto") == QLatin1StringView("encrypted"))
+        return pick(lang, u"还没有收到可以验证它的内容", u"nothing has arrived yet to try it on");
+    return {};
+}
+
+void printStatus(const QJsonObject& status, const QString& configDir, Lang lang) {
     const auto row = [](const QString& name, const QString& value) {
         if (!value.isEmpty())
             print(name + QStringLiteral(": ") + printable(value));
@@ -48,6 +61,8 @@ void printStatus(const QJsonObject& status, Lang lang) {
                                             ? textOf(status, "statusText")
                                             : pick(lang, u"还没有加入设备组", u"In no group yet"));
     row(pick(lang, u"警告", u"Warning"), textOf(status, "warning"));
+    if (running)
+        row(pick(lang, u"密钥", u"Key"), keyState(status, configDir, lang));
     row(pick(lang, u"通知", u"Notice"), textOf(status, "notice"));
     row(pick(lang, u"服务器", u"Hub"), textOf(status, "server"));
     row(pick(lang, u"本机", u"This device"), textOf(status, "deviceName"));
@@ -124,18 +139,6 @@ void printPairing(const QJsonObject& pairing, const QString& configDir, Lang lan
                    u"made the group."));
 }
 
-QString sentence(ControlFailure reason, const QString& configDir, Lang lang) {
-    if (reason == ControlFailure::notRunning)
-        return pick(lang, u"Sorrelwind 没有在运行，请先启动：%1",
-                    u"Sorrelwind is not running — start it with: %1")
-            .arg(startLine(configDir));
-    if (reason == ControlFailure::forbidden)
-        return pick(lang, u"Sorrelwind 由另一个用户运行，请以那个用户的身份执行此命令",
-                    u"Sorrelwind is another user's here — run this command as that user");
-    return pick(lang, u"正在运行的 Sorrelwind 没有回答，请重新启动它",
-                u"The running Sorrelwind does not answer — restart it");
-}
-
 int fail(const QString& reason, int code = kExitFailed) {
     std::fprintf(stderr, "%s\n", qPrintable(printable(reason)));
     return code;
@@ -197,6 +200,10 @@ int follow(const CommandLine& line, Lang lang) {
     std::optional<QString> refused;
     const ControlFailure reason = followAgent(
         line.configDir, {line.command, QStringLiteral("follow")}, [&](const ControlReply& reply) {
+            if (const QString warning = textOf(reply.result, "warning"); !warning.isEmpty()) {
+                (void)fail(warning);
+                return true;
+            }
             refused = reply.error;
             return !refused && printText(reply.result, line, true, lang);
         });
@@ -235,7 +242,7 @@ int runAgentCommand(const CommandLine& line, const L10n& l10n) {
     } else if (isDevices) {
         printDevices(devices, lang);
     } else if (line.command == QLatin1StringView("status")) {
-        printStatus(result, lang);
+        printStatus(result, line.configDir, lang);
     } else if (line.command == QLatin1StringView("pair")) {
         printPairing(result, line.configDir, lang);
     } else if (line.command == QLatin1StringView("receive")) {

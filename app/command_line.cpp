@@ -89,6 +89,8 @@ public:
                           text(u"继续输出之后收到的每段文本", u"Go on with every further text"));
         receive->add_flag("-0,--null", m_result.nullEnded,
                           text(u"每段文本以 NUL 结尾", u"End each text with NUL"));
+        command("passphrase", u"重新输入设备组口令（从标准输入读取一行）",
+                u"Enter the group's passphrase again, one line of standard input");
         command("pause", u"暂停同步", u"Pause syncing");
         command("resume", u"恢复同步", u"Resume syncing");
         command("leave", u"离开设备组", u"Leave the group");
@@ -163,6 +165,10 @@ private:
         const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
         const QString words = QString::fromUtf8(error.what());
         const QString name = kName.match(words).captured();
+        if (kind == CLI::ExitCodes::ExtrasError && m_app.got_subcommand("passphrase")) {
+            return say(u"口令只从标准输入读取，不要写在命令行上",
+                       u"The passphrase is read from standard input, never from the command line");
+        }
         if (kind == CLI::ExitCodes::ExtrasError) {
             QStringList extras;
             for (const std::string& word : m_app.remaining(true))
@@ -239,6 +245,13 @@ private:
 
 } // namespace
 
+Sentence inNoGroup(const QString& configDir) {
+    return Sentence::of(u"本机还没有加入设备组，请先运行：%1，或：%2",
+                        u"This device is in no group yet — run: %1, or: %2")
+        .arg(commandLine(configDir, QStringLiteral("create")),
+             commandLine(configDir, QStringLiteral("join")));
+}
+
 QString commandLine(const QString& configDir, const QString& words) {
     static const QRegularExpression kPlain(QStringLiteral("^[\\w@%+=:,./-]+$"),
                                            QRegularExpression::UseUnicodePropertiesOption);
@@ -274,7 +287,8 @@ std::vector<std::string> takeArguments(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (secret)
             std::memset(argv[i], 'x', std::strlen(argv[i]));
-        secret = secret || std::strcmp(argv[i], "join") == 0 || std::strcmp(argv[i], "send") == 0;
+        for (const char* command : {"join", "send", "passphrase"})
+            secret = secret || std::strcmp(argv[i], command) == 0;
     }
     return arguments;
 }

@@ -31,6 +31,8 @@ struct CommandLine {
 
 /// The line for a shell that calls this program with `words` on the same config directory.
 [[nodiscard]] QString commandLine(const QString& configDir, const QString& words);
+/// What to say where a command needs a group.
+[[nodiscard]] Sentence inNoGroup(const QString& configDir);
 
 /// Exit codes of the program.
 inline constexpr int kExitDone = 0;

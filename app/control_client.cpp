@@ -1,5 +1,7 @@
 #include "app/control_client.h"
 
+#include "app/display.h"
+
 #include <QDeadlineTimer>
 #include <QLocalSocket>
 
@@ -28,6 +30,18 @@ std::optional<ControlReply> nextReply(QLocalSocket& socket, QDeadlineTimer deadl
 }
 
 } // namespace
+
+QString sentence(ControlFailure reason, const QString& configDir, Lang lang) {
+    if (reason == ControlFailure::notRunning)
+        return pick(lang, u"Sorrelwind 没有在运行，请先启动：%1",
+                    u"Sorrelwind is not running — start it with: %1")
+            .arg(startLine(configDir));
+    if (reason == ControlFailure::forbidden)
+        return pick(lang, u"Sorrelwind 由另一个用户运行，请以那个用户的身份执行此命令",
+                    u"Sorrelwind is another user's here — run this command as that user");
+    return pick(lang, u"正在运行的 Sorrelwind 没有回答，请重新启动它",
+                u"The running Sorrelwind does not answer — restart it");
+}
 
 Result<ControlReply, ControlFailure> askAgent(const QString& configDir,
                                               const ControlRequest& request) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/control_protocol.h"
+#include "base/l10n.h"
 #include "base/result.h"
 
 #include <QString>
@@ -14,6 +15,9 @@ enum class ControlFailure {
     forbidden,  // the directory, or the agent in it, is another user's
     noAnswer,   // the agent did not answer in time, or not as it should
 };
+
+/// One sentence for the user.
+[[nodiscard]] QString sentence(ControlFailure reason, const QString& configDir, Lang lang);
 
 /// Asks the agent that runs on `configDir` and waits for its answer, for about two minutes at most.
 [[nodiscard]] Result<ControlReply, ControlFailure> askAgent(const QString& configDir,

@@ -61,6 +61,10 @@ QString cryptoName(AppModel::CryptoStatus crypto) {
     return {};
 }
 
+QJsonValue fitJson(AppModel::KeyFit fit) {
+    return fit == AppModel::KeyFit::unknown ? QJsonValue() : fit == AppModel::KeyFit::fits;
+}
+
 QJsonValue textOrNull(const std::optional<QString>& text) {
     return text ? QJsonValue(*text) : QJsonValue();
 }
@@ -157,13 +161,24 @@ void ControlServer::send(QLocalSocket* socket, const QString& text) {
 void ControlServer::receive(QLocalSocket* socket, bool follow) {
     const auto& newest = m_model.lastReceivedText();
     if (!follow) {
-        finish(*socket, newest ? textReply(*newest)
-                               : outcome(m_l10n.text(u"还没有收到任何内容",
-                                                     u"Nothing has been received yet")));
+        if (newest)
+            finish(*socket, textReply(*newest));
+        else
+            finish(*socket, outcome(m_model.wantsPassphrase()
+                                        ? passphraseHint()
+                                        : m_l10n.text(u"还没有收到任何内容",
+                                                      u"Nothing has been received yet")));
         return;
     }
     if (newest)
         socket->write(textReply(*newest).toLine());
+    // Whoever waits for texts hears why none come.
+    auto hint = [this, socket, hinted = false]() mutable {
+        if (std::exchange(hinted, m_model.wantsPassphrase()) || !hinted)
+            return;
+        socket->write(ControlReply{{{QStringLiteral("warning"), passphraseHint()}}, {}}.toLine());
+    };
+    hint();
     connect(&m_model, &AppModel::textReceived, socket, [socket](const ReceivedText& received) {
         // Whoever does not read is not waited for.
         if (socket->bytesToWrite() > kMaxControlLine)
@@ -171,9 +186,11 @@ void ControlServer::receive(QLocalSocket* socket, bool follow) {
         else
             socket->write(textReply(received).toLine());
     });
-    connect(&m_model, &AppModel::changed, socket, [this, socket] {
+    connect(&m_model, &AppModel::changed, socket, [this, socket, hint = std::move(hint)]() mutable {
         if (m_model.phase() != AppModel::Phase::running)
             socket->disconnectFromServer();
+        else
+            hint();
     });
 }
 
@@ -246,6 +263,8 @@ Task<ControlReply> ControlServer::answer(ControlRequest request) {
         m_model.setPaused(command == QLatin1StringView("pause"));
         co_return done();
     }
+    if (command == QLatin1StringView("passphrase"))
+        co_return adoptKey(request.argument);
     if (command == QLatin1StringView("leave")) {
         co_await m_model.leaveGroup();
         co_return done();
@@ -272,12 +291,14 @@ Task<ControlReply> ControlServer::pair() {
     co_return ControlReply{json, {}};
 }
 
+QString ControlServer::passphraseHint() const {
+    return m_l10n.text(u"%1（命令：%2）", u"%1 (The command: %2)")
+        .arg(m_model.warning().value_or(QString()),
+             commandLine(m_store.dir(), QStringLiteral("passphrase")));
+}
+
 ControlReply ControlServer::inNoGroup() const {
-    return outcome(m_l10n
-                       .text(u"本机还没有加入设备组，请先运行：%1，或：%2",
-                             u"This device is in no group yet — run: %1, or: %2")
-                       .arg(commandLine(m_store.dir(), QStringLiteral("create")),
-                            commandLine(m_store.dir(), QStringLiteral("join"))));
+    return outcome(sorrelwind::inNoGroup(m_store.dir()).in(m_l10n.lang()));
 }
 
 ControlReply ControlServer::show() {
@@ -300,6 +321,14 @@ ControlReply ControlServer::takeUpAccount() {
     return done();
 }
 
+ControlReply ControlServer::adoptKey(const QString& argument) {
+    const auto rekeyed = Account::fromJson(argument.toUtf8());
+    const auto adopted = m_model.adoptKey(rekeyed.value_or(Account()));
+    if (!adopted)
+        return outcome(adopted.error().in(m_l10n.lang()));
+    return {{{QStringLiteral("keyFits"), fitJson(*adopted)}}, {}};
+}
+
 QJsonObject ControlServer::status() const {
     const Pasteboard& pasteboard = m_model.pasteboard();
     QJsonObject json{
@@ -309,6 +338,8 @@ QJsonObject ControlServer::status() const {
         {QStringLiteral("connection"),
          QLatin1StringView(syncStateName(m_model.connection())).toString()},
         {QStringLiteral("crypto"), cryptoName(m_model.crypto())},
+        {QStringLiteral("keyFits"), fitJson(m_model.keyFit())},
+        {QStringLiteral("wantsPassphrase"), m_model.wantsPassphrase()},
         {QStringLiteral("paused"), m_model.paused()},
         {QStringLiteral("statusText"), m_model.statusText()},
         {QStringLiteral("warning"), textOrNull(m_model.warning())},

@@ -42,8 +42,10 @@ private:
     void receive(QLocalSocket* socket, bool follow);
     void host(QLocalSocket* socket, bool stop);
     [[nodiscard]] ControlReply inNoGroup() const;
+    [[nodiscard]] QString passphraseHint() const;
     ControlReply show();
     ControlReply takeUpAccount();
+    ControlReply adoptKey(const QString& argument);
     [[nodiscard]] QJsonObject status() const;
     [[nodiscard]] QJsonObject devices() const;
 

@@ -4,6 +4,7 @@
 #include "app/command_line.h"
 #include "app/display.h"
 #include "app/logging.h"
+#include "app/passphrase_command.h"
 #include "app/setup_commands.h"
 #include "base/defaults.h"
 #include "base/l10n.h"
@@ -55,6 +56,8 @@ int main(int argc, char** argv) {
     else if (line.command == QLatin1StringView("create") ||
              line.command == QLatin1StringView("join"))
         code = runSetup(line, defaults, l10n);
+    else if (line.command == QLatin1StringView("passphrase"))
+        code = runPassphrase(line, l10n);
     else
         code = runAgentCommand(line, l10n);
     if ((std::fflush(stdout) != 0 || std::ferror(stdout) != 0) && code == kExitDone) {

@@ -179,6 +179,11 @@ private:
                            u"The hub is a service of yours and runs on when Sorrelwind ends.")
                     : text(u"服务器随 Sorrelwind 一起运行。",
                            u"The hub runs while Sorrelwind does."));
+        if (!created && account.passphrase) {
+            say(passphraseUnproven().in(m_l10n.lang()));
+            say(text(u"如不正确，可重新输入：%1", u"If it does not, enter it again with: %1")
+                    .arg(commandLine(m_line.configDir, QStringLiteral("passphrase"))));
+        }
         if (created && !m_line.passphraseFromStdin) {
             say(text(u"口令（请妥善保管；服务器从不知道它）：",
                      u"Its passphrase (keep it safe; the hub never sees it):"));

@@ -70,6 +70,8 @@ void AppModel::startSync(const Account& account) {
     set(m_phase, Phase::running);
     set(m_devices, QList<DeviceInfo>());
     set(m_decryptFailed, false);
+    m_unopened.reset();
+    set(m_keyProven, false);
     set(m_copiedTooLarge, false);
     set(m_receivedTooLarge, false);
     m_key = account.key ? SymmetricKey::fromBase64(*account.key) : std::nullopt;
@@ -82,49 +84,6 @@ void AppModel::startSync(const Account& account) {
     m_client->connect();
     if (!m_key)
         m_keyTasks.start(resolveKey(account));
-}
-
-Task<> AppModel::resolveKey(Account account) {
-    const HubAPI api = apiFor(m_services.network, account);
-    const auto record = co_await api.fetchCrypto();
-    // A group whose record cannot be fetched counts as one that does not encrypt.
-    if (!record || !*record) {
-        set(m_crypto, CryptoStatus::plaintext);
-        co_return;
-    }
-    if (!account.passphrase) {
-        set(m_crypto, CryptoStatus::missingKey);
-        co_return;
-    }
-    set(m_crypto, CryptoStatus::deriving);
-    const auto onLong = [this, iters = (*record)->iters] { set(m_longDerivation, iters); };
-    auto deriving = GroupSetup::derive(*account.passphrase, **record, onLong);
-    auto key = co_await std::move(deriving);
-    set(m_longDerivation, std::nullopt);
-    if (!key) {
-        set(m_crypto, CryptoStatus::failed);
-        co_return;
-    }
-    // The device may have been renamed meanwhile: the account as it is now gets the key.
-    Account renewed = *m_account;
-    renewed.salt = (*record)->salt;
-    renewed.key = Crypto::base64(*key);
-    m_key = *std::move(key);
-    set(m_crypto, CryptoStatus::encrypted);
-    (void)m_services.store.save(renewed); // without it the next start derives again
-    set(m_account, renewed);
-}
-
-void AppModel::cancelDerivation() {
-    if (m_crypto != CryptoStatus::deriving)
-        return;
-    dropKeyTasks();
-    set(m_crypto, CryptoStatus::failed);
-}
-
-void AppModel::dropKeyTasks() {
-    m_keyTasks.cancel();
-    set(m_longDerivation, std::nullopt);
 }
 
 void AppModel::handleLocal(const QString& text) {
@@ -209,11 +168,13 @@ void AppModel::handleRemote(const CloudItem& item) {
         auto opened =
             m_key ? Crypto::decryptText(item.payload, *m_key) : failure(CryptoError::cipher);
         if (!opened) {
-            set(m_decryptFailed, true);
+            cannotOpen(item, opened.error());
             return;
         }
         text = *std::move(opened);
+        set(m_keyProven, true);
     }
+    m_unopened.reset();
     set(m_decryptFailed, false);
     if (item.id == m_lastAppliedId)
         return;
@@ -250,6 +211,7 @@ void AppModel::handleState(SyncState state) {
     set(m_devices, QList<DeviceInfo>());
     m_key.reset();
     m_lastReceivedText.reset();
+    m_unopened.reset();
     set(m_notice, removalNotice(m_services.l10n));
     set(m_phase, Phase::onboarding);
     if (onNeedsOnboarding)
@@ -372,6 +334,7 @@ Task<> AppModel::leaveGroup() {
     set(m_lastSent, std::nullopt);
     set(m_lastReceived, std::nullopt);
     m_lastReceivedText.reset();
+    m_unopened.reset();
     set(m_phase, Phase::onboarding);
     if (onNeedsOnboarding)
         onNeedsOnboarding();

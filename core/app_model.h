@@ -9,6 +9,7 @@
 #include "core/activity.h"
 #include "core/clock_jump.h"
 #include "core/loop_guard.h"
+#include "crypto/clipboard_crypto.h"
 #include "crypto/symmetric_key.h"
 #include "hub/hub_error.h"
 #include "hub/sync_client.h"
@@ -40,6 +41,12 @@ public:
         plaintext,  // the group does not encrypt
         missingKey, // the group encrypts, but this device has neither key nor passphrase
         failed,     // the derivation failed
+    };
+    /// What texts of other devices have shown of the key in hand.
+    enum class KeyFit {
+        unknown,    // none has arrived since it is in hand
+        fits,       // it has opened one
+        doesNotFit, // it does not open the newest
     };
     enum class StatusColor { secondary, orange, green, red };
 
@@ -76,6 +83,9 @@ public:
     /// The iterations of a derivation of the key that takes long, as the hub asks for them.
     [[nodiscard]] std::optional<qint64> longDerivation() const { return m_longDerivation; }
     [[nodiscard]] bool decryptFailed() const { return m_decryptFailed; }
+    [[nodiscard]] KeyFit keyFit() const;
+    /// Whether to offer that the passphrase be entered again.
+    [[nodiscard]] bool wantsPassphrase() const;
     [[nodiscard]] bool paused() const { return m_paused; }
     [[nodiscard]] const std::optional<QString>& notice() const { return m_notice; }
     [[nodiscard]] int languageEpoch() const { return m_languageEpoch; }
@@ -107,6 +117,14 @@ public:
 
     /// Ends a derivation of the key as failed; the next start begins it again.
     void cancelDerivation();
+
+    /// What has become of another passphrase. A text that could not be opened must open with its
+    /// key, else all stays as it was; without such a text it is taken as it is, unproven.
+    using Rekeyed = Result<KeyFit, Sentence>;
+    [[nodiscard]] Task<Rekeyed> enterPassphrase(QString passphrase,
+                                                std::function<void(const Sentence&)> progress);
+    /// The same with a key that was derived elsewhere: this account with its passphrase, salt, key.
+    Rekeyed adoptKey(const Account& rekeyed);
 
     /// (Re)builds the connection for an account, new or changed.
     void startSync(const Account& account);
@@ -148,6 +166,8 @@ private:
 
     Task<> resolveKey(Account account);
     void dropKeyTasks();
+    void cannotOpen(const CloudItem& item, CryptoError error);
+    void openHeld();
     void handleLocal(const QString& text);
     void handleTooLarge();
     void publish(const QString& text, SyncClient::Completion done);
@@ -170,6 +190,7 @@ private:
     std::optional<ReceivedText> m_lastReceivedText;
     std::optional<qint64> m_longDerivation;
     bool m_decryptFailed = false;
+    bool m_keyProven = false;
     bool m_copiedTooLarge = false; // the last copy
     bool m_receivedTooLarge = false;
     bool m_loopStopped = false;
@@ -180,6 +201,7 @@ private:
     // A client may be let go from inside its own callback.
     std::unique_ptr<SyncClient, DiscardClient> m_client;
     std::optional<SymmetricKey> m_key;
+    std::optional<CloudItem> m_unopened; // the newest that another key may open
     std::optional<QString> m_lastAppliedId;
     LoopGuard m_loopGuard;
     ClockJump m_clockJump{ClockJump::Wall::now(), ClockJump::Steady::now()};

@@ -61,6 +61,15 @@ std::optional<QString> AppModel::warning() const {
     }
     if (m_crypto == CryptoStatus::failed)
         return l10n.text(u"密钥派生失败", u"Couldn't derive the encryption key");
+    if (keyFit() == KeyFit::doesNotFit && !m_keyProven) {
+        return m_account->passphrase
+                   ? l10n.text(u"收到的内容无法用这个口令解密。请与其他设备核对，或重新输入口令。",
+                               u"A text arrived that can't be opened with this passphrase — "
+                               u"compare it with your other devices, or enter it again.")
+                   : l10n.text(u"收到的内容无法用配对链接中的密钥解密。请输入设备组口令。",
+                               u"A text arrived that can't be opened with the key of the pairing "
+                               u"link — enter the group's passphrase.");
+    }
     if (m_decryptFailed) {
         return l10n.text(u"收到无法解密的内容：其他设备的口令可能不一致。",
                          u"Received content that can't be decrypted — passphrase mismatch on "

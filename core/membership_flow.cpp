@@ -71,8 +71,7 @@ Task<> MembershipFlow::run(Wish wish) {
                       : setup.create(wish.server, wish.deviceName, wish.passphrase, progress);
     const auto account = co_await std::move(making);
     if (!account) {
-        end(failure(Sentence{setupMessage(account.error(), Lang::zh),
-                             setupMessage(account.error(), Lang::en)}));
+        end(failure(setupMessage(account.error())));
         co_return;
     }
     Result<void, Sentence> kept;

@@ -15,6 +15,7 @@ enum class CryptoError {
     deriveFailed,  // PBKDF2 failed
     cipher,        // the cipher itself refused: wrong key, altered data, a nonce of another size
     cancelled,     // the caller asked the derivation to stop
+    notEncrypted,  // the group has no parameters to derive a key by
 };
 
 /// How clipboard text is kept from the hub: the group key is derived from a passphrase, each text

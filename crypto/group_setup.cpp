@@ -33,13 +33,20 @@ Account accountOf(const QString& server, const Joined& joined) {
 
 } // namespace
 
-QString setupMessage(const SetupError& error, Lang lang) {
+Sentence setupMessage(const SetupError& error) {
     if (const auto* hub = std::get_if<HubError>(&error))
-        return hub->explained(lang);
-    if (std::get<CryptoError>(error) == CryptoError::deriveFailed)
-        return pick(lang, u"密钥派生失败", u"Couldn't derive the encryption key");
-    return pick(lang, u"设备组的加密参数无法识别，请检查服务器",
-                u"The group's encryption parameters are damaged — check the hub");
+        return {hub->explained(Lang::zh), hub->explained(Lang::en)};
+    switch (std::get<CryptoError>(error)) {
+    case CryptoError::deriveFailed:
+        return Sentence::of(u"密钥派生失败", u"Couldn't derive the encryption key");
+    case CryptoError::notEncrypted:
+        return Sentence::of(u"服务器说这个设备组没有加密，因此不需要口令",
+                            u"The hub says that this group is not encrypted, so there is no "
+                            u"passphrase to enter");
+    default:
+        return Sentence::of(u"设备组的加密参数无法识别，请检查服务器",
+                            u"The group's encryption parameters are damaged — check the hub");
+    }
 }
 
 Sentence longDerivation(qint64 iters) {
@@ -48,6 +55,12 @@ Sentence longDerivation(qint64 iters) {
                u"Making the encryption key takes long: the hub asks for %1 rounds "
                u"(600000 are usual). You can cancel.")
         .arg(iters);
+}
+
+Sentence passphraseUnproven() {
+    return Sentence::of(u"口令是否正确，要等这里收到第一段文字时才知道。",
+                        u"Whether the passphrase fits shows with the first text that arrives "
+                        u"here.");
 }
 
 Task<Result<SymmetricKey, CryptoError>> GroupSetup::derive(QString passphrase, CryptoRecord record,
@@ -132,6 +145,19 @@ Task<Result<Account, SetupError>> GroupSetup::joinWith(GroupSetup self, QString 
         co_return account;
     }
     progress(kDeriving);
+    auto finishing = withKey(self, account, passphrase, **record, progress);
+    co_return co_await std::move(finishing);
+}
+
+Task<Result<Account, SetupError>> GroupSetup::rekeyWith(GroupSetup self, Account account,
+                                                        QString passphrase, Progress progress) {
+    progress(kDeriving);
+    const HubAPI api{self.m_network, account.server, account.token};
+    const auto record = co_await api.fetchCrypto();
+    if (!record)
+        co_return failure(SetupError(record.error()));
+    if (!*record)
+        co_return failure(SetupError(CryptoError::notEncrypted));
     auto finishing = withKey(self, account, passphrase, **record, progress);
     co_return co_await std::move(finishing);
 }

@@ -18,13 +18,15 @@ namespace sorrelwind {
 
 class Network;
 
-/// Why a group could not be created or joined.
+/// Why a group could not be created or joined, or its key not be had.
 using SetupError = std::variant<HubError, CryptoError>;
 /// One sentence for the user.
-[[nodiscard]] QString setupMessage(const SetupError& error, Lang lang);
+[[nodiscard]] Sentence setupMessage(const SetupError& error);
 /// What to say of a derivation that takes longer than GroupSetup::kPatience: the hub chooses
 /// `iters`.
 [[nodiscard]] Sentence longDerivation(qint64 iters);
+/// What to say of a passphrase that was typed, while nothing has shown whether it is the group's.
+[[nodiscard]] Sentence passphraseUnproven();
 
 /// Turns the wish to create or join a group into a membership. Keeps nothing between calls, saves
 /// nothing: the caller saves the Account. There is no roll-back: what fails after the hub has made
@@ -54,6 +56,12 @@ public:
         return joinWith(*this, server, link, code, passphrase, deviceName, progress);
     }
 
+    /// `account` with the key that another passphrase gives; notEncrypted where there is none.
+    [[nodiscard]] Task<Result<Account, SetupError>> rekey(Account account, QString passphrase,
+                                                          Progress progress) const {
+        return rekeyWith(*this, account, passphrase, progress);
+    }
+
     /// Derives the group key on the thread pool, until asked to `stop` or dropped. `onLong` is
     /// called when it takes longer than kPatience.
     [[nodiscard]] static Task<Result<SymmetricKey, CryptoError>>
@@ -70,6 +78,8 @@ private:
                                                       std::optional<PairingLink> link, QString code,
                                                       QString passphrase, QString deviceName,
                                                       Progress progress);
+    static Task<Result<Account, SetupError>> rekeyWith(GroupSetup self, Account account,
+                                                       QString passphrase, Progress progress);
     static Task<Result<Account, SetupError>> withKey(GroupSetup self, Account account,
                                                      QString passphrase, CryptoRecord record,
                                                      Progress progress);

@@ -113,6 +113,7 @@ void OnboardingWindowController::ended(FormPage& page, const MembershipFlow::Out
     }
     m_flow.release()->deleteLater();
     page.showNothing();
+    m_view->donePage().setJoinedByPassphrase(&page == &m_view->joinPage() && outcome->passphrase);
     if (&page == &m_view->createPage() && m_view->createPage().hosts())
         m_startedHub = false; // the group lives there
     cancel();

@@ -14,7 +14,7 @@ void SettingsWindowController::present() {
     m_hubHost.refresh();
     m_view->render();
     if (!m_view->isVisible())
-        m_view->setFocus(); // no field at first
+        m_view->focusFirst();
     m_view->present();
 }
 

@@ -137,8 +137,7 @@ QWidget* StatusView::header() {
 QWidget* StatusView::banner() {
     m_banner = new QWidget;
     m_warning = new TextLabel({}, Palette::TextSize::caption, QFont::Medium, TextRole::warning);
-    auto* row = new QHBoxLayout(m_banner);
-    row->setContentsMargins(Space::s2, Space::s1, Space::s2, Space::s1);
+    auto* row = new QHBoxLayout;
     row->setSpacing(Space::s2);
     row->addWidget(
         new SymbolView(16, TextRole::warning, QStringLiteral("exclamationmark.triangle.fill")), 0,
@@ -147,6 +146,16 @@ QWidget* StatusView::banner() {
     m_cancelDerivation = new TextButton(QStringLiteral("xmark"));
     connect(m_cancelDerivation, &QAbstractButton::clicked, &m_model, &AppModel::cancelDerivation);
     row->addWidget(m_cancelDerivation, 0, Qt::AlignTop);
+    m_enterPassphrase = new TextButton(QStringLiteral("lock.shield.fill"));
+    connect(m_enterPassphrase, &QAbstractButton::clicked, this, [this] {
+        if (m_actions.openSettings)
+            m_actions.openSettings(); // which has the field for it
+    });
+    auto* column = new QVBoxLayout(m_banner);
+    column->setContentsMargins(Space::s2, Space::s1, Space::s2, Space::s1);
+    column->setSpacing(0);
+    column->addLayout(row);
+    column->addWidget(m_enterPassphrase, 0, Qt::AlignRight);
     return m_banner;
 }
 
@@ -215,6 +224,9 @@ void StatusView::render() {
     m_banner->setVisible(!warning.isEmpty());
     m_cancelDerivation->setText(m_l10n.text(u"取消", u"Cancel"));
     m_cancelDerivation->setVisible(!m_removeError && m_model.longDerivation());
+    m_enterPassphrase->setText(m_l10n.text(u"输入口令…", u"Enter Passphrase…"));
+    m_enterPassphrase->setVisible(!m_removeError && m_model.wantsPassphrase());
+    m_enterPassphrase->updateGeometry();
     m_card->render(m_model, m_l10n.lang());
     renderActivity(*m_sent, m_model.lastSent());
     renderActivity(*m_received, m_model.lastReceived());

@@ -77,6 +77,7 @@ private:
     QWidget* m_banner = nullptr;
     TextLabel* m_warning = nullptr;
     TextButton* m_cancelDerivation = nullptr;
+    TextButton* m_enterPassphrase = nullptr;
     SyncCard* m_card = nullptr;
     ActivityRow* m_sent = nullptr;
     ActivityRow* m_received = nullptr;

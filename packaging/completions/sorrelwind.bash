@@ -30,7 +30,7 @@ _sorrelwind() {
   case $command in
     '')
       options+=' --version'
-      commands='create join pair status devices remove rename send receive pause resume leave quit'
+      commands='create join pair passphrase status devices remove rename send receive pause resume leave quit'
       ;;
     create) options+=' --server --host --name --passphrase-stdin' ;;
     join) options+=' --server --name --passphrase-stdin' ;;

@@ -1,6 +1,6 @@
 # fish completion for sorrelwind
 
-set -l commands create join pair status devices remove rename send receive pause resume leave quit
+set -l commands create join pair passphrase status devices remove rename send receive pause resume leave quit
 set -l first "not __fish_seen_subcommand_from $commands" # also behind options with values
 
 complete -c sorrelwind -f
@@ -13,6 +13,7 @@ complete -c sorrelwind -n $first -l version -d 'Show the version'
 complete -c sorrelwind -n $first -a create -d 'Make a new group'
 complete -c sorrelwind -n $first -a join -d 'Join a group by a link or a code'
 complete -c sorrelwind -n $first -a pair -d 'Show pairing code, link and QR code'
+complete -c sorrelwind -n $first -a passphrase -d 'Enter the group\'s passphrase again'
 complete -c sorrelwind -n $first -a status -d 'Show how things stand'
 complete -c sorrelwind -n $first -a devices -d 'List the devices of the group'
 complete -c sorrelwind -n $first -a remove -d 'Remove another device from the group'

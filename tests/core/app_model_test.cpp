@@ -253,6 +253,75 @@ TEST_F(AppModelTest, KeyIsFoundDerivedOrMissing) {
     }
 }
 
+TEST_F(AppModelTest, APassphraseThatDoesNotFitIsSaidAndEnteredAgain) {
+    using KeyFit = AppModel::KeyFit;
+    const QString salt = u"c2FsdHNhbHQ="_qs;
+    const QString wanted =
+        *Crypto::encryptText(u"from the others"_qs, *Crypto::deriveKey(u"right"_qs, salt, 7));
+    const auto enter = [&](const QString& passphrase) {
+        return *outcomeOf(model->enterPassphrase(passphrase, [](const Sentence&) {}));
+    };
+    for (const bool typed : {true, false}) { // else a link carried the key
+        SCOPED_TRACE(typed);
+        model.reset();
+        pasteboard.copyConcealed(u"before"_qs);
+        hub.on("GET /crypto", {{.body = R"({"crypto":null})"},
+                               {.body = R"({"crypto":{"v":1,"kdf":"k","iters":7,"salt":")" +
+                                        salt.toUtf8() + "\"}}"}});
+        Account joined = account(true);
+        joined.passphrase = typed ? std::optional(u"typed"_qs) : std::nullopt;
+        start(joined);
+        EXPECT_TRUE(model->keyFit() == KeyFit::unknown && !model->wantsPassphrase());
+        deliver(wanted, typed ? "1" : "2");
+        EXPECT_EQ(model->keyFit(), KeyFit::doesNotFit);
+        EXPECT_TRUE(model->wantsPassphrase());
+        EXPECT_TRUE(model->warning()->contains(typed ? u"this passphrase"_qs : u"pairing link"_qs));
+
+        EXPECT_TRUE(enter(u"right"_qs).error().en.contains(u"not encrypted"_qs));
+        EXPECT_TRUE(enter(u"wrong"_qs).error().en.contains(u"“\u2068Pad\u2069”"_qs));
+        EXPECT_EQ(store.load(), joined);
+        ASSERT_EQ(enter(u"right"_qs), KeyFit::fits);
+        EXPECT_EQ(pasteboard.string(), u"from the others"_qs);
+        EXPECT_TRUE(!model->wantsPassphrase() && !model->warning());
+        EXPECT_EQ(store.load(), model->account());
+        EXPECT_EQ(store.load()->passphrase, u"right"_qs);
+        acknowledge(200, 1);
+        pasteboard.copyText(u"to the others"_qs);
+        ASSERT_TRUE(waitFor([&] { return !published.isEmpty(); }));
+        EXPECT_EQ(Crypto::decryptText(published.takeLast(),
+                                      *SymmetricKey::fromBase64(*store.load()->key)),
+                  u"to the others"_qs);
+
+        // A key that has opened something may well be the group's: then another device is asked
+        // about.
+        deliver(*Crypto::encryptText(u"?"_qs, key()), typed ? "3" : "4");
+        EXPECT_TRUE(model->warning()->contains(u"on another device?"_qs));
+        deliver(u"sw1.AAAA.BBBB"_qs, "damaged");
+        deliver(u"in the clear"_qs, typed ? "5" : "6");
+        EXPECT_FALSE(model->wantsPassphrase());
+        deliver(u"sw1.AAAA.BBBB"_qs, "damaged again");
+        EXPECT_TRUE(model->decryptFailed() && !model->wantsPassphrase()) << "no passphrase helps";
+        // Without a text to try it on, it is taken and said to be unproven.
+        EXPECT_EQ(enter(u"another"_qs), KeyFit::unknown);
+    }
+}
+
+TEST_F(AppModelTest, WhatArrivesBeforeTheKeyIsOpenedWithIt) {
+    constexpr int kIterations = 1'000'000; // long enough for an item to arrive meanwhile
+    hub.on("GET /crypto",
+           {{.body = R"({"crypto":{"v":1,"kdf":"k","iters":1000000,"salt":"c2FsdHNhbHQ="}})"}});
+    const QString early = *Crypto::encryptText(
+        u"early"_qs, *Crypto::deriveKey(u"right"_qs, u"c2FsdHNhbHQ="_qs, kIterations));
+    Account stored = account(false);
+    stored.passphrase = u"right"_qs;
+    start(stored);
+    deliver(early, "1");
+    EXPECT_FALSE(model->wantsPassphrase());
+    ASSERT_TRUE(waitFor([&] { return pasteboard.string() == u"early"_qs; }));
+    EXPECT_EQ(model->keyFit(), AppModel::KeyFit::fits);
+    EXPECT_EQ(model->warning(), std::nullopt);
+}
+
 TEST_F(AppModelTest, RemovalEndsInOnboardingWithANotice) {
     start(account(true));
     hub.send(R"({"type":"removed"})");

@@ -174,7 +174,7 @@ TEST_F(Setup, FailuresAreHandedOn) {
         ASSERT_FALSE(outcome.has_value());
         EXPECT_TRUE(outcome.error() == error);
         for (const Lang lang : {Lang::zh, Lang::en})
-            EXPECT_FALSE(setupMessage(outcome.error(), lang).isEmpty());
+            EXPECT_FALSE(setupMessage(outcome.error()).in(lang).isEmpty());
     }
     m_hub.requests.clear();
     for (const QString& server : {QString(), u"http://[::1"_qs, u"no address"_qs}) {

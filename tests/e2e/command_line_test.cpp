@@ -60,6 +60,8 @@ TEST(CommandLine, EveryWrongUseHasACodeAndASentence) {
         {{"create", "--host", "--server", nobody}, 2, "--host"},
         {{"create", "--server", nobody, "--passphrase-stdin"}, 2, "passphrase", "\n"},
         {{"status"}, 1, "not running"},
+        {{"passphrase", "words"}, 2, "from standard input, never"},
+        {{"passphrase"}, 1, "in no group", "words\n"},
         {{"create", "--server", ""}, 2, "--server"},
         {{"rename", "  "}, 2, "NAME"},
         {{"remove", ""}, 2, "ID"},
@@ -79,6 +81,7 @@ TEST(CommandLine, EveryWrongUseHasACodeAndASentence) {
             sorrelwind(arguments.contains(where[0]) ? arguments : where + arguments, input);
         EXPECT_EQ(ended.code, code);
         EXPECT_TRUE(ended.err.contains(says)) << ended.err.toStdString();
+        EXPECT_FALSE(ended.err.contains("words")) << "what may be a secret";
         EXPECT_FALSE(QFile::exists(fresh + "/account.json"));
     }
 }

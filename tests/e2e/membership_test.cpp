@@ -1,3 +1,4 @@
+#include "account/account.h"
 #include "tests/e2e/programs.h"
 #include "tests/support/print_qt.h"
 #include "tests/support/wait.h"
@@ -62,16 +63,48 @@ TEST_F(Membership, TypedCodeAndPassphraseJoinToo) {
     EXPECT_FALSE(QFile::exists(folder.filePath("c/account.json")));
 }
 
-TEST_F(Membership, WrongPassphraseShowsOnTheReceiver) {
+TEST_F(Membership, WrongPassphraseShowsOnTheReceiverAndIsEnteredAgain) {
     a.createGroup(hub);
     const QString code = a.pairing()[u"code"].toString();
-    ASSERT_EQ(
-        b.command({"join", code, "--server", hub.url(), "--passphrase-stdin"}, "wrong\n").code, 0);
+    const Ended joined =
+        b.command({"join", code, "--server", hub.url(), "--passphrase-stdin"}, "wrong\n");
+    ASSERT_EQ(joined.code, 0);
+    EXPECT_TRUE(joined.err.contains("shows with the first text that arrives"));
     ASSERT_TRUE(b.ready());
+    EXPECT_TRUE(b.status()[u"keyFits"].isNull());
+    Background following(kAgent, {"--config-dir", b.configDir(), "receive", "--follow"},
+                         folder.filePath("follow"));
     a.copy("sealed with another key");
-    EXPECT_TRUE(
-        waitFor([&] { return b.status()[u"warning"].toString().contains("passphrase mismatch"); }));
+    EXPECT_TRUE(waitFor([&] { return following.log().contains(" passphrase)"); }));
+    const QJsonObject status = b.status();
+    EXPECT_TRUE(status[u"warning"].toString().contains("opened with this passphrase"));
+    EXPECT_TRUE(status[u"keyFits"] == false && status[u"wantsPassphrase"] == true);
+    EXPECT_TRUE(b.command({"status"}).out.contains("passphrase again with: "));
     EXPECT_EQ(b.paste(), std::nullopt);
+
+    const Ended other = b.command({"passphrase"}, "neither\n");
+    EXPECT_EQ(other.code, 1);
+    EXPECT_TRUE(other.err.contains("nothing was changed")) << other.err.toStdString();
+    QFile account(a.configDir() + "/account.json");
+    ASSERT_TRUE(account.open(QIODevice::ReadOnly));
+    const QByteArray passphrase = Account::fromJson(account.readAll())->passphrase->toUtf8();
+    const Ended right = b.command({"passphrase"}, passphrase + "\n");
+    EXPECT_EQ(right.code, 0) << right.err.toStdString();
+    EXPECT_TRUE(right.err.contains("The passphrase fits."));
+    EXPECT_TRUE(b.pastes("sealed with another key")) << "it had waited";
+    EXPECT_TRUE(following.log().contains("sealed with another key"));
+    EXPECT_EQ(b.status()[u"keyFits"], true);
+    EXPECT_EQ(permissionsOf(b.configDir() + "/account.json"), kOwnerOnly);
+    EXPECT_FALSE(b.log().contains(passphrase) || b.log().contains("neither"));
+
+    // Without an agent nothing can be tried; the next one takes it up.
+    b.stopAgent(SIGTERM);
+    EXPECT_TRUE(b.command({"passphrase"}, "wrong\n").err.contains("with the first text"));
+    EXPECT_EQ(b.command({"passphrase"}, passphrase + "\n").code, 0);
+    b.startAgent();
+    ASSERT_TRUE(b.ready());
+    a.copy("after the restart");
+    EXPECT_TRUE(b.pastes("after the restart"));
 }
 
 TEST_F(Membership, RemovedDeviceLosesItsAccountAndSaysWhy) {

@@ -1,3 +1,4 @@
+#include "crypto/clipboard_crypto.h"
 #include "tests/support/print_qt.h"
 #include "tests/ui/accessible.h"
 #include "tests/ui/model_over_hub.h"
@@ -216,6 +217,13 @@ TEST_F(StatusPanelTest, FollowsTheModelAndTheLanguage) {
         says("Received content that can't be decrypted — passphrase mismatch on another device?"));
     EXPECT_TRUE(waitFor([&] { return card().height() > before + 30; })) << "two lines of warning";
 
+    EXPECT_EQ(button("Enter Passphrase…"), nullptr) << "a damaged text";
+    ASSERT_TRUE(over.receive(QStringLiteral("in the clear"), QStringLiteral("Pad")));
+    const auto other = SymmetricKey::fromBytes(QByteArray(32, 'o'));
+    ASSERT_TRUE(over.receive(*Crypto::encryptText(u"x"_qs, *other), QStringLiteral("Pad")));
+    press("Enter Passphrase…");
+    EXPECT_EQ(settings, 1);
+
     over.l10n.toggle();
     over.model->languageChanged();
     over.model->setPaused(true);
@@ -223,7 +231,7 @@ TEST_F(StatusPanelTest, FollowsTheModelAndTheLanguage) {
     over.l10n.toggle();
     over.model->languageChanged();
     press("Settings");
-    EXPECT_EQ(settings, 1);
+    EXPECT_EQ(settings, 2);
 }
 
 TEST_F(StatusPanelTest, OpensAtTheHeightOfALanguageChosenMeanwhile) {
@@ -310,6 +318,7 @@ TEST_F(StatusPanelTest, ALongDerivationIsCancelled) {
     press("Cancel");
     EXPECT_TRUE(says("Couldn't derive the encryption key"));
     EXPECT_EQ(button("Cancel"), nullptr);
+    EXPECT_NE(button("Enter Passphrase…"), nullptr);
     EXPECT_TRUE(waitFor([] { return QThreadPool::globalInstance()->activeThreadCount() == 0; }));
 }
 

@@ -1,3 +1,4 @@
+#include "crypto/clipboard_crypto.h"
 #include "tests/ui/played_systemd.h"
 #include "tests/ui/windows_fixture.h"
 #include "ui/settings_window.h"
@@ -103,6 +104,46 @@ TEST_F(Settings, KeyWithoutPassphraseIsExplained) {
              u"passphrase."_qs));
     EXPECT_EQ(seen<QLabel>("passphrase"), nullptr);
     EXPECT_EQ(button(u"Copy the passphrase"_qs), nullptr);
+}
+
+TEST_F(Settings, PassphraseThatDoesNotFitIsEnteredAgain) {
+    const QString waiting =
+        *Crypto::encryptText(u"waiting"_qs, *Crypto::deriveKey(u"right"_qs, *account().salt, 2));
+    open(account());
+    EXPECT_EQ(seen<QLineEdit>("enterPassphrase"), nullptr);
+    hub.send(R"({"type":"item","item":{"id":"i","ts":1,"from":"e","device":"Studio 2",)"
+             R"("mime":"text/plain","payload":")" +
+             waiting.toUtf8() + R"("}})");
+    ASSERT_TRUE(waitFor([] { return says(u"can't be opened with this passphrase"_qs); }));
+    settings->close();
+    settings->present();
+    EXPECT_EQ(window()->focusWidget(), seen<QLineEdit>("enterPassphrase"));
+    EXPECT_FALSE(button(u"Use"_qs)->isEnabled());
+    expectOneLanguage(Lang::en);
+
+    type("enterPassphrase", u"abcde-fghjk"_qs); // the one that it has
+    key(Qt::Key_Return);
+    ASSERT_TRUE(waitFor([] { return says(u"nothing was changed"_qs); }));
+    EXPECT_EQ(window()->focusWidget(), seen<QLineEdit>("enterPassphrase")) << "to be mended";
+    QTest::keyClick(seen<QWidget>("language"), Qt::Key_Left);
+    expectOneLanguage(Lang::zh);
+    QTest::keyClick(seen<QWidget>("language"), Qt::Key_Right);
+    expectTabReachesAll();
+
+    // One that would take for ever is called off.
+    hub.on("GET /crypto",
+           {{.body = R"({"crypto":{"v":1,"kdf":"k","iters":2147483647,"salt":"AAAA"}})"}});
+    type("enterPassphrase", u"right"_qs);
+    press(u"Use"_qs);
+    ASSERT_TRUE(waitFor([] { return says(u"2147483647 rounds"_qs); }));
+    press(u"Cancel"_qs);
+    hub.on("GET /crypto", {{.body = kCrypto}});
+    press(u"Use"_qs);
+    ASSERT_TRUE(waitFor([] { return says(u"The passphrase fits."_qs); }));
+    EXPECT_EQ(seen<QLineEdit>("enterPassphrase"), nullptr);
+    EXPECT_EQ(window()->focusWidget(), window()) << "and on no switch";
+    EXPECT_EQ(pasteboard.string(), u"waiting"_qs);
+    EXPECT_EQ(store.load()->passphrase, u"right"_qs);
 }
 
 TEST_F(Settings, SwitchesAndChoicesAreKept) {

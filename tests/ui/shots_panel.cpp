@@ -32,9 +32,9 @@ QStringList some() {
     return {QStringLiteral("Pixel Tablet"), QStringLiteral("iPhone")};
 }
 
-/// A text under the group's key.
-QString sealed() {
-    const auto key = SymmetricKey::fromBase64(QString::fromLatin1(QByteArray(32, 'k').toBase64()));
+/// A text under the group's key, or another.
+QString sealed(char filling = 'k') {
+    const auto key = SymmetricKey::fromBytes(QByteArray(32, filling));
     return *Crypto::encryptText(QStringLiteral("text"), *key);
 }
 
@@ -128,6 +128,9 @@ const bool kAdded = [] {
                                                    R"("iters":2147483647,"salt":"AAAA"}})"}});
         need(over.start(over.model->devices(), false));
         need(waitFor([&] { return over.model->longDerivation().has_value(); }));
+    });
+    addPanel("panel-wrong-key", some(), [](ModelOverHub& over) {
+        need(over.receive(sealed('o'), QStringLiteral("Pixel Tablet")));
     });
     addPanel("panel-offline", some(), [](ModelOverHub& over) {
         over.hub.die();

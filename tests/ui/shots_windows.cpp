@@ -193,6 +193,22 @@ const QString kKey = u"&k=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8"_qs;
         joined.passphrase.reset();
         return settings(joined, [](Stage&, SettingsView&) {});
     });
+    addShot(u"settings-wrong-key"_qs, [] {
+        return settings(account(), [](Stage& s, SettingsView& v) {
+            const auto other = SymmetricKey::fromBytes(QByteArray(32, 'o'));
+            s.hub.on("GET /crypto", {{.body = R"({"crypto":{"v":1,"kdf":"k","iters":2,)"
+                                              R"("salt":"AAAA"}})"}});
+            s.hub.send(
+                R"({"type":"item","item":{"id":"i","ts":1,"from":"e","device":"Pixel Tablet",)"
+                R"("mime":"text/plain","payload":")" +
+                Crypto::encryptText(u"x"_qs, *other)->toUtf8() + R"("}})");
+            (void)waitFor([&] { return s.model.wantsPassphrase(); });
+            auto* field = v.findChild<QLineEdit*>(u"enterPassphrase"_qs);
+            field->setText(u"hk7fq-wm3xd-9zrtb-uvp4f"_qs);
+            Q_EMIT field->returnPressed();
+            (void)waitFor([&] { return !field->isReadOnly(); });
+        });
+    });
     addShot(u"settings-leave"_qs,
             [] { return settings(account(), [](Stage&, SettingsView& v) { press(v, "leave"); }); });
     addShot(u"settings-hub-here"_qs, [] {

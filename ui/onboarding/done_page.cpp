@@ -2,6 +2,7 @@
 
 #include "base/machine_words.h"
 #include "core/app_model.h"
+#include "crypto/group_setup.h"
 #include "ui/controls/brand_button.h"
 #include "ui/controls/brand_switch.h"
 #include "ui/controls/card.h"
@@ -20,13 +21,14 @@ DonePage::DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launc
       m_showsIcon(std::move(showsIcon)),
       m_title(new TextLabel({}, Palette::TextSize::title2, QFont::Bold)),
       m_text(new TextLabel({}, Palette::TextSize::callout, QFont::Normal, TextRole::secondary)),
-      m_warning(new TextLabel({}, Palette::TextSize::footnote, QFont::Normal, TextRole::warning)),
+      m_keyNote(new TextLabel({}, Palette::TextSize::footnote)),
       m_launchLabel(new TextLabel({}, Palette::TextSize::footnote)), m_launch(new BrandSwitch),
       m_launchNote(new TextLabel({}, Palette::TextSize::caption, QFont::Normal, TextRole::danger)),
       m_done(new BrandButton(BrandButton::Kind::secondary)),
       m_addDevice(new BrandButton(BrandButton::Kind::primary, true)) {
-    for (TextLabel* label : {m_title, m_text, m_warning, m_launchNote})
+    for (TextLabel* label : {m_title, m_text, m_keyNote, m_launchNote})
         label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    m_keyNote->setContentsMargins(0, Palette::Space::s2, 0, 0);
     m_launchLabel->setElided(true);
     m_launch->setObjectName(QStringLiteral("launchAtLogin"));
     m_addDevice->setFixedWidth(180);
@@ -61,7 +63,7 @@ DonePage::DonePage(const AppModel& model, const L10n& l10n, LaunchAtLogin& launc
     column->addWidget(m_title);
     column->addSpacing(Palette::Space::s3);
     column->addWidget(m_text);
-    column->addWidget(m_warning);
+    column->addWidget(m_keyNote);
     column->addSpacing(Palette::Space::s5);
     column->addWidget(card, 0, Qt::AlignHCenter);
     column->addWidget(m_launchNote);
@@ -76,6 +78,26 @@ void DonePage::flipLaunch(bool on) {
     render();
 }
 
+void DonePage::renderKey() {
+    const bool member = m_model.account().has_value();
+    QString says;
+    TextRole role = TextRole::warning;
+    if (member && m_model.crypto() == AppModel::CryptoStatus::plaintext) {
+        says = m_l10n.text(u"这个设备组没有加密密钥，内容不会加密。",
+                           u"This group has no encryption key: what is copied is not encrypted.");
+    } else if (member && m_model.wantsPassphrase()) {
+        says = m_l10n.text(u"收到的内容无法用本机的密钥解密。请在设置中输入设备组口令。",
+                           u"A text arrived that can't be opened with the key here — enter the "
+                           u"group's passphrase in Settings.");
+    } else if (member && m_joinedByPassphrase && m_model.keyFit() == AppModel::KeyFit::unknown) {
+        says = passphraseUnproven().in(m_l10n.lang());
+        role = TextRole::secondary;
+    }
+    m_keyNote->setVisible(!says.isEmpty());
+    m_keyNote->setRole(role);
+    m_keyNote->setText(says);
+}
+
 void DonePage::render() {
     m_title->setText(m_l10n.text(u"一切就绪", u"You’re all set"));
     const QString whatFor = m_l10n.text(u"在这台设备上复制，到其他设备上粘贴。\n",
@@ -87,12 +109,7 @@ void DonePage::render() {
                            u"Sorrelwind lives in the " TRAY_EN u".")
              : m_l10n.text(u"这个桌面不显示状态图标：再次启动 Sorrelwind 即可打开它。",
                            u"Your desktop shows no icon: start Sorrelwind again to open it.")));
-    const bool unencrypted =
-        m_model.account() && m_model.crypto() == AppModel::CryptoStatus::plaintext;
-    m_warning->setVisible(unencrypted);
-    m_warning->setText(m_l10n.text(u"这个设备组没有加密密钥，内容不会加密。",
-                                   u"This group has no encryption key: what is copied is not "
-                                   u"encrypted."));
+    renderKey();
     m_launchLabel->setText(m_l10n.text(u"登录时启动", u"Open at login"));
     m_launch->setAccessibleName(m_launchLabel->text());
     m_launch->setChecked(m_launchAtLogin.enabled());

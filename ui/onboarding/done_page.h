@@ -23,11 +23,15 @@ public:
     void render() override;
     [[nodiscard]] QWidget* firstFocus() override;
 
+    /// By a passphrase that was typed, of which nothing is known yet.
+    void setJoinedByPassphrase(bool joined) { m_joinedByPassphrase = joined; }
+
     std::function<void()> onDone;
     std::function<void()> onAddDevice;
 
 private:
     void flipLaunch(bool on);
+    void renderKey();
 
     const AppModel& m_model;
     const L10n& m_l10n;
@@ -35,11 +39,12 @@ private:
     std::function<bool()> m_showsIcon;
     TextLabel* m_title;
     TextLabel* m_text;
-    TextLabel* m_warning;
+    TextLabel* m_keyNote;
     TextLabel* m_launchLabel;
     BrandSwitch* m_launch;
     TextLabel* m_launchNote;
     std::optional<Sentence> m_launchError;
+    bool m_joinedByPassphrase = false;
     BrandButton* m_done;
     BrandButton* m_addDevice;
 };

@@ -1,65 +1,37 @@
 #include "ui/settings/device_section.h"
 
-#include "base/machine_words.h"
 #include "clipboard/pasteboard.h"
 #include "core/app_model.h"
 #include "core/membership_flow.h"
 #include "ui/controls/brand_switch.h"
 #include "ui/controls/card.h"
-#include "ui/controls/icon_button.h"
 #include "ui/controls/text_field.h"
 #include "ui/controls/text_label.h"
 #include "ui/launch_at_login.h"
 #include "ui/palette.h"
+#include "ui/settings/passphrase_row.h"
 #include "ui/settings/settings_row.h"
 #include "ui/settings/settings_view.h"
-#include "ui/text_font.h"
-
-#include <QTimer>
-
-#include <chrono>
 
 namespace sorrelwind {
 
-namespace {
-
-using namespace std::chrono_literals;
-
-constexpr auto kCopiedFor = 1500ms;
-const QString kDots = QStringLiteral("•••••-•••••-•••••-•••••"); // tells nothing of its length
-
-} // namespace
-
 DeviceSection::DeviceSection(AppModel& model, const SettingsServices& services)
     : m_model(model), m_services(services), m_header(newSettingsHeader()), m_name(new TextField),
-      m_passphrase(new TextLabel({}, Palette::TextSize::footnote)),
-      m_reveal(new IconButton(QStringLiteral("eye"), {},
-                              [this] {
-                                  m_revealed = !m_revealed;
-                                  renderPassphrase();
-                              })),
-      m_copy(new IconButton(QStringLiteral("doc.on.doc"), {}, [this] { copyPassphrase(); })),
-      m_launch(new BrandSwitch), m_clipboard(new TextLabel({}, Palette::TextSize::footnote,
-                                                           QFont::Normal, TextRole::secondary)) {
+      m_passphrase(new PassphraseRow(model, services)), m_launch(new BrandSwitch),
+      m_clipboard(
+          new TextLabel({}, Palette::TextSize::footnote, QFont::Normal, TextRole::secondary)) {
     m_name->setObjectName(QStringLiteral("deviceName"));
     m_name->setFixedWidth(200);
     m_name->setMaxLength(MembershipFlow::kMaxDeviceName);
-    m_passphrase->setObjectName(QStringLiteral("passphrase"));
-    m_passphrase->setFont(codeFont(Palette::TextSize::footnote));
-    m_passphrase->setElided(true);
-    m_reveal->setObjectName(QStringLiteral("reveal"));
-    m_copy->setObjectName(QStringLiteral("copy"));
     m_launch->setObjectName(QStringLiteral("launchAtLogin"));
 
     m_nameRow = new SettingsRow(m_name);
-    m_passphraseRow = new SettingsRow(m_passphrase);
-    m_passphraseRow->addControl(m_reveal);
-    m_passphraseRow->addControl(m_copy);
     m_launchRow = new SettingsRow(m_launch);
     m_clipboard->setObjectName(QStringLiteral("clipboard"));
     m_clipboardRow = new SettingsRow(m_clipboard);
     auto* card = new Card;
-    for (SettingsRow* row : {m_nameRow, m_passphraseRow, m_launchRow, m_clipboardRow})
+    for (QWidget* row :
+         std::initializer_list<QWidget*>{m_nameRow, m_passphrase, m_launchRow, m_clipboardRow})
         card->addRow(row);
     fillSettingsSection(*this, m_header, card);
 
@@ -70,8 +42,11 @@ DeviceSection::DeviceSection(AppModel& model, const SettingsServices& services)
 
 void DeviceSection::leave() {
     saveName();
-    m_revealed = false;
-    renderPassphrase();
+    m_passphrase->leave();
+}
+
+QWidget* DeviceSection::wantedField() const {
+    return m_passphrase->field();
 }
 
 void DeviceSection::saveName() {
@@ -93,15 +68,6 @@ Task<> DeviceSection::rename(QString name) {
     renderName();
 }
 
-void DeviceSection::copyPassphrase() {
-    if (!m_model.account() || !m_model.account()->passphrase)
-        return;
-    m_services.copyText(*m_model.account()->passphrase);
-    m_copy->setSymbol(QStringLiteral("checkmark"));
-    QTimer::singleShot(kCopiedFor, m_copy,
-                       [this] { m_copy->setSymbol(QStringLiteral("doc.on.doc")); });
-}
-
 void DeviceSection::flipLaunch(bool on) {
     const auto set = m_services.launchAtLogin.setEnabled(on);
     m_launchError = set ? std::nullopt : std::optional(set.error());
@@ -118,32 +84,6 @@ void DeviceSection::renderName() {
     m_name->setFaulty(m_nameError.has_value());
     m_nameRow->setNote(m_nameError ? m_nameError->message(m_services.l10n.lang()) : QString(),
                        TextRole::danger);
-}
-
-void DeviceSection::renderPassphrase() {
-    const L10n& l10n = m_services.l10n;
-    const auto& account = m_model.account();
-    const bool has = account && account->passphrase;
-    m_revealed = m_revealed && has;
-    m_passphrase->setVisible(has);
-    m_reveal->setVisible(has);
-    m_copy->setVisible(has);
-    m_passphrase->setText(!has ? QString() : m_revealed ? *account->passphrase : kDots);
-    m_passphrase->setAccessibleName(m_revealed ? *account->passphrase
-                                               : l10n.text(u"口令已隐藏", u"Passphrase, hidden"));
-    m_reveal->setSymbol(m_revealed ? QStringLiteral("eye.slash") : QStringLiteral("eye"));
-    m_reveal->setHelp(m_revealed ? l10n.text(u"隐藏口令", u"Hide the passphrase")
-                                 : l10n.text(u"显示口令", u"Show the passphrase"));
-    m_copy->setHelp(l10n.text(u"复制口令", u"Copy the passphrase"));
-    QString note;
-    if (account && !has && account->key)
-        note = l10n.text(
-            u"这台" COMPUTER_ZH u"是通过配对链接加入的，因此只保存了密钥，没有保存口令。",
-            u"This " COMPUTER_EN u" joined with a pairing link, so only the key is stored — not "
-            u"the passphrase.");
-    else if (account && !has)
-        note = l10n.text(u"这个设备组没有加密密钥。", u"This group has no encryption key.");
-    m_passphraseRow->setNote(note);
 }
 
 void DeviceSection::renderClipboard() {
@@ -169,8 +109,7 @@ void DeviceSection::render() {
     m_header->setText(l10n.text(u"这台设备", u"This device"));
     m_nameRow->setLabel(l10n.text(u"设备名称", u"Device name"));
     renderName();
-    m_passphraseRow->setLabel(l10n.text(u"设备组口令", u"Group passphrase"));
-    renderPassphrase();
+    m_passphrase->render();
     m_launchRow->setLabel(l10n.text(u"登录时启动", u"Open at login"));
     m_launch->setChecked(m_services.launchAtLogin.enabled());
     m_launchRow->setNote(m_launchError ? m_launchError->in(l10n.lang()) : QString(),

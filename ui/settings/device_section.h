@@ -12,7 +12,7 @@
 namespace sorrelwind {
 
 class BrandSwitch;
-class IconButton;
+class PassphraseRow;
 class SettingsRow;
 class TextField;
 class TextLabel;
@@ -26,14 +26,14 @@ public:
     void render();
     /// The window goes: a name that was typed is saved, the passphrase is covered again.
     void leave();
+    /// A field that waits to be filled in, if there is one.
+    [[nodiscard]] QWidget* wantedField() const;
 
 private:
     void saveName();
     Task<> rename(QString name);
-    void copyPassphrase();
     void flipLaunch(bool on);
     void renderName();
-    void renderPassphrase();
     void renderClipboard();
 
     AppModel& m_model;
@@ -41,10 +41,7 @@ private:
     TextLabel* m_header;
     SettingsRow* m_nameRow;
     TextField* m_name;
-    SettingsRow* m_passphraseRow;
-    TextLabel* m_passphrase;
-    IconButton* m_reveal;
-    IconButton* m_copy;
+    PassphraseRow* m_passphrase;
     SettingsRow* m_launchRow;
     BrandSwitch* m_launch;
     SettingsRow* m_clipboardRow;
@@ -53,7 +50,6 @@ private:
     std::optional<QString> m_shownName; // the model's, as it was last put into the field
     std::optional<HubError> m_nameError;
     std::optional<Sentence> m_launchError;
-    bool m_revealed = false;
     TaskScope m_tasks;
 };
 

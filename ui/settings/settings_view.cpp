@@ -72,6 +72,11 @@ void SettingsView::keyPressEvent(QKeyEvent* event) {
         PlainWindow::keyPressEvent(event);
 }
 
+void SettingsView::focusFirst() {
+    QWidget* wanted = m_device->wantedField();
+    (wanted ? wanted : this)->setFocus();
+}
+
 void SettingsView::render() {
     m_title->setText(m_services.l10n.text(u"设置", u"Settings"));
     m_device->render();

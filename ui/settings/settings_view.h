@@ -19,6 +19,8 @@ public:
     SettingsView(AppModel& model, const SettingsServices& services);
 
     void render();
+    /// Puts the focus where something is wanted; else no field has it.
+    void focusFirst();
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
