@@ -19,6 +19,20 @@ auto mustParse(Parse parse, const char* what) {
     };
 }
 
+/// From 0 on. What the library would write of it into the help is no help.
+template <class Number>
+CLI::Validator atMost(Number most) {
+    return CLI::Range(Number{0}, most).description("");
+}
+
+/// What is wrong, and where the right use stands.
+std::string complaint(const CLI::App* app, const CLI::Error& error) {
+    std::string command = app->get_name();
+    for (const auto* chosen : app->get_subcommands())
+        command += ' ' + chosen->get_name();
+    return std::string(error.what()) + ". See: " + command + " --help\n";
+}
+
 } // namespace
 
 CommandLine readCommandLine(int argc, char** argv) {
@@ -35,6 +49,7 @@ CommandLine readCommandLine(int argc, char** argv) {
     CLI::App app("Relays encrypted clipboard items between the devices of Sorrelwind groups.",
                  "sorrelwind-hub");
     app.set_version_flag("--version", "sorrelwind-hub " SORRELWIND_VERSION);
+    app.failure_message(complaint);
     app.add_option("--listen", listen, "address and port, [::1]:8787 for IPv6; repeatable")
         ->type_name("ADDRESS:PORT")
         ->check(mustParse(ListenAddress::parse, "an IP address and a port"))
@@ -56,46 +71,55 @@ CommandLine readCommandLine(int argc, char** argv) {
     app.add_flag("--check", options.check,
                  "say whether these options are right: addresses, folders, files; then end");
 
-    const auto count = CLI::Range(0, std::numeric_limits<int>::max() / 16);
-    const auto rate = CLI::Range(0.0, 1e9);
+    const auto count = atMost(std::numeric_limits<int>::max() / 16);
+    const auto rate = atMost(1e9);
     constexpr auto kGroup = "Limits (0 = no limit)";
-    app.add_option("--max-payload", limits.maxPayload, "bytes of an item's payload")
-        ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 30))
+    app.add_option("--max-payload", limits.maxPayload, "of an item's payload, 1073741824 at most")
+        ->type_name("BYTES")
+        ->check(atMost(std::uint64_t{1} << 30))
         ->group(kGroup)
         ->capture_default_str();
     app.add_option("--max-devices", limits.maxDevices, "devices of a group")
+        ->type_name("NUMBER")
         ->check(count)
         ->group(kGroup)
         ->capture_default_str();
     app.add_option("--publish-rate", limits.publishRate, "items a second and device")
+        ->type_name("NUMBER")
         ->check(rate)
         ->group(kGroup)
         ->capture_default_str();
     app.add_option("--publish-burst", limits.publishBurst, "items at once from a device")
+        ->type_name("NUMBER")
         ->check(rate)
         ->group(kGroup)
         ->capture_default_str();
     app.add_option("--claim-failures", limits.claimFailures,
                    "wrong pairing codes a minute and address")
+        ->type_name("NUMBER")
         ->check(count)
         ->group(kGroup)
         ->capture_default_str();
     app.add_option("--new-groups", limits.newGroups, "an hour and address")
+        ->type_name("NUMBER")
         ->check(count)
         ->group(kGroup)
         ->capture_default_str();
-    app.add_option("--item-ttl", itemTtl, "seconds for which the newest item waits in memory")
-        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 31))
+    app.add_option("--item-ttl", itemTtl, "for which the newest item waits in memory")
+        ->type_name("SECONDS")
+        ->check(atMost(std::int64_t{1} << 31))
         ->group(kGroup)
         ->capture_default_str();
 
     app.add_option("--max-connections", limits.maxConnections, "connections of an address")
+        ->type_name("NUMBER")
         ->check(count)
         ->group(kGroup)
         ->capture_default_str();
     app.add_option("--max-memory", limits.maxMemory,
-                   "bytes of all that is queued, held and half-received")
-        ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 40))
+                   "of all that is queued, held and half-received")
+        ->type_name("BYTES")
+        ->check(atMost(std::uint64_t{1} << 40))
         ->group(kGroup)
         ->capture_default_str();
 
@@ -123,7 +147,7 @@ CommandLine readCommandLine(int argc, char** argv) {
     doctorCommand
         ->add_option("--idle", idle, "seconds for which its socket is watched; 0 = not at all")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0, 24 * 3600))
+        ->check(atMost(24 * 3600))
         ->capture_default_str();
 
     try {
