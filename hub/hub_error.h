@@ -27,6 +27,7 @@ struct HubError {
 
     /// One sentence for the user.
     [[nodiscard]] QString message(Lang lang) const;
+    [[nodiscard]] Sentence sentence() const { return {message(Lang::zh), message(Lang::en)}; }
     /// That sentence, and where there is more to say a second one: why the hub is out of reach and
     /// what to do.
     [[nodiscard]] QString explained(Lang lang) const;

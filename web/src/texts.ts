@@ -4,7 +4,36 @@ import { NotEncrypted, WrongPassphrase } from "./join";
 import { t } from "./l10n";
 import { Device } from "./wire";
 
-/** One sentence for any failure of a request. The hub's own texts are in English only. */
+/** What the hub refused, by the status and the field that its own words, which are English, begin with. */
+function refusal(status: number, said: string): string {
+  const field = /^\w+/.exec(said)?.[0];
+  switch (status) {
+    case 400:
+      if (field === "name")
+        return t(
+          "名称须为 1 至 64 个字符，不能含控制字符或不可见的字符",
+          "A name has 1 to 64 characters, none of them a control character or invisible",
+        );
+      break;
+    case 401:
+      return t("此浏览器已不在设备组中", "This browser is no longer in the group");
+    case 403:
+      return t("配对码无效或已过期", "Invalid or expired pairing code");
+    case 404:
+      return t("设备组中没有这台设备", "The group has no such device");
+    case 409:
+      return t("设备组已满，请先移除一台设备", "The group is full — remove a device first");
+    case 413:
+      return t("内容太大，服务器不接收", "Too large for this hub");
+    case 429:
+      return t("尝试次数过多，请稍后再试", "Too many attempts — try again later");
+    case 503:
+      return t("服务器暂时不可用，请稍后再试", "The hub is not available now — try again later");
+  }
+  return t(`服务器错误（${status}）`, said === "" ? `Hub error (${status})` : shown(said, kMaxSentence));
+}
+
+/** One sentence for any failure of a request. */
 export function failureText(error: unknown): string {
   if (error instanceof CryptoError) return t("密钥派生失败", "Couldn’t derive the encryption key");
   if (error instanceof WrongPassphrase)
@@ -20,20 +49,7 @@ export function failureText(error: unknown): string {
   if (!(error instanceof HubError)) return t("出了问题，请重试。", "Something went wrong. Try again.");
   if (error.kind === "network") return t("无法连接服务器，请检查网络", "Can’t reach the hub — check your connection");
   if (error.kind === "decode") return t("服务器返回了无法识别的数据", "Unexpected response from the hub");
-  switch (error.status) {
-    case 401:
-      return t("此浏览器已不在设备组中", "This browser is no longer in the group");
-    case 403:
-      return t("配对码无效或已过期", "Invalid or expired pairing code");
-    case 409:
-      return t("设备组已满，请先移除一台设备", "The group is full — remove a device first");
-    case 413:
-      return t("内容太大，服务器不接收", "Too large for this hub");
-    case 429:
-      return t("尝试次数过多，请稍后再试", "Too many attempts — try again later");
-    default:
-      return error.said !== null ? shown(error.said, kMaxSentence) : t(`服务器错误（${error.status}）`, `Hub error (${error.status})`);
-  }
+  return refusal(error.status, error.said ?? "");
 }
 
 /** Of a derivation of the key that takes long: the hub chooses the iterations. */
