@@ -19,7 +19,10 @@ export interface Clip {
 }
 
 export type Warning = { kind: "undecryptable" | "notText" | "tooLarge"; device: string };
-export type SendResult = { at: number; recipients: number | null } | { at: number; failure: unknown; bytes: number };
+/** `devices`: how many the group had then, 0 if that was not known yet. */
+export type SendResult =
+  | { at: number; recipients: number | null; devices: number }
+  | { at: number; failure: unknown; bytes: number };
 
 const kMaxClips = 20;
 const kMaxClipChars = 32e6; // of all clips but the newest
@@ -33,6 +36,7 @@ export class Session {
   phase: "loading" | "joining" | "member" = "loading";
   membership: Membership | null = null;
   connection: SyncState = "disconnected";
+  lostAt = 0; // the connection, milliseconds since the epoch
   devices: Device[] = [];
   clips: Clip[] = [];
   warning: Warning | null = null;
@@ -86,7 +90,7 @@ export class Session {
     try {
       const { status, recipients } = await client.publish(await this.seal(text));
       if (status !== 200) throw new HubError(status === 0 ? "network" : "status", status);
-      result = { at: Date.now(), recipients };
+      result = { at: Date.now(), recipients, devices: this.devices.length };
     } catch (failure) {
       result = { at: Date.now(), failure, bytes: utf8Length(text) };
     }
@@ -177,6 +181,7 @@ export class Session {
     this.lastSent = null;
     this.draft = "";
     this.arrived = [];
+    this.autoCopied = null;
   }
 
   private async keep(membership: Membership): Promise<void> {
@@ -216,6 +221,7 @@ export class Session {
   }
 
   private connectionChanged(state: SyncState): void {
+    if (this.connection === "connected") this.lostAt = Date.now();
     this.connection = state;
     if (state === "revoked") {
       const token = this.membership?.token;

@@ -7,16 +7,17 @@ import { Device } from "../wire";
 import { Field, Name, Notice } from "./controls";
 import { Symbol } from "./symbol";
 
-function presence(device: Device, own: boolean, now: number): string {
-  if (device.online) return t("在线", "Online");
-  if (own) return t("离线", "Offline");
-  const seen = relativeTime(device.lastSeen, now);
+function presence(lastSeen: number, online: boolean, own: boolean, now: number): string {
+  if (online) return t("在线", "Online");
+  if (own || lastSeen <= 0) return t("离线", "Offline");
+  const seen = relativeTime(lastSeen, now);
   return t(`${seen}在线`, `seen ${seen}`);
 }
 
 function DeviceRow({ session, device, now }: { session: Session; device: Device; now: number }) {
   const own = device.id === session.membership?.deviceId;
   const online = device.online && session.connection === "connected"; // else nobody knows
+  const lastSeen = device.online ? Math.max(device.lastSeen, session.lostAt) : device.lastSeen;
   const [open, setOpen] = useState(false);
   const [name, setName] = useState("");
   const [failure, setFailure] = useState<unknown>(null);
@@ -50,7 +51,7 @@ function DeviceRow({ session, device, now }: { session: Session; device: Device;
           <p class="note">
             <span class={online ? "dot success" : "dot"} />
             <bdi>{own ? t("此浏览器", "This browser") : kindLabel(device.platform)}</bdi>
-            {" · " + presence({ ...device, online }, own, now)}
+            {" · " + presence(lastSeen, online, own, now)}
           </p>
         </div>
         <button

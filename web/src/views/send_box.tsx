@@ -15,12 +15,19 @@ function failed({ failure, bytes }: { failure: unknown; bytes: number }): string
   return t("没有发送：", "Not sent: ") + failureText(failure) + more;
 }
 
-function resultText(result: SendResult, alone: boolean): string {
+const kKept = 3_600_000; // milliseconds, unless the hub's owner says otherwise
+
+function resultText(result: SendResult, now: number): string {
   if ("failure" in result) return failed(result);
-  if (result.recipients === 0)
-    return alone
-      ? t("还没有其他设备", "No other devices yet")
-      : t("已发送 · 其他设备不在线，服务器会保留最新一条一小时", "Sent — no other device is online; the hub holds it for an hour");
+  if (result.recipients === 0) {
+    if (result.devices === 1) return t("已发送，但还没有其他设备", "Sent, but there are no other devices yet");
+    return result.devices > 1 && now - result.at < kKept
+      ? t(
+          "已发送；没有其他设备在线，服务器会暂时保留它",
+          "Sent — no other device was online; the hub keeps it for a while",
+        )
+      : t("已发送；没有其他设备在线", "Sent — no other device was online");
+  }
   if (result.recipients === null) return t("已发送", "Sent");
   return result.recipients === 1
     ? t("已发送到 1 台设备", "Sent to 1 device")
@@ -92,7 +99,7 @@ export function SendBox({ session, now }: { session: Session; now: number }) {
         {refused
           ? t("浏览器没有允许读取剪贴板。请粘贴到上面再发送。", "The browser did not allow reading the clipboard. Paste above and send.")
           : lastSent &&
-            `${resultText(lastSent, session.devices.length < 2)}\u00a0· ${relativeTime(lastSent.at, now)}`}
+            `${resultText(lastSent, now)}\u00a0· ${relativeTime(lastSent.at, now)}`}
       </p>
     </section>
   );

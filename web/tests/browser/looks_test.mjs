@@ -144,6 +144,12 @@ describe("how the page looks", { timeout: 240_000 }, () => {
     await page.getByText("Sent to 1 device").waitFor();
     await look(page, "member");
     await page.getByRole("button", { name: "Rename" }).click();
+    await page.getByLabel("Device name").fill("a\u200bb");
+    await page.getByRole("button", { name: "Save" }).click();
+    await page.getByText("A name has 1 to 64 characters").waitFor();
+    await page.getByRole("button", { name: "中文" }).click();
+    await page.getByText("名称须为 1 至 64 个字符").waitFor();
+    await page.getByRole("button", { name: "English" }).click();
     await page.getByRole("button", { name: "Remove “Studio”" }).click();
     await page.getByRole("button", { name: "Leave Group…" }).click();
     await look(page, "member-asking");
@@ -160,6 +166,8 @@ describe("how the page looks", { timeout: 240_000 }, () => {
     await look(page, "member-by-hand");
     await hub.kill();
     await page.getByText("Offline — reconnecting…").waitFor();
+    assert.match(await page.locator(".device").allInnerTexts().then(String), /seen just now.*This browser · Offline/s);
+    assert.equal(await page.locator(".device .dot.success").count(), 0);
     await send(page, "into the void");
     await page.getByText("Not sent").waitFor();
     await look(page, "member-offline");
