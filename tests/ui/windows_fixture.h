@@ -130,6 +130,7 @@ protected:
             EXPECT_FALSE(text.contains(lang == Lang::zh ? kEnglish : kChinese))
                 << widget->metaObject()->className() << ": " << text.toStdString();
         };
+        check(window(), window()->windowTitle());
         for (const QLabel* label : seen<QLabel>())
             check(label, label->text());
         for (const QAbstractButton* each : seen<QAbstractButton>())

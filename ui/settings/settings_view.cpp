@@ -37,8 +37,6 @@ SettingsView::SettingsView(AppModel& model, const SettingsServices& services)
       m_title(new TextLabel({}, Palette::TextSize::title3, QFont::Bold)),
       m_device(new DeviceSection(model, services)), m_display(new DisplaySection(model, services)),
       m_group(new GroupSection(model, services)) {
-    // As other windows of the desktop, it keeps the title that it was opened with.
-    setWindowTitle(services.l10n.text(u"Sorrelwind 设置", u"Sorrelwind Settings"));
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(24, 10, 14, 8); // the scroll bar adds to the right
@@ -78,6 +76,7 @@ void SettingsView::focusFirst() {
 }
 
 void SettingsView::render() {
+    setWindowTitle(m_services.l10n.text(u"Sorrelwind 设置", u"Sorrelwind Settings"));
     m_title->setText(m_services.l10n.text(u"设置", u"Settings"));
     m_device->render();
     m_display->render();
