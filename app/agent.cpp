@@ -42,7 +42,7 @@ int sayRunning(const CommandLine& line, const L10n& l10n) {
 
 // Lets the agent that runs on this directory show itself. The exit code, unless none answers.
 std::optional<int> showRunningAgent(const CommandLine& line, const L10n& l10n) {
-    const auto reply = askAgent(line.configDir, {QStringLiteral("show"), {}});
+    const auto reply = askAgent(line.configDir, {QStringLiteral("show"), {}, l10n.lang()});
     if (!reply)
         return std::nullopt;
     if (reply->error)

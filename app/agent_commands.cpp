@@ -33,9 +33,12 @@ QString when(const QJsonValue& milliseconds, Lang lang) {
                         QDateTime::currentDateTime(), lang);
 }
 
-// A terminal may give a line the direction of a name in it; a script has no use for the marks.
-QString shown(const QString& name) {
-    return isatty(STDOUT_FILENO) != 0 ? isolated(name) : printable(name);
+// A terminal may give a line the direction of a name in it; a script has no use for the marks that
+// keep it from that.
+QString forOutput(QString sentence) {
+    if (isatty(STDOUT_FILENO) == 0)
+        sentence.remove(QChar(0x2068)).remove(QChar(0x2069));
+    return sentence;
 }
 
 QString keyState(const QJsonObject& status, const QString& configDir, Lang lang) {
@@ -52,44 +55,34 @@ QString keyState(const QJsonObject& status, const QString& configDir, Lang lang)
 }
 
 void printStatus(const QJsonObject& status, const QString& configDir, Lang lang) {
-    const auto row = [](const QString& name, const QString& value) {
+    const auto row = [lang](const QString& name, const QString& value) {
         if (!value.isEmpty())
-            print(name + QStringLiteral(": ") + printable(value));
+            print(pick(lang, u"%1：%2", u"%1: %2").arg(name, value));
     };
+    const auto text = [&](const char* key) { return printable(textOf(status, key)); };
+    row(pick(lang, u"状态", u"Status"), text("statusText"));
+    row(pick(lang, u"警告", u"Warning"), text("warning"));
     const bool running = textOf(status, "phase") == QLatin1StringView("running");
-    row(pick(lang, u"状态", u"Status"), running
-                                            ? textOf(status, "statusText")
-                                            : pick(lang, u"还没有加入设备组", u"In no group yet"));
-    row(pick(lang, u"警告", u"Warning"), textOf(status, "warning"));
     if (running)
         row(pick(lang, u"密钥", u"Key"), keyState(status, configDir, lang));
-    row(pick(lang, u"通知", u"Notice"), textOf(status, "notice"));
-    row(pick(lang, u"服务器", u"Hub"), textOf(status, "server"));
-    row(pick(lang, u"本机", u"This device"), textOf(status, "deviceName"));
+    row(pick(lang, u"通知", u"Notice"), text("notice"));
+    row(pick(lang, u"服务器", u"Hub"), text("server"));
+    row(pick(lang, u"本机", u"This device"), text("deviceName"));
     if (running)
         row(pick(lang, u"组内设备", u"Devices"),
             QString::number(status.value(QLatin1StringView("deviceCount")).toInt()));
     const bool clipboard = status.value(QLatin1StringView("clipboardAvailable")).toBool();
-    row(pick(lang, u"剪贴板", u"Clipboard"), clipboard
-                                                 ? textOf(status, "clipboard")
-                                                 : pick(lang, u"不可用：%1", u"not available: %1")
-                                                       .arg(textOf(status, "clipboardReason")));
-    const QJsonObject sent = status.value(QLatin1StringView("lastSent")).toObject();
-    if (!sent.isEmpty()) {
-        const QString time = when(sent.value(QLatin1StringView("at")), lang);
-        row(pick(lang, u"最近发送", u"Last sent"),
-            sent.value(QLatin1StringView("ok")).toBool()
-                ? time
-                : pick(lang, u"%1，失败", u"%1, failed").arg(time));
-    }
-    const QJsonObject received = status.value(QLatin1StringView("lastReceived")).toObject();
-    if (!received.isEmpty())
-        print(pick(lang, u"最近收到", u"Last received") + QStringLiteral(": ") +
-              (received.value(QLatin1StringView("unsealed")).toBool()
-                   ? pick(lang, u"%1，来自“%2”，未加密", u"%1 from “%2”, not encrypted")
-                   : pick(lang, u"%1，来自“%2”", u"%1 from “%2”"))
-                  .arg(when(received.value(QLatin1StringView("at")), lang),
-                       shown(textOf(received, "device"))));
+    row(pick(lang, u"剪贴板", u"Clipboard"),
+        clipboard ? text("clipboard")
+                  : pick(lang, u"不可用：%1", u"not available: %1").arg(text("clipboardReason")));
+    const auto activity = [&](const QString& name, const char* key) {
+        const QJsonObject last = status.value(QLatin1StringView(key)).toObject();
+        if (!last.isEmpty())
+            row(name, forOutput(textOf(last, "text")) + QStringLiteral(" · ") +
+                          when(last.value(QLatin1StringView("at")), lang));
+    };
+    activity(pick(lang, u"最近发送", u"Last sent"), "lastSent");
+    activity(pick(lang, u"最近收到", u"Last received"), "lastReceived");
 }
 
 void printDevices(const QJsonArray& devices, Lang lang) {
@@ -97,15 +90,11 @@ void printDevices(const QJsonArray& devices, Lang lang) {
         const auto device = DeviceInfo::fromJson(entry);
         if (!device)
             continue;
-        QString state =
-            device->online
-                ? pick(lang, u"在线", u"online")
-                : pick(lang, u"%1在线", u"seen %1").arg(when(qint64(device->lastSeen), lang));
-        if (entry.toObject().value(QLatin1StringView("self")).toBool())
-            state += pick(lang, u" · 本机", u" · this device");
-        print(printable(device->id) + QStringLiteral("  ") + shown(device->name) +
-              QStringLiteral("  (") + shown(kindLabel(*device, lang)) + QStringLiteral(")  ") +
-              state);
+        const bool self = entry.toObject().value(QLatin1StringView("self")).toBool();
+        print(forOutput(QStringLiteral("%1  %2  (%3)  %4")
+                            .arg(printable(device->id), isolated(device->name),
+                                 isolated(kindLabel(*device, lang)),
+                                 presence(*device, self, QDateTime::currentDateTime(), lang))));
     }
 }
 
@@ -162,8 +151,10 @@ int readText(QString& text, Lang lang) {
                 pick(lang, u"标准输入不是 UTF-8 文本", u"Standard input is not text in UTF-8"));
         text = *decodeText(kTextTypes.front(), bytes);
     }
-    if (text.isEmpty())
-        return fail(pick(lang, u"没有要发送的文本", u"There is no text to send"), kExitUsage);
+    if (text.isEmpty()) {
+        const QString nothing = pick(lang, u"没有要发送的文本", u"There is no text to send");
+        return fail(wrongUse(nothing, QStringLiteral("send"), lang), kExitUsage);
+    }
     return kExitDone;
 }
 
@@ -184,22 +175,11 @@ bool printText(const QJsonObject& received, const CommandLine& line, bool endLin
     return std::fflush(stdout) == 0;
 }
 
-void printSent(const QJsonObject& result, Lang lang) {
-    const QJsonValue recipients = result.value(QLatin1StringView("recipients"));
-    if (!recipients.isDouble())
-        print(pick(lang, u"已发送", u"Sent"));
-    else if (recipients.toInt() == 0)
-        print(pick(lang, u"已发送；现在没有其他设备在线，服务器会暂时保留它",
-                   u"Sent — no other device is online now; the hub keeps it for a while"));
-    else
-        print(pick(lang, u"已发送到 %1 台设备", u"Sent to %1 of the other devices")
-                  .arg(recipients.toInt()));
-}
-
 int follow(const CommandLine& line, Lang lang) {
     std::optional<QString> refused;
     const ControlFailure reason = followAgent(
-        line.configDir, {line.command, QStringLiteral("follow")}, [&](const ControlReply& reply) {
+        line.configDir, {line.command, QStringLiteral("follow"), lang},
+        [&](const ControlReply& reply) {
             if (const QString warning = textOf(reply.result, "warning"); !warning.isEmpty()) {
                 (void)fail(warning);
                 return true;
@@ -223,7 +203,7 @@ int runAgentCommand(const CommandLine& line, const L10n& l10n) {
     const Lang lang = l10n.lang();
     if (line.command == QLatin1StringView("receive") && line.follow)
         return follow(line, lang);
-    ControlRequest request{line.command, line.argument};
+    ControlRequest request{line.command, line.argument, lang};
     if (line.command == QLatin1StringView("send")) {
         if (const int ready = readText(request.argument, lang); ready != kExitDone)
             return ready;
@@ -248,7 +228,7 @@ int runAgentCommand(const CommandLine& line, const L10n& l10n) {
     } else if (line.command == QLatin1StringView("receive")) {
         printText(result, line, isatty(STDOUT_FILENO) != 0, lang);
     } else if (line.command == QLatin1StringView("send")) {
-        printSent(result, lang);
+        print(textOf(result, "text"));
     }
     return kExitDone;
 }

@@ -11,7 +11,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iostream>
+#include <memory>
 
 namespace sorrelwind {
 
@@ -20,6 +20,17 @@ namespace {
 std::string toUtf8(const QString& text) {
     return text.toStdString();
 }
+
+// The library sets its own colons.
+class ChineseHelp final : public CLI::Formatter {
+public:
+    std::string make_help(const CLI::App* app, std::string name,
+                          CLI::AppFormatMode mode) const override {
+        QString help = QString::fromStdString(CLI::Formatter::make_help(app, name, mode));
+        static const QRegularExpression kColon(QStringLiteral("(?<=\\p{Han}): ?"));
+        return toUtf8(help.replace(kColon, QStringLiteral("：")));
+    }
+};
 
 class Parser {
 public:
@@ -114,16 +125,8 @@ public:
         }
         if (!m_name.empty())
             m_result.name = QString::fromStdString(m_name);
-        if (!m_server.empty()) {
+        if (!m_server.empty())
             m_result.server = ServerDefaults::normalize(QString::fromStdString(m_server));
-            if (!m_result.server) {
-                std::cerr << text(u"--server 不是有效的服务器地址，应形如 https://hub.example",
-                                  u"--server is not an address; it should look like "
-                                  u"https://hub.example")
-                          << '\n';
-                return kExitUsage;
-            }
-        }
         for (const CLI::App* chosen : m_app.get_subcommands())
             m_result.command = QString::fromStdString(chosen->get_name());
         // A byte order mark is part of a text, as it is on standard input.
@@ -142,6 +145,8 @@ private:
 
     // What the library itself says is English; subcommands inherit all of this.
     void setLanguage() {
+        if (m_lang == Lang::zh)
+            m_app.formatter(std::make_shared<ChineseHelp>());
         m_app.option_defaults()->group(text(u"选项", u"Options"));
         m_app.set_help_flag("-h,--help", text(u"显示这份说明", u"Print this help"))
             ->group(text(u"选项", u"Options"));
@@ -153,9 +158,11 @@ private:
         labels->label("Positionals", text(u"参数", u"Positionals"));
         labels->label("Excludes", text(u"不能同时用", u"Not with"));
         labels->label("REQUIRED", text(u"（必需）", u"REQUIRED"));
-        m_app.failure_message([this](const CLI::App*, const CLI::Error& error) {
-            return toUtf8(say(u"%1。用法见：sorrelwind --help\n", u"%1. See: sorrelwind --help\n")
-                              .arg(complaint(error)));
+        m_app.failure_message([this](const CLI::App* app, const CLI::Error& error) {
+            QString command;
+            for (const CLI::App* chosen : app->get_subcommands())
+                command = QString::fromStdString(chosen->get_name());
+            return toUtf8(wrongUse(complaint(error), command, m_lang) + u'\n');
         });
     }
 
@@ -177,8 +184,10 @@ private:
         }
         if (kind == CLI::ExitCodes::RequiredError)
             return say(u"缺少 %1", u"%1 is missing").arg(name);
-        if (m_lang == Lang::en || kind == CLI::ExitCodes::ValidationError)
+        if (m_lang == Lang::en)
             return words;
+        if (kind == CLI::ExitCodes::ValidationError)
+            return QString(words).replace(words.indexOf(u':'), 2, u'：');
         return name.isEmpty() ? QStringLiteral("命令行有误")
                               : QStringLiteral("%1 的用法有误").arg(name);
     }
@@ -190,6 +199,18 @@ private:
             [complaint](const std::string& given) {
                 const bool blank = QString::fromStdString(given).trimmed().isEmpty();
                 return blank ? complaint : std::string();
+            },
+            "");
+    }
+
+    CLI::Validator address() const {
+        const std::string complaint = text(u"不是有效的服务器地址，应形如 https://hub.example",
+                                           u"not an address; it should look like "
+                                           u"https://hub.example");
+        return CLI::Validator(
+            [complaint](const std::string& given) {
+                const auto server = ServerDefaults::normalize(QString::fromStdString(given));
+                return server ? std::string() : complaint;
             },
             "");
     }
@@ -220,7 +241,7 @@ private:
                                   u"The hub's address (default: SORRELWIND_SERVER, or the built-in "
                                   u"one if there is one)"))
                 ->type_name("URL")
-                ->check(notEmpty());
+                ->check(address());
         command
             ->add_option(
                 "--name", m_name,
@@ -279,6 +300,12 @@ QString clipboardChoiceName(ClipboardChoice choice) {
 
 std::variant<CommandLine, int> parseCommandLine(std::vector<std::string> arguments, Lang lang) {
     return Parser(lang).parse(std::move(arguments));
+}
+
+QString wrongUse(const QString& complaint, const QString& command, Lang lang) {
+    const QString help =
+        QStringLiteral("sorrelwind %1--help").arg(command.isEmpty() ? QString() : command + u' ');
+    return pick(lang, u"%1。用法见：%2", u"%1. See: %2").arg(complaint, help);
 }
 
 std::vector<std::string> takeArguments(int argc, char** argv) {

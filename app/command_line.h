@@ -48,6 +48,9 @@ inline constexpr int kExitRunning = 3; // an agent runs already; services need n
 [[nodiscard]] std::variant<CommandLine, int> parseCommandLine(std::vector<std::string> arguments,
                                                               Lang lang);
 
+/// A complaint about a wrong use, with where the right one stands. `command` is "" for none.
+[[nodiscard]] QString wrongUse(const QString& complaint, const QString& command, Lang lang);
+
 /// Takes the arguments out of main's argv, and blanks there what may be a secret, so that it stands
 /// in the process list no longer than the program needs to start.
 [[nodiscard]] std::vector<std::string> takeArguments(int argc, char** argv);

@@ -8,6 +8,7 @@ namespace {
 
 const QString kCommand = QStringLiteral("command");
 const QString kArgument = QStringLiteral("argument");
+const QString kLang = QStringLiteral("lang");
 const QString kResult = QStringLiteral("result");
 const QString kError = QStringLiteral("error");
 
@@ -28,14 +29,18 @@ std::optional<QJsonObject> objectOf(const QByteArray& text) {
 } // namespace
 
 QByteArray ControlRequest::toLine() const {
-    return line({{kCommand, command}, {kArgument, argument}});
+    QJsonObject object{{kCommand, command}, {kArgument, argument}};
+    if (lang)
+        object.insert(kLang, langName(*lang));
+    return line(object);
 }
 
 std::optional<ControlRequest> ControlRequest::fromLine(const QByteArray& text) {
     const auto object = objectOf(text);
     if (!object || !object->value(kCommand).isString())
         return std::nullopt;
-    return ControlRequest{object->value(kCommand).toString(), object->value(kArgument).toString()};
+    return ControlRequest{object->value(kCommand).toString(), object->value(kArgument).toString(),
+                          langFromName(object->value(kLang).toString())};
 }
 
 QByteArray ControlReply::toLine() const {

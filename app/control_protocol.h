@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/l10n.h"
 #include "clipboard/pasteboard.h"
 
 #include <QByteArray>
@@ -22,6 +23,7 @@ inline constexpr qint64 kMaxControlLine = 6 * kMaxClipboardBytes + 4096;
 struct ControlRequest {
     QString command;
     QString argument;
+    std::optional<Lang> lang = {}; // of who asks, for the sentences of the reply
 
     bool operator==(const ControlRequest&) const = default;
     [[nodiscard]] QByteArray toLine() const;

@@ -17,7 +17,6 @@ namespace sorrelwind {
 class AccountStore;
 class AppModel;
 class HubHost;
-class L10n;
 
 /// Lets the command line steer the running agent. Owned by the agent; the model outlives it. A
 /// client that sends no whole request within its time, or too much, is dropped.
@@ -37,16 +36,20 @@ private:
     void read(QLocalSocket* socket);
     Task<> serve(QPointer<QLocalSocket> socket, ControlRequest request);
     Task<ControlReply> answer(ControlRequest request);
-    Task<ControlReply> pair();
-    void send(QLocalSocket* socket, const QString& text);
-    void receive(QLocalSocket* socket, bool follow);
-    void host(QLocalSocket* socket, bool stop);
-    [[nodiscard]] ControlReply inNoGroup() const;
-    [[nodiscard]] QString passphraseHint() const;
-    ControlReply show();
-    ControlReply takeUpAccount();
-    ControlReply adoptKey(const QString& argument);
-    [[nodiscard]] QJsonObject status() const;
+    Task<ControlReply> pair(Lang lang);
+    Task<ControlReply> remove(QString id, Lang lang);
+    Task<ControlReply> rename(QString name, Lang lang);
+    Task<> listed(std::function<bool()> shows);
+    void send(QLocalSocket* socket, const ControlRequest& request);
+    void receive(QLocalSocket* socket, const ControlRequest& request);
+    void host(QLocalSocket* socket, const ControlRequest& request);
+    [[nodiscard]] ControlReply inNoGroup(Lang lang) const;
+    [[nodiscard]] QString passphraseHint(Lang lang) const;
+    ControlReply show(Lang lang);
+    ControlReply takeUpAccount(Lang lang);
+    ControlReply adoptKey(const ControlRequest& request);
+    [[nodiscard]] Lang langOf(const ControlRequest& request) const;
+    [[nodiscard]] QJsonObject status(Lang lang) const;
     [[nodiscard]] QJsonObject devices() const;
 
     AppModel& m_model;

@@ -1,11 +1,12 @@
 #include "app/group_hub.h"
 
 #include "app/control_client.h"
+#include "base/l10n.h"
 
 namespace sorrelwind {
 
 void GroupHub::start(const HubHost::Started& done) {
-    const auto reply = askAgent(m_configDir, {QStringLiteral("host"), {}});
+    const auto reply = askAgent(m_configDir, {QStringLiteral("host"), {}, L10n(m_defaults).lang()});
     if (reply) {
         if (reply->error) {
             done(failure(Sentence{*reply->error, *reply->error}));

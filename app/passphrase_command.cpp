@@ -65,8 +65,9 @@ private:
     }
 
     int keep(const Account& rekeyed) const {
-        const auto told = askAgent(
-            m_store.dir(), {QStringLiteral("passphrase"), QString::fromUtf8(rekeyed.toJson())});
+        const auto told =
+            askAgent(m_store.dir(), {QStringLiteral("passphrase"),
+                                     QString::fromUtf8(rekeyed.toJson()), m_l10n.lang()});
         if (told)
             return told->error ? fail(*told->error)
                                : done(told->result.value(QLatin1StringView("keyFits")).toBool());

@@ -50,6 +50,10 @@ private:
         say(sentence);
         return code;
     }
+    int refuse(const char16_t* zh, const char16_t* en) const {
+        say(wrongUse(text(zh, en), m_line.command, m_l10n.lang()));
+        return kExitUsage;
+    }
 
     QString deviceName() const {
         const QString name = m_line.name.value_or(QString()).trimmed();
@@ -93,8 +97,7 @@ private:
         }
         m_passphrase = readSecretLine(text(u"口令：", u"Passphrase: ")).value_or(QString());
         if (m_passphrase.isEmpty())
-            return fail(text(u"标准输入里没有口令", u"There is no passphrase on standard input"),
-                        kExitUsage);
+            return refuse(u"标准输入里没有口令", u"There is no passphrase on standard input");
         return kExitDone;
     }
 
@@ -107,24 +110,20 @@ private:
         m_code = m_code.trimmed();
         m_link = PairingLink::parse(m_code);
         if (!m_link && !looksLikePairingCode(m_code)) {
-            return fail(text(u"这既不是配对链接，也不是配对码（形如 XXXX-XXXX）",
-                             u"That is neither a pairing link nor a pairing code (which looks like "
-                             u"XXXX-XXXX)"),
-                        kExitUsage);
+            return refuse(u"这既不是配对链接，也不是配对码（形如 XXXX-XXXX）",
+                          u"That is neither a pairing link nor a pairing code (which looks like "
+                          u"XXXX-XXXX)");
         }
         if (m_link && m_link->keyB64 && SymmetricKey::fromBase64(*m_link->keyB64))
             return kExitDone;
         if (!m_link && !m_server)
-            return fail(text(u"配对码不含服务器地址：请用 --server 给出显示配对码时一同显示的地址",
-                             u"A code does not say which hub — name with --server the address that "
-                             u"is shown beside the code"),
-                        kExitUsage);
+            return refuse(u"配对码不含服务器地址：请用 --server 给出显示配对码时一同显示的地址",
+                          u"A code does not say which hub — name with --server the address that "
+                          u"is shown beside the code");
         if (!m_line.passphraseFromStdin && !standardInputIsTerminal()) {
-            return fail(
-                text(u"这里需要设备组的口令：请加上 --passphrase-stdin，从标准输入提供",
-                     u"The group's passphrase is needed — add --passphrase-stdin and give it "
-                     u"on standard input"),
-                kExitUsage);
+            return refuse(u"这里需要设备组的口令：请加上 --passphrase-stdin，从标准输入提供",
+                          u"The group's passphrase is needed — add --passphrase-stdin and give it "
+                          u"on standard input");
         }
         return readPassphraseFromUser();
     }
@@ -132,9 +131,8 @@ private:
     int readPassphraseFromUser() {
         m_passphrase =
             readSecretLine(text(u"设备组口令：", u"Group passphrase: ")).value_or(QString());
-        return m_passphrase.isEmpty()
-                   ? fail(text(u"口令是空的", u"The passphrase is empty"), kExitUsage)
-                   : kExitDone;
+        return m_passphrase.isEmpty() ? refuse(u"口令是空的", u"The passphrase is empty")
+                                      : kExitDone;
     }
 
     void makeMembership() {
@@ -190,7 +188,7 @@ private:
             std::printf("%s\n", qPrintable(m_passphrase));
             std::fflush(stdout);
         }
-        const auto told = askAgent(m_store.dir(), {QStringLiteral("reload"), {}});
+        const auto told = askAgent(m_store.dir(), {QStringLiteral("reload"), {}, m_l10n.lang()});
         if (told && !told->error)
             say(text(u"正在运行的 Sorrelwind 已开始同步。",
                      u"The running Sorrelwind syncs from now on."));

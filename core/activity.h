@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/l10n.h"
+
 #include <QDateTime>
 #include <QString>
 
@@ -19,6 +21,13 @@ struct Activity {
 
     bool operator==(const Activity&) const = default;
 };
+
+/// "Sent to 2 devices", "Received from Pad", "Last copy wasn't sent".
+[[nodiscard]] QString activityText(const Activity& activity, Lang lang);
+
+/// What became of a text that a command sent in a group of so many `devices`, 0 where they are not
+/// known yet. The hub keeps it where others are away.
+[[nodiscard]] QString sentText(std::optional<qint64> recipients, qsizetype devices, Lang lang);
 
 /// A text that came from the hub and was put on the clipboard.
 struct ReceivedText {

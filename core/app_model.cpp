@@ -26,8 +26,8 @@ constexpr qsizetype kUsualItemBytes = 6 * 1024 * 1024 - 1024;
 constexpr int kAccepted = 200;
 constexpr int kTooLarge = 413;
 
-QString removalNotice(const L10n& l10n) {
-    return l10n.text(
+Sentence removalNotice() {
+    return Sentence::of(
         u"这台" COMPUTER_ZH u"已被移出设备组。重新创建或加入一个设备组即可继续使用。",
         u"This " COMPUTER_EN u" was removed from its group. Create or join a group to continue.");
 }
@@ -86,6 +86,23 @@ void AppModel::startSync(const Account& account) {
         m_keyTasks.start(resolveKey(account));
 }
 
+// What came of a membership does not outlive it.
+void AppModel::forgetGroup() {
+    set(m_account, std::nullopt);
+    set(m_devices, QList<DeviceInfo>());
+    m_key.reset();
+    set(m_crypto, CryptoStatus::unknown);
+    set(m_lastSent, std::nullopt);
+    set(m_lastReceived, std::nullopt);
+    m_lastReceivedText.reset();
+    m_lastAppliedId.reset();
+    m_unopened.reset();
+    set(m_copiedTooLarge, false);
+    set(m_receivedTooLarge, false);
+    m_loopGuard = LoopGuard();
+    set(m_loopStopped, false);
+}
+
 void AppModel::handleLocal(const QString& text) {
     if (!m_client || m_phase != Phase::running)
         return;
@@ -128,25 +145,24 @@ void AppModel::publish(const QString& text, SyncClient::Completion done) {
 }
 
 void AppModel::send(const QString& text, std::function<void(Sent)> done) {
-    const L10n& l10n = m_services.l10n;
     if (m_paused || !m_client) {
-        done(failure(m_paused ? l10n.text(u"同步已暂停，请先运行 sorrelwind resume",
-                                          u"Syncing is paused — run: sorrelwind resume")
-                              : HubError{HubError::Kind::status, 401, {}}.message(l10n.lang())));
+        done(failure(m_paused ? Sentence::of(u"同步已暂停，请先运行 sorrelwind resume",
+                                             u"Syncing is paused — run: sorrelwind resume")
+                              : HubError{HubError::Kind::status, 401, {}}.sentence()));
         return;
     }
     const bool large = text.toUtf8().size() > kUsualItemBytes;
-    publish(text, [done, large, &l10n](int status, std::optional<qint64> recipients) {
+    publish(text, [done, large](int status, std::optional<qint64> recipients) {
         if (status == kAccepted)
             done(recipients);
         else if (status == kTooLarge || large)
-            done(failure(l10n.text(u"未能发送。这段文字可能太大，服务器不接受，请分段发送",
-                                   u"Couldn't send — the text is probably larger than the hub "
-                                   u"takes, so send it in parts")));
+            done(failure(Sentence::of(u"未能发送。这段文字可能太大，服务器不接受，请分段发送",
+                                      u"Couldn't send — the text is probably larger than the hub "
+                                      u"takes, so send it in parts")));
         else
-            done(failure(l10n.text(u"未能发送，请用 sorrelwind status 查看连接状态后重试",
-                                   u"Couldn't send — see how things stand with: sorrelwind "
-                                   u"status, and try again")));
+            done(failure(Sentence::of(u"未能发送，请用 sorrelwind status 查看连接状态后重试",
+                                      u"Couldn't send — see how things stand with: sorrelwind "
+                                      u"status, and try again")));
     });
 }
 
@@ -201,18 +217,16 @@ void AppModel::handleState(SyncState state) {
     // A device that leaves is told by the hub that it was removed; that is no news.
     if (state == SyncState::revoked && m_leaving)
         return;
+    if (m_connection == SyncState::connected)
+        m_lostAt = QDateTime::currentMSecsSinceEpoch();
     set(m_connection, state);
     if (state != SyncState::revoked)
         return;
     dropKeyTasks();
     m_client.reset();
     m_services.store.clear();
-    set(m_account, std::nullopt);
-    set(m_devices, QList<DeviceInfo>());
-    m_key.reset();
-    m_lastReceivedText.reset();
-    m_unopened.reset();
-    set(m_notice, removalNotice(m_services.l10n));
+    forgetGroup();
+    set(m_notice, removalNotice());
     set(m_phase, Phase::onboarding);
     if (onNeedsOnboarding)
         onNeedsOnboarding();
@@ -250,8 +264,6 @@ void AppModel::clearNotice() {
 }
 
 void AppModel::languageChanged() {
-    if (m_notice)
-        m_notice = removalNotice(m_services.l10n);
     set(m_languageEpoch, m_languageEpoch + 1);
 }
 
@@ -288,8 +300,7 @@ Task<std::optional<Sentence>> AppModel::removeDevice(QString id) {
     const HubAPI api = apiFor(m_services.network, *m_account);
     const auto reply = co_await api.deleteDevice(id);
     if (!reply)
-        co_return Sentence{failed.zh.arg(reply.error().message(Lang::zh)),
-                           failed.en.arg(reply.error().message(Lang::en))};
+        co_return failed.arg(reply.error().sentence());
     co_return std::nullopt;
 }
 
@@ -326,15 +337,8 @@ Task<> AppModel::leaveGroup() {
         m_client->shutdown();
     m_client.reset();
     m_services.store.clear();
-    set(m_account, std::nullopt);
-    set(m_devices, QList<DeviceInfo>());
-    m_key.reset();
+    forgetGroup();
     set(m_connection, SyncState::disconnected);
-    set(m_crypto, CryptoStatus::unknown);
-    set(m_lastSent, std::nullopt);
-    set(m_lastReceived, std::nullopt);
-    m_lastReceivedText.reset();
-    m_unopened.reset();
     set(m_phase, Phase::onboarding);
     if (onNeedsOnboarding)
         onNeedsOnboarding();

@@ -87,15 +87,20 @@ public:
     /// Whether to offer that the passphrase be entered again.
     [[nodiscard]] bool wantsPassphrase() const;
     [[nodiscard]] bool paused() const { return m_paused; }
-    [[nodiscard]] const std::optional<QString>& notice() const { return m_notice; }
+    /// Texts of this model are in the language in force, unless another one is asked for.
+    [[nodiscard]] std::optional<QString> notice(std::optional<Lang> lang = {}) const;
     [[nodiscard]] int languageEpoch() const { return m_languageEpoch; }
 
     [[nodiscard]] std::optional<QString> selfId() const;
-    /// One line for the panel, the colour of its dot, and a warning about the key or the clipboard
-    /// if there is one.
-    [[nodiscard]] QString statusText() const;
+    /// The devices as they can be shown: those of another connection may be anywhere, so none is
+    /// online while this device is not.
+    [[nodiscard]] QList<DeviceInfo> shownDevices() const;
+    /// One line for the panel, the colour of its dot, what becomes of copies, and a warning about
+    /// the key or the clipboard if there is one.
+    [[nodiscard]] QString statusText(std::optional<Lang> lang = {}) const;
     [[nodiscard]] StatusColor statusColor() const;
-    [[nodiscard]] std::optional<QString> warning() const;
+    [[nodiscard]] QString caption(std::optional<Lang> lang = {}) const;
+    [[nodiscard]] std::optional<QString> warning(std::optional<Lang> lang = {}) const;
     /// The desktop's clipboard, for its name and whether it can be reached.
     [[nodiscard]] const Pasteboard& pasteboard() const { return m_services.pasteboard; }
 
@@ -106,7 +111,7 @@ public:
     /// After the language was toggled: every view draws itself again.
     void languageChanged();
 
-    using Sent = Result<std::optional<qint64>, QString>;
+    using Sent = Result<std::optional<qint64>, Sentence>;
     /// Sends a text that is not on the clipboard. `done` is called once: with the number of devices
     /// that it reached, where the hub says so, or with a sentence; not at all when the device
     /// leaves its group meanwhile.
@@ -168,6 +173,9 @@ private:
     void dropKeyTasks();
     void cannotOpen(const CloudItem& item, CryptoError error);
     void openHeld();
+    void forgetGroup();
+    [[nodiscard]] Lang langOr(std::optional<Lang> lang) const;
+    [[nodiscard]] std::optional<QString> groupWarning(Lang in) const;
     void handleLocal(const QString& text);
     void handleTooLarge();
     void publish(const QString& text, SyncClient::Completion done);
@@ -185,6 +193,7 @@ private:
     SyncState m_connection = SyncState::disconnected;
     CryptoStatus m_crypto = CryptoStatus::unknown;
     QList<DeviceInfo> m_devices;
+    qint64 m_lostAt = 0; // milliseconds since the epoch: when the connection was last lost
     std::optional<Activity> m_lastSent;
     std::optional<Activity> m_lastReceived;
     std::optional<ReceivedText> m_lastReceivedText;
@@ -195,7 +204,7 @@ private:
     bool m_receivedTooLarge = false;
     bool m_loopStopped = false;
     bool m_paused = false;
-    std::optional<QString> m_notice;
+    std::optional<Sentence> m_notice;
     int m_languageEpoch = 0;
 
     // A client may be let go from inside its own callback.

@@ -21,6 +21,20 @@ QString kindLabel(const DeviceInfo& device, Lang lang) {
     return printable(device.platform);
 }
 
+QString presence(const DeviceInfo& device, bool isSelf, const QDateTime& now, Lang lang) {
+    const QString online = pick(lang, u"在线", u"Online");
+    const QString offline = pick(lang, u"离线", u"Offline");
+    if (isSelf)
+        return pick(lang, u"这台" COMPUTER_ZH, u"This " COMPUTER_EN).trimmed() +
+               QStringLiteral(" · ") + (device.online ? online : offline);
+    if (device.online)
+        return online;
+    if (device.lastSeen <= 0)
+        return offline;
+    return pick(lang, u"%1在线", u"seen %1")
+        .arg(relativeTime(QDateTime::fromMSecsSinceEpoch(device.lastSeen), now, lang));
+}
+
 QString symbolName(const DeviceInfo& device) {
     const QString name = device.name.toLower();
     const bool tablet = name.contains(QLatin1StringView("pad")) ||

@@ -1,6 +1,5 @@
 #include "ui/activity_row.h"
 
-#include "base/printable.h"
 #include "core/device_display.h"
 #include "ui/controls/text_label.h"
 #include "ui/palette.h"
@@ -47,32 +46,9 @@ QString ActivityRow::symbol(const Activity& activity) {
     return QStringLiteral("exclamationmark.circle.fill");
 }
 
-QString ActivityRow::text(const Activity& activity, Lang lang) {
-    switch (activity.direction) {
-    case Direction::sent:
-        if (!activity.recipients)
-            return pick(lang, u"已发送", u"Sent");
-        if (*activity.recipients == 0)
-            return pick(lang, u"已复制，但还没有其他设备", u"Copied, but no other devices yet");
-        if (*activity.recipients == 1)
-            return pick(lang, u"已发送到 1 台设备", u"Sent to 1 device");
-        return pick(lang, u"已发送到 %1 台设备", u"Sent to %1 devices").arg(*activity.recipients);
-    case Direction::received: {
-        const QString device = activity.device.value_or(QString());
-        return (activity.unsealed
-                    ? pick(lang, u"收到未加密的内容，来自 ", u"Received unencrypted from ")
-                    : pick(lang, u"收到来自 ", u"Received from ")) +
-               (device.isEmpty() ? QStringLiteral("?") : isolated(device));
-    }
-    case Direction::failed:
-        break;
-    }
-    return pick(lang, u"上次复制未能发送", u"Last copy wasn't sent");
-}
-
 void ActivityRow::setActivity(const Activity& activity, const QDateTime& now, Lang lang) {
     m_activity = activity;
-    m_text->setText(text(activity, lang));
+    m_text->setText(activityText(activity, lang));
     m_time->setText(relativeTime(activity.date, now, lang));
     update();
 }

@@ -18,7 +18,6 @@ public:
     void setActivity(const Activity& activity, const QDateTime& now, Lang lang);
 
     [[nodiscard]] static QString symbol(const Activity& activity);
-    [[nodiscard]] static QString text(const Activity& activity, Lang lang);
 
 protected:
     void paintEvent(QPaintEvent* event) override;

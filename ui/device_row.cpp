@@ -1,6 +1,5 @@
 #include "ui/device_row.h"
 
-#include "base/machine_words.h"
 #include "base/printable.h"
 #include "core/device_display.h"
 #include "ui/controls/brand_button.h"
@@ -83,21 +82,6 @@ DeviceRow::DeviceRow(QWidget* parent)
     showParts();
 }
 
-QString DeviceRow::subtitle(const DeviceInfo& device, bool isSelf, const QDateTime& now,
-                            Lang lang) {
-    const QString online = pick(lang, u"在线", u"Online");
-    const QString offline = pick(lang, u"离线", u"Offline");
-    if (isSelf)
-        return pick(lang, u"这台" COMPUTER_ZH, u"This " COMPUTER_EN).trimmed() +
-               QStringLiteral(" · ") + (device.online ? online : offline);
-    if (device.online)
-        return online;
-    if (device.lastSeen <= 0)
-        return offline;
-    return pick(lang, u"%1在线", u"seen %1")
-        .arg(relativeTime(QDateTime::fromMSecsSinceEpoch(device.lastSeen), now, lang));
-}
-
 void DeviceRow::setDevice(const DeviceInfo& device, bool isSelf, const QDateTime& now, Lang lang) {
     m_device = device;
     m_isSelf = isSelf;
@@ -105,7 +89,7 @@ void DeviceRow::setDevice(const DeviceInfo& device, bool isSelf, const QDateTime
     m_badge->setToolTip(plainToolTip(kindLabel(device, lang)));
     const QString name = printable(device.name);
     m_name->setText(name);
-    m_subtitle->setText(subtitle(device, isSelf, now, lang));
+    m_subtitle->setText(presence(device, isSelf, now, lang));
     m_remove->setHelp(pick(lang, u"移除“%1”", u"Remove “%1”").arg(isolated(device.name)));
     m_ask->setText(pick(lang, u"移除这台设备", u"Remove this device"));
     m_note->setText(pick(lang, u"移除后需重新扫码才能加入", u"It must pair again to rejoin"));

@@ -32,9 +32,6 @@ public:
     /// It grew or shrank.
     std::function<void()> onResized;
 
-    [[nodiscard]] static QString subtitle(const DeviceInfo& device, bool isSelf,
-                                          const QDateTime& now, Lang lang);
-
 protected:
     void paintEvent(QPaintEvent* event) override;
     void enterEvent(QEnterEvent* event) override;

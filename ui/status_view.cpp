@@ -253,7 +253,7 @@ void StatusView::renderDevices() {
     auto gone = std::exchange(m_rowOf, {});
     bool alone = true;
     int position = 0;
-    for (const DeviceInfo& device : m_model.devices()) {
+    for (const DeviceInfo& device : m_model.shownDevices()) {
         if (m_rowOf.contains(device.id))
             continue;
         DeviceRow* row = gone.take(device.id);

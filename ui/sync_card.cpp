@@ -59,10 +59,7 @@ void SyncCard::render(const AppModel& model, Lang lang) {
     m_dot->setRole(roleOf(model.statusColor()));
     m_dot->setPulsing(!model.paused() && model.connection() == SyncState::connecting);
     m_status->setText(model.statusText());
-    m_caption->setText(
-        model.paused()
-            ? pick(lang, u"已暂停 · 不发送也不接收", u"Paused — not sending or receiving")
-            : pick(lang, u"复制后自动发送到其他设备", u"Copies go to your other devices"));
+    m_caption->setText(model.caption());
 }
 
 void SyncCard::paintEvent(QPaintEvent*) {

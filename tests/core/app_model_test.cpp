@@ -354,6 +354,61 @@ TEST_F(AppModelTest, LeavingIsNoRemovalAndNeedsNoHub) {
     }
 }
 
+TEST_F(AppModelTest, NothingOfAGroupOutlivesIt) {
+    for (const bool removed : {true, false}) {
+        SCOPED_TRACE(removed);
+        model.reset();
+        onboardings = 0;
+        start(account(true));
+        hub.send(R"({"type":"devices","devices":[{"id":"other","name":"Pad","platform":"web",)"
+                 R"("createdAt":1,"lastSeen":1,"online":true}]})");
+        deliver(*Crypto::encryptText(u"theirs"_qs, key()), "1");
+        EXPECT_TRUE(model->lastReceivedText());
+        acknowledge(413, 0);
+        pasteboard.copyText(u"mine"_qs + QString::number(removed));
+        ASSERT_TRUE(waitFor([&] { return model->warning().has_value(); }));
+        deliver(u"sw1.AAAA.BBBB"_qs, "2");
+        EXPECT_EQ(model->caption(), u"Copies go to your other devices"_qs);
+
+        TaskScope scope;
+        if (removed)
+            hub.send(R"({"type":"removed"})");
+        else
+            scope.start(model->leaveGroup());
+        ASSERT_TRUE(waitFor([&] { return onboardings == 1; }));
+        EXPECT_EQ(model->warning(), std::nullopt);
+        EXPECT_EQ(model->lastSent(), std::nullopt);
+        EXPECT_EQ(model->lastReceived(), std::nullopt);
+        EXPECT_FALSE(model->lastReceivedText());
+        EXPECT_TRUE(model->devices().isEmpty());
+        EXPECT_EQ(model->crypto(), CryptoStatus::unknown);
+        EXPECT_EQ(model->statusText(),
+                  removed ? u"Removed from the group"_qs : u"In no group yet"_qs);
+        EXPECT_EQ(model->statusText(Lang::zh),
+                  removed ? u"已被移出设备组"_qs : u"还没有加入设备组"_qs);
+    }
+}
+
+TEST_F(AppModelTest, WithoutAConnectionNobodyIsOnline) {
+    start(account(true));
+    hub.send(
+        R"({"type":"devices","devices":[)"
+        R"({"id":"me","name":"Mine","platform":"macos","createdAt":1,"lastSeen":1,"online":true},)"
+        R"({"id":"pad","name":"Pad","platform":"web","createdAt":1,"lastSeen":1,"online":true},)"
+        R"({"id":"pc","name":"PC","platform":"web","createdAt":1,"lastSeen":2,"online":false}]})");
+    ASSERT_TRUE(waitFor([&] { return model->shownDevices().size() == 3; }));
+    EXPECT_TRUE(model->shownDevices()[1].online);
+    EXPECT_EQ(model->shownDevices()[1].lastSeen, 1);
+    const qint64 before = QDateTime::currentMSecsSinceEpoch();
+    hub.die();
+    ASSERT_TRUE(waitFor([&] { return model->connection() == SyncState::disconnected; }));
+    for (const DeviceInfo& device : model->shownDevices())
+        EXPECT_FALSE(device.online) << device.name.toStdString();
+    EXPECT_GE(model->shownDevices()[1].lastSeen, before) << "until then it was there";
+    EXPECT_EQ(model->shownDevices()[2].lastSeen, 2);
+    EXPECT_EQ(model->caption(), u"Copies may not reach other devices now"_qs);
+}
+
 TEST_F(AppModelTest, SecondLeaveNeverTouchesTheNextMembership) {
     hub.on("DELETE /devices/me", {Answer{.raw = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n"}});
     start(account(true));

@@ -34,6 +34,24 @@ TEST(DeviceDisplay, KindAndSymbol) {
     }
 }
 
+TEST(DeviceDisplay, Presence) {
+    const QDateTime now = QDateTime::fromSecsSinceEpoch(1'800'000'000);
+    const qint64 ms = now.toMSecsSinceEpoch();
+    const std::tuple<bool, bool, qint64, QString, QString> kTable[] = {
+        {true, true, ms, "This computer · Online", "这台电脑 · 在线"},
+        {true, false, ms, "This computer · Offline", "这台电脑 · 离线"},
+        {false, true, 1, "Online", "在线"},
+        {false, false, 0, "Offline", "离线"},
+        {false, false, ms - 10'000, "seen just now", "刚刚在线"},
+        {false, false, ms - 3 * 3'600'000, "seen 3 hr. ago", "3小时前在线"},
+    };
+    for (const auto& [isSelf, online, lastSeen, en, zh] : kTable) {
+        const DeviceInfo device{{}, {}, {}, 0, lastSeen, online};
+        EXPECT_EQ(presence(device, isSelf, now, Lang::en), en);
+        EXPECT_EQ(presence(device, isSelf, now, Lang::zh), zh);
+    }
+}
+
 TEST(DeviceDisplay, RelativeTime) {
     const QDateTime now = QDateTime::fromSecsSinceEpoch(1'800'000'000);
     const std::tuple<qint64, QString, QString> kTable[] = {

@@ -46,13 +46,13 @@ TEST(CommandLine, EveryWrongUseHasACodeAndASentence) {
         const char* says;
         QByteArray input = {};
     } cases[] = {
-        {{"frobnicate"}, 2, "frobnicate"},
-        {{"status", "--colour"}, 2, "--colour"},
+        {{"frobnicate"}, 2, "frobnicate. See: sorrelwind --help\n"},
+        {{"status", "--colour"}, 2, "--colour. See: sorrelwind status --help\n"},
         {{"remove"}, 2, "ID"},
         {{"create", "--server", "ftp://h"}, 2, "not an address"},
         {{"create", "--server", "HTTP://h"}, 2, "not an address"},
         {{"join", "https://hub.example/#k=x"}, 2, "neither"},
-        {{"join", "ABC"}, 2, "neither"},
+        {{"join", "ABC"}, 2, "See: sorrelwind join --help\n"},
         {{"join", "-"}, 2, "neither"},
         {{"join", "ABCD-EFGH"}, 2, "--server"},
         {{"join", "ABCD-EFGH", "--server", nobody}, 2, "--passphrase-stdin"},
@@ -236,6 +236,36 @@ TEST(CommandLine, ControlSocketSurvivesRubbish) {
     EXPECT_EQ(desktop.command({"status"}).code, 0);
 }
 
+TEST(CommandLine, EveryFieldOfJsonIsInTheManual) {
+    QTemporaryDir folder;
+    QFile manual(SORRELWIND_MANUAL);
+    ASSERT_TRUE(manual.open(QIODevice::ReadOnly));
+    QSet<QString> told;
+    for (const QString& line : QString::fromUtf8(manual.readAll()).split(u'\n')) {
+        if (line.startsWith(".Va ") || line.startsWith(".It Va "))
+            for (const QString& word : line.split(u' '))
+                told.insert(word);
+    }
+    const Hub hub(folder.path());
+    Desktop a(folder.path(), "alpha");
+    Desktop b(folder.path(), "beta");
+    const QStringList outside = a.status().keys();
+    a.createGroup(hub);
+    b.joinByLink(a);
+    EXPECT_EQ(b.command({"send", "x"}).code, 0);
+    ASSERT_TRUE(waitFor([&] { return !a.status()[u"lastReceived"].isNull(); }));
+    EXPECT_EQ(a.command({"send", "y"}).code, 0);
+    const QJsonObject status = a.status();
+    EXPECT_EQ(status.keys(), outside) << "none comes and goes";
+    for (const QJsonObject& object :
+         {status, status[u"lastSent"].toObject(), status[u"lastReceived"].toObject(),
+          a.devices()[0].toObject(), a.pairing()}) {
+        EXPECT_FALSE(object.isEmpty());
+        for (const QString& key : object.keys())
+            EXPECT_TRUE(told.contains(key)) << key.toStdString();
+    }
+}
+
 TEST(CommandLine, ChineseThroughout) {
     QTemporaryDir folder;
     writeFile(folder.filePath("preferences.json"), R"({"language":"zh"})");
@@ -261,7 +291,7 @@ TEST(CommandLine, ChineseThroughout) {
         {"--config-dir", folder.filePath(QString(110, u'p')), "--headless"},
     };
     static const QRegularExpression given(
-        "sorrelwind: .*|-[-a-z]+|sorrelwind|frobnicate|paper|maybe|two|json|"
+        "sorrelwind: .*|-[-a-z]+|sorrelwind( [a-z]+)?|frobnicate|paper|maybe|two|json|"
         "/\\S*|[A-Z]{2,}|x11|wayland");
     for (const QStringList& arguments : cases) {
         const Ended wrong = runToEnd(kAgent, arguments, {}, chinese);

@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QTcpServer>
 
 #include <gtest/gtest.h>
@@ -113,10 +114,10 @@ TEST_F(Membership, RemovedDeviceLosesItsAccountAndSaysWhy) {
     EXPECT_EQ(a.command({"remove", idOf(a)}).code, 1);
     const Ended removed = a.command({"remove", idOf(b)});
     ASSERT_EQ(removed.code, 0) << removed.err.toStdString();
+    EXPECT_EQ(a.devices().size(), 1) << "at once";
     ASSERT_TRUE(waitFor([&] { return b.status()[u"phase"] == "onboarding"; }));
     EXPECT_TRUE(b.status()[u"notice"].toString().contains("removed from its group"));
     EXPECT_FALSE(QFile::exists(b.configDir() + "/account.json"));
-    EXPECT_TRUE(waitFor([&] { return a.devices().size() == 1; }));
     const Ended gone = a.command({"remove", "no-such-device"});
     EXPECT_EQ(gone.code, 1);
     EXPECT_TRUE(gone.err.startsWith("Couldn't remove: "));
@@ -143,12 +144,8 @@ TEST_F(Membership, RenameAndLeave) {
     a.createGroup(hub);
     b.joinByLink(a);
     ASSERT_EQ(b.command({"rename", "办公室 Mac"}).code, 0);
-    EXPECT_TRUE(waitFor([&] {
-        const QJsonArray devices = a.devices();
-        return std::ranges::any_of(devices, [](const QJsonValue& device) {
-            return device[u"name"].toString() == "办公室 Mac";
-        });
-    }));
+    EXPECT_EQ(b.devices()[1][u"name"], "办公室 Mac") << "at once";
+    EXPECT_TRUE(waitFor([&] { return a.devices()[1][u"name"] == "办公室 Mac"; }));
     const Ended tooLong = b.command({"rename", QString(100, u'x')});
     EXPECT_EQ(tooLong.code, 1);
     EXPECT_FALSE(tooLong.err.isEmpty());
@@ -160,6 +157,47 @@ TEST_F(Membership, RenameAndLeave) {
     EXPECT_FALSE(QFile::exists(b.configDir() + "/account.json"));
     EXPECT_TRUE(waitFor([&] { return a.devices().size() == 1; }));
     EXPECT_EQ(b.command({"pair"}).code, 1);
+}
+
+TEST_F(Membership, WhoAsksInChineseIsAnsweredInChinese) {
+    const QTemporaryDir place;
+    const Hub small(place.path(), {"--max-devices", "2"});
+    a.createGroup(small);
+    b.joinByLink(a);
+    ASSERT_EQ(b.command({"send", "x"}).out, "Sent to 1 device\n");
+    ASSERT_TRUE(waitFor([&] { return !a.status()[u"lastReceived"].isNull(); }));
+    ASSERT_EQ(a.command({"send", "y"}).code, 0);
+
+    auto chinese = ourEnvironment();
+    chinese.insert("LC_ALL", "zh_CN.UTF-8"); // the agents' is another one
+    const auto said = [&](const QString& configDir, const QStringList& arguments,
+                          const QByteArray& input = {}) {
+        const Ended ended =
+            runToEnd(kAgent, QStringList{"--config-dir", configDir} + arguments, input, chinese);
+        return QString::fromUtf8(ended.out + ended.err);
+    };
+    // Names, addresses, ids, and commands to type.
+    static const QRegularExpression given(
+        "alpha|beta|third|x11|http://\\S+|[-\\w]{22}|sorrelwind( --config-dir \\S+)? [a-z]+");
+    const auto expectChinese = [](QString text) {
+        SCOPED_TRACE(text.toStdString());
+        EXPECT_TRUE(text.contains(QRegularExpression("\\p{Han}")));
+        text.remove(given);
+        EXPECT_FALSE(text.contains(QRegularExpression("[A-Za-z]{2,}|\\p{Han}[:,;]")));
+    };
+    const QStringList cases[] = {
+        {"status"},         {"devices"},         {"send", "z"},
+        {"remove", "none"}, {"remove", idOf(a)}, {"rename", QString(100, u'x')},
+    };
+    for (const QStringList& arguments : cases)
+        expectChinese(said(a.configDir(), arguments));
+    const QByteArray link = a.pairing()[u"link"].toString().toUtf8() + '\n';
+    expectChinese(said(place.filePath("third"), {"join", "-", "--name", "third"}, link));
+    EXPECT_EQ(a.command({"pause"}).code, 0);
+    expectChinese(said(a.configDir(), {"send", "paused"}));
+    EXPECT_EQ(a.command({"leave"}).code, 0);
+    expectChinese(said(a.configDir(), {"status"}));
+    expectChinese(said(a.configDir(), {"receive"}));
 }
 
 TEST_F(Membership, LinkOnTheCommandLineIsBlankedInTheProcessList) {

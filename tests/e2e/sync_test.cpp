@@ -19,6 +19,11 @@ bool receivedFrom(const Desktop& desktop, const QString& sender) {
     return desktop.status()[u"lastReceived"][u"device"] == sender;
 }
 
+qsizetype online(const Desktop& desktop) {
+    return std::ranges::count_if(
+        desktop.devices(), [](const QJsonValue& device) { return device[u"online"].toBool(); });
+}
+
 } // namespace
 
 TEST_F(Sync, TextGoesBothWays) {
@@ -51,6 +56,7 @@ TEST_F(Sync, HubKilledInMidTrafficComesBackAndSoDoTheAgents) {
             return a.status()[u"connection"] != "connected" &&
                    b.status()[u"connection"] != "connected";
         }));
+        EXPECT_EQ(online(a), 0) << "nobody knows";
         hub.start();
         ASSERT_TRUE(a.ready()) << a.log().toStdString() << hub.log().toStdString();
         ASSERT_TRUE(b.ready()) << b.log().toStdString() << hub.log().toStdString();
@@ -65,12 +71,7 @@ TEST_F(Sync, HubKilledInMidTrafficComesBackAndSoDoTheAgents) {
 TEST_F(Sync, DeviceThatWasAwayGetsTheNewestItemOnce) {
     EXPECT_EQ(b.stopAgent(SIGTERM), 0);
     // The hub saw a clean close: the list says so at once, without waiting for a time-out.
-    ASSERT_TRUE(waitFor([&] {
-        const QJsonArray devices = a.devices();
-        return devices.size() == 2 && std::ranges::count_if(devices, [](const QJsonValue& device) {
-                                          return device[u"online"].toBool();
-                                      }) == 1;
-    }));
+    ASSERT_TRUE(waitFor([&] { return a.devices().size() == 2 && online(a) == 1; }));
     a.copy("SECRET missed");
     ASSERT_TRUE(waitFor([&] { return !a.status()[u"lastSent"].toObject().isEmpty(); }));
     a.copy("SECRET newest");
