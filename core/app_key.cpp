@@ -112,7 +112,7 @@ void AppModel::cannotOpen(const CloudItem& item, CryptoError error) {
 }
 
 AppModel::KeyFit AppModel::keyFit() const {
-    if (!m_key)
+    if (!m_account || !m_key) // the group may be on its way out
         return KeyFit::unknown;
     if (m_unopened)
         return KeyFit::doesNotFit;
@@ -120,6 +120,8 @@ AppModel::KeyFit AppModel::keyFit() const {
 }
 
 bool AppModel::wantsPassphrase() const {
+    if (!m_account)
+        return false;
     switch (m_crypto) {
     case CryptoStatus::missingKey:
     case CryptoStatus::failed:

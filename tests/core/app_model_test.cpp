@@ -303,6 +303,21 @@ TEST_F(AppModelTest, APassphraseThatDoesNotFitIsSaidAndEnteredAgain) {
         EXPECT_TRUE(model->decryptFailed() && !model->wantsPassphrase()) << "no passphrase helps";
         // Without a text to try it on, it is taken and said to be unproven.
         EXPECT_EQ(enter(u"another"_qs), KeyFit::unknown);
+
+        // Views look while the group goes.
+        deliver(wanted, typed ? "7" : "8");
+        ASSERT_TRUE(model->wantsPassphrase());
+        QObject::connect(model.get(), &AppModel::changed, [this] {
+            (void)model->warning();
+            EXPECT_TRUE(model->account() || !model->wantsPassphrase());
+        });
+        onboardings = 0;
+        TaskScope scope;
+        if (typed)
+            scope.start(model->leaveGroup());
+        else
+            hub.send(R"({"type":"removed"})");
+        ASSERT_TRUE(waitFor([&] { return onboardings == 1; }));
     }
 }
 
