@@ -2,11 +2,11 @@
 // were shown. On an X server of its own. Prints figures and never fails for one.
 
 #include "base/defaults.h"
+#include "hosting/hub_host.h"
 #include "tests/e2e/face_desktop.h"
 #include "tests/support/wait.h"
 #include "tests/ui/model_over_hub.h"
 #include "ui/appearance.h"
-#include "hosting/hub_host.h"
 #include "ui/launch_at_login.h"
 #include "ui/onboarding_window.h"
 #include "ui/pairing_window.h"

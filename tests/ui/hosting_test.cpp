@@ -1,10 +1,10 @@
 #include "base/defaults.h"
+#include "hosting/hub_host.h"
+#include "hosting/local_address.h"
+#include "hosting/service_unit.h"
 #include "tests/support/print_qt.h"
 #include "tests/support/wait.h"
 #include "tests/ui/played_systemd.h"
-#include "hosting/local_address.h"
-#include "hosting/service_unit.h"
-#include "hosting/hub_host.h"
 
 #include <QFileInfo>
 #include <QSysInfo>

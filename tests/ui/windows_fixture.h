@@ -4,12 +4,12 @@
 #include "base/defaults.h"
 #include "base/prefs.h"
 #include "core/app_model.h"
+#include "hosting/hub_host.h"
 #include "hub/network.h"
 #include "tests/support/fake_pasteboard.h"
 #include "tests/support/print_qt.h"
 #include "tests/support/scripted_hub.h"
 #include "tests/ui/accessible.h"
-#include "hosting/hub_host.h"
 #include "ui/launch_at_login.h"
 
 #include <QAbstractButton>

@@ -2,10 +2,10 @@
 
 #include "base/printable.h"
 #include "core/app_model.h"
+#include "hosting/hub_host.h"
 #include "ui/controls/brand_button.h"
 #include "ui/controls/card.h"
 #include "ui/controls/text_label.h"
-#include "hosting/hub_host.h"
 #include "ui/palette.h"
 #include "ui/settings/settings_row.h"
 #include "ui/settings/settings_view.h"
