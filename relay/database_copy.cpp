@@ -88,12 +88,15 @@ void backUp(const fs::path& data, const fs::path& file) {
 void restore(const fs::path& data, const fs::path& file) {
     const StateDirectory directory(data);
     const auto database = directory.database();
-    Replacement copy(database);
-    copyWhole(file, copy.path());
-    (void)SqliteStore(copy.path()); // throws where a hub would
     struct stat folder {};
     if (::stat(data.c_str(), &folder) != 0)
         fail(data, "cannot use the directory");
+    // Where there was none, an empty one stays if the file is refused.
+    if (::geteuid() == 0 && ::lchown(database.c_str(), folder.st_uid, folder.st_gid) != 0)
+        fail(database, "cannot change the owner of");
+    Replacement copy(database);
+    copyWhole(file, copy.path());
+    (void)SqliteStore(copy.path()); // throws where a hub would
     copy.belongTo(folder);
     try {
         // What is in its log goes into the old file, so that no log is left for the new one.
@@ -112,8 +115,7 @@ fs::path directoryInUse() {
     const auto usual = defaultStateDirectory();
     const fs::path service(kServiceDirectory);
     std::error_code hidden;
-    return !fs::exists(usual / "hub.db", hidden) && fs::exists(service / "hub.db", hidden) ? service
-                                                                                           : usual;
+    return !fs::exists(usual / "hub.db", hidden) && fs::exists(service, hidden) ? service : usual;
 }
 
 void copyDatabase(const CopyOptions& options) {

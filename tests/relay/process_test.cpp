@@ -30,6 +30,11 @@ unsigned modeOf(const fs::path& path) {
     return ::stat(path.c_str(), &info) == 0 ? info.st_mode & 0777u : 0;
 }
 
+uid_t ownerOf(const fs::path& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 ? info.st_uid : static_cast<uid_t>(-1);
+}
+
 void makeDatabase(const fs::path& path, const char* sql) {
     sqlite3* database = nullptr;
     EXPECT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
@@ -301,6 +306,14 @@ TEST_F(Process, backsUpWhileItRunsAndIsRestored) {
         EXPECT_TRUE(isMember(data, before)) << "what was there stays";
     }
     EXPECT_FALSE(fs::exists(folder.path() / "missing"));
+    // For the owner of the folder, whoever restores, also where there was no database.
+    const auto service = folder.path() / "service";
+    fs::create_directory(service);
+    EXPECT_EQ(::chown(service.c_str(), ::geteuid() == 0 ? 1 : ::geteuid(), ::getegid()), 0);
+    for (const auto& [from, status] : {std::pair("text", 1), {"copy", 0}}) {
+        EXPECT_EQ(run("restore", folder.path() / from, service).status, status);
+        EXPECT_EQ(ownerOf(service / "hub.db"), ownerOf(service)) << from;
+    }
     EXPECT_EQ(run("backup", folder.path() / "none", folder.path() / "empty").status, 1);
     for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
         const auto name = entry.path().filename().string();
