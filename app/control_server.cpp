@@ -331,7 +331,8 @@ Task<ControlReply> ControlServer::remove(QString id, Lang lang) {
         return std::ranges::none_of(m_model.devices(),
                                     [&](const auto& one) { return one.id == id; });
     };
-    co_await listed(gone);
+    auto waiting = listed(gone);
+    co_await std::move(waiting);
     co_return done();
 }
 
@@ -346,7 +347,8 @@ Task<ControlReply> ControlServer::rename(QString name, Lang lang) {
             return one.id == m_model.selfId() && one.name != name;
         });
     };
-    co_await listed(renamed);
+    auto waiting = listed(renamed);
+    co_await std::move(waiting);
     co_return done();
 }
 
