@@ -66,6 +66,7 @@ void PairingState::generate() {
     m_pairing = {};
     m_linkCopied = false;
     m_known = idsOf(m_model.devices());
+    m_key = m_model.account() ? m_model.account()->key : std::nullopt;
     m_phase = Loading();
     Q_EMIT changed();
     m_tasks.start(request());
@@ -84,8 +85,16 @@ Task<> PairingState::request() {
 
 void PairingState::watch() {
     disconnect(m_devices);
-    m_devices = connect(&m_model, &AppModel::changed, this, &PairingState::lookForNewDevice);
+    m_devices = connect(&m_model, &AppModel::changed, this, &PairingState::modelChanged);
     m_timer.start();
+    lookForNewDevice();
+}
+
+void PairingState::modelChanged() {
+    // A link made with the key of a wrong passphrase would hand that key on.
+    if (std::holds_alternative<Ready>(m_phase) && m_model.account() &&
+        m_model.account()->key != m_key)
+        generate();
     lookForNewDevice();
 }
 

@@ -66,6 +66,7 @@ Q_SIGNALS:
 private:
     Task<> request();
     void watch();
+    void modelChanged();
     void lookForNewDevice();
     void setPhase(Phase phase);
 
@@ -73,7 +74,8 @@ private:
     Phase m_phase = Loading();
     AppModel::Pairing m_pairing;
     bool m_linkCopied = false;
-    QSet<QString> m_known; // ids when the code was asked for
+    QSet<QString> m_known;        // ids when the code was asked for
+    std::optional<QString> m_key; // the account's at that time
     QTimer m_timer;
     QMetaObject::Connection m_devices;
     TaskScope m_tasks;

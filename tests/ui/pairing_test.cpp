@@ -1,3 +1,4 @@
+#include "account/pairing_link.h"
 #include "tests/support/print_qt.h"
 #include "tests/support/program.h"
 #include "tests/ui/accessible.h"
@@ -235,6 +236,19 @@ TEST_F(PairingWindowTest, ACodeExpiresOnTimeAndIsRenewed) {
     answerWith(-1);
     window->state().generate();
     EXPECT_TRUE(reaches<PairingState::Expired>());
+}
+
+TEST_F(PairingWindowTest, AnotherPassphraseMakesAnotherLink) {
+    open();
+    ASSERT_TRUE(reaches<PairingState::Ready>());
+    Account rekeyed = *over.model->account();
+    rekeyed.key = QString::fromLatin1(QByteArray(32, 'n').toBase64());
+    ASSERT_TRUE(over.model->adoptKey(rekeyed));
+    EXPECT_TRUE(waitFor([&] {
+        const auto link = PairingLink::parse(window->state().url());
+        return link && link->keyB64 == rekeyed.key;
+    }));
+    EXPECT_EQ(over.hub.count("POST /pair"), 2);
 }
 
 TEST_F(PairingWindowTest, AFailureIsSaidAndRetried) {
