@@ -79,6 +79,9 @@ void backUp(const fs::path& data, const fs::path& file) {
     if (::access(database.c_str(), F_OK) != 0 && errno == ENOENT)
         throw StoreError("there is no " + database.string() +
                          ": name the hub's folder with --data DIR");
+    std::error_code missing;
+    if (fs::equivalent(database, file, missing))
+        throw StoreError(file.string() + " is the database itself: name another file");
     Replacement copy(file);
     copyWhole(database, copy.path());
     copy.take();

@@ -280,6 +280,7 @@ TEST_F(Process, backsUpWhileItRunsAndIsRestored) {
         EXPECT_EQ(modeOf(copy), 0600u);
         after = createGroup(hub.port());
         EXPECT_EQ(run("restore", copy, data).status, 1) << "it runs";
+        EXPECT_EQ(run("backup", data / "hub.db", data).status, 1) << "no copy over itself";
         EXPECT_EQ(request(hub.port(), {"GET", "/crypto", {}, after.token}).status, 200);
     }
     const auto isMember = [&](const fs::path& in, const Device& device) {
