@@ -4,6 +4,7 @@
 #include "ui/palette.h"
 
 #include <QDir>
+#include <QSet>
 
 #include <gtest/gtest.h>
 
@@ -171,15 +172,21 @@ void FaceDesktop::click(QPoint place, int button) const {
 }
 
 void FaceDesktop::choose(QPoint icon, const QStringList& keys) const {
-    // The panel may be the one that draws it.
+    // The panel may be the one that draws it. A tool tip comes to a pointer that rests on the icon,
+    // and goes when the menu comes.
+    EXPECT_EQ(
+        xdotool({QStringLiteral("mousemove"), QStringLiteral("600"), QStringLiteral("400")}).code,
+        0);
     const auto all = [this] {
-        return xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                        QStringLiteral("--name"), QString()})
-            .out.count('\n');
+        const auto ids = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                  QStringLiteral("--name"), QString()})
+                             .out.split('\n');
+        return QSet<QByteArray>(ids.begin(), ids.end());
     };
     const auto before = all();
     click(icon, 3);
-    EXPECT_TRUE(waitFor([&] { return all() > before; })) << "no menu";
+    EXPECT_TRUE(waitFor([&] { return !(all() - before).isEmpty(); })) << "no menu";
+    runFor(std::chrono::milliseconds(200)); // it takes the keyboard after it is shown, untold
     press(keys);
 }
 
