@@ -74,8 +74,7 @@ QString AppModel::caption(std::optional<Lang> lang) const {
     const bool canSend = m_key || m_crypto == CryptoStatus::plaintext;
     if (m_connection == SyncState::connected && canSend && m_services.pasteboard.available())
         return pick(in, u"复制后自动发送到其他设备", u"Copies go to your other devices");
-    return pick(in, u"现在复制的内容可能到不了其他设备",
-                u"Copies may not reach other devices now");
+    return pick(in, u"现在复制的内容可能到不了其他设备", u"Copies may not reach other devices now");
 }
 
 std::optional<QString> AppModel::warning(std::optional<Lang> lang) const {

@@ -88,6 +88,7 @@ describe("over plain http, with an agent", { timeout: 120_000 }, () => {
     await page.getByText("can’t be decrypted").waitFor({ state: "hidden" });
     for (const tab of [page, otherTab]) await shows(tab, "sealed with another key");
     await page.reload();
+    await page.getByText("Connected").waitFor(); // else the other tab takes it for both
     await desktop.copy("sealed with the same key");
     await shows(page, "sealed with the same key");
     assertSilent(page, "sealed with", passphrase);
